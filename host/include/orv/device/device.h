@@ -1,0 +1,22 @@
+// Everything that a device sees of its host.
+#pragma once
+
+#include "orv/device/OrvBlock.h"
+#include "orv/device/OrvColorspace.h"
+#include "orv/device/OrvDevice.h"
+#include "orv/device/OrvDitherMask.h"
+#include "orv/device/OrvHistogram.h"
+#include "orv/device/OrvImage.h"
+#include "orv/device/OrvImageType.h"
+#include "orv/device/OrvInterpolationTable.h"
+#include "orv/device/OrvKernel.h"
+#include "orv/device/OrvLookup.h"
+#include "orv/device/OrvMemoryStorage.h"
+#include "orv/device/OrvObject.h"
+#include "orv/device/OrvOp.h"
+#include "orv/device/OrvOpTree.h"
+#include "orv/device/OrvRoi.h"
+#include "orv/device/OrvSel.h"
+#include "orv/device/OrvSystemState.h"
+#include "orv/device/OrvTypes.h"
+#include "orv/device/OrvVersionNumber.h"
