@@ -1,0 +1,379 @@
+// The op functions that no family has built yet. A family takes its block out when it brings the functions.
+
+#include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/report.h"
+
+namespace {
+
+OrvStatus unbuilt(OrvOp* op) noexcept { return orvi::fail(op, {"di-unbuilt", 4, 1}, "unbuilt.cc"); }
+
+} // namespace
+
+#define ORV_UNBUILT(NAME)                                                                                              \
+    OrvStatus OrvDeviceComputeTypeMemory::NAME(OrvOp* op, int) noexcept { return unbuilt(op); }
+
+// pair arithmetic
+
+ORV_UNBUILT(Add1)
+ORV_UNBUILT(Add16)
+ORV_UNBUILT(Subtract1)
+ORV_UNBUILT(Subtract8)
+ORV_UNBUILT(Subtract16)
+ORV_UNBUILT(Multiply1)
+ORV_UNBUILT(Multiply8)
+ORV_UNBUILT(Multiply16)
+ORV_UNBUILT(Divide1)
+ORV_UNBUILT(Divide8)
+ORV_UNBUILT(Divide16)
+ORV_UNBUILT(Absolute16)
+ORV_UNBUILT(Max8)
+ORV_UNBUILT(Max16)
+ORV_UNBUILT(Min8)
+ORV_UNBUILT(Min16)
+
+// end of pair arithmetic
+
+// logic
+
+ORV_UNBUILT(And1)
+ORV_UNBUILT(And8)
+ORV_UNBUILT(And16)
+ORV_UNBUILT(AndConst1)
+ORV_UNBUILT(AndConst8)
+ORV_UNBUILT(AndConst16)
+ORV_UNBUILT(Or1)
+ORV_UNBUILT(Or8)
+ORV_UNBUILT(Or16)
+ORV_UNBUILT(OrConst1)
+ORV_UNBUILT(OrConst8)
+ORV_UNBUILT(OrConst16)
+ORV_UNBUILT(Xor1)
+ORV_UNBUILT(Xor8)
+ORV_UNBUILT(Xor16)
+ORV_UNBUILT(XorConst1)
+ORV_UNBUILT(XorConst8)
+ORV_UNBUILT(XorConst16)
+ORV_UNBUILT(Not1)
+ORV_UNBUILT(Not8)
+ORV_UNBUILT(Not16)
+
+// end of logic
+
+// blend
+
+ORV_UNBUILT(Blend1a1)
+ORV_UNBUILT(Blend1a8)
+ORV_UNBUILT(Blend1a16)
+ORV_UNBUILT(Blend8a1)
+ORV_UNBUILT(Blend8a8)
+ORV_UNBUILT(Blend8a16)
+ORV_UNBUILT(Blend16a1)
+ORV_UNBUILT(Blend16a8)
+ORV_UNBUILT(Blend16a16)
+
+// end of blend
+
+// conversion and bands
+
+ORV_UNBUILT(BandCombine1)
+ORV_UNBUILT(BandCombine8)
+ORV_UNBUILT(BandCombine16)
+ORV_UNBUILT(BlackGeneration8)
+ORV_UNBUILT(BlackGeneration16)
+ORV_UNBUILT(Convert1to8)
+ORV_UNBUILT(Convert1to16)
+ORV_UNBUILT(Convert16to1)
+ORV_UNBUILT(Convert8to1)
+ORV_UNBUILT(Convert16to8)
+ORV_UNBUILT(Convert8to16)
+
+// end of conversion and bands
+
+// constants
+
+ORV_UNBUILT(AddConst1)
+ORV_UNBUILT(AddConst8)
+ORV_UNBUILT(AddConst16)
+ORV_UNBUILT(SubtractFromConst1)
+ORV_UNBUILT(MultiplyConst1)
+ORV_UNBUILT(MultiplyConst8)
+ORV_UNBUILT(MultiplyConst16)
+ORV_UNBUILT(DivideIntoConst1)
+ORV_UNBUILT(DivideIntoConst8)
+ORV_UNBUILT(DivideIntoConst16)
+ORV_UNBUILT(SubtractFromConst8)
+ORV_UNBUILT(SubtractFromConst16)
+
+// end of constants
+
+// copy
+
+ORV_UNBUILT(Copy1)
+ORV_UNBUILT(Copy8)
+ORV_UNBUILT(Copy16)
+ORV_UNBUILT(CopyPattern1)
+ORV_UNBUILT(CopyPattern8)
+ORV_UNBUILT(CopyPattern16)
+ORV_UNBUILT(CopyWithPlanemask1)
+ORV_UNBUILT(CopyWithPlanemask8)
+ORV_UNBUILT(CopyWithPlanemask16)
+ORV_UNBUILT(SetValue1)
+ORV_UNBUILT(SetValue8)
+ORV_UNBUILT(SetValue16)
+
+// end of copy
+
+// lookup
+
+ORV_UNBUILT(Lookup1_1)
+ORV_UNBUILT(Lookup1_8)
+ORV_UNBUILT(Lookup1_16)
+ORV_UNBUILT(Lookup8_1)
+ORV_UNBUILT(Lookup8_8)
+ORV_UNBUILT(Lookup8_16)
+ORV_UNBUILT(Lookup16_1)
+ORV_UNBUILT(Lookup16_8)
+ORV_UNBUILT(Lookup16_16)
+
+// end of lookup
+
+// rescale, threshold, fused
+
+ORV_UNBUILT(MultiplyAdd8)
+ORV_UNBUILT(Rescale1)
+ORV_UNBUILT(Rescale8)
+ORV_UNBUILT(Rescale16)
+ORV_UNBUILT(Threshold1)
+ORV_UNBUILT(Threshold8)
+ORV_UNBUILT(Threshold8_1Band)
+ORV_UNBUILT(Threshold16)
+
+// end of rescale, threshold, fused
+
+// colour
+
+ORV_UNBUILT(ColorConvert)
+
+// end of colour
+
+// convolution
+
+ORV_UNBUILT(Convolve1)
+ORV_UNBUILT(Convolve8)
+ORV_UNBUILT(Convolve8Convolve8)
+ORV_UNBUILT(Convolve16)
+ORV_UNBUILT(Convolve16Convolve16)
+
+// end of convolution
+
+// edge detection
+
+ORV_UNBUILT(Sobel1)
+ORV_UNBUILT(Sobel8)
+ORV_UNBUILT(Sobel16)
+
+// end of edge detection
+
+// morphology
+
+ORV_UNBUILT(Dilate1)
+ORV_UNBUILT(Dilate8)
+ORV_UNBUILT(Dilate16)
+ORV_UNBUILT(Erode1)
+ORV_UNBUILT(Erode8)
+ORV_UNBUILT(Erode16)
+
+// end of morphology
+
+// affine
+
+ORV_UNBUILT(Affine1nearest)
+ORV_UNBUILT(Affine1bilinear)
+ORV_UNBUILT(Affine1bicubic)
+ORV_UNBUILT(Affine1general)
+ORV_UNBUILT(Translate1nearest)
+ORV_UNBUILT(Translate1bilinear)
+ORV_UNBUILT(Translate1bicubic)
+ORV_UNBUILT(Translate1general)
+ORV_UNBUILT(Scale1nearest)
+ORV_UNBUILT(Scale1bilinear)
+ORV_UNBUILT(Scale1bicubic)
+ORV_UNBUILT(Scale1general)
+ORV_UNBUILT(Rotate1nearest)
+ORV_UNBUILT(Rotate1bilinear)
+ORV_UNBUILT(Rotate1bicubic)
+ORV_UNBUILT(Rotate1general)
+ORV_UNBUILT(Affine8nearest)
+ORV_UNBUILT(Affine8bilinear)
+ORV_UNBUILT(Affine8bicubic)
+ORV_UNBUILT(Affine8general)
+ORV_UNBUILT(Translate8nearest)
+ORV_UNBUILT(Translate8bilinear)
+ORV_UNBUILT(Translate8bicubic)
+ORV_UNBUILT(Translate8general)
+ORV_UNBUILT(Scale8nearest)
+ORV_UNBUILT(Scale8bilinear)
+ORV_UNBUILT(Scale8bicubic)
+ORV_UNBUILT(Scale8general)
+ORV_UNBUILT(Rotate8nearest)
+ORV_UNBUILT(Rotate8bilinear)
+ORV_UNBUILT(Rotate8bicubic)
+ORV_UNBUILT(Rotate8general)
+ORV_UNBUILT(Affine16nearest)
+ORV_UNBUILT(Affine16bilinear)
+ORV_UNBUILT(Affine16bicubic)
+ORV_UNBUILT(Affine16general)
+ORV_UNBUILT(Translate16nearest)
+ORV_UNBUILT(Translate16bilinear)
+ORV_UNBUILT(Translate16bicubic)
+ORV_UNBUILT(Translate16general)
+ORV_UNBUILT(Scale16nearest)
+ORV_UNBUILT(Scale16bilinear)
+ORV_UNBUILT(Scale16bicubic)
+ORV_UNBUILT(Scale16general)
+ORV_UNBUILT(Rotate16nearest)
+ORV_UNBUILT(Rotate16bilinear)
+ORV_UNBUILT(Rotate16bicubic)
+ORV_UNBUILT(Rotate16general)
+
+// end of affine
+
+// table warp
+
+ORV_UNBUILT(TableWarp1nearest)
+ORV_UNBUILT(TableWarp1bilinear)
+ORV_UNBUILT(TableWarp1bicubic)
+ORV_UNBUILT(TableWarp1general)
+ORV_UNBUILT(TableWarpH1nearest)
+ORV_UNBUILT(TableWarpH1bilinear)
+ORV_UNBUILT(TableWarpH1bicubic)
+ORV_UNBUILT(TableWarpH1general)
+ORV_UNBUILT(TableWarpV1nearest)
+ORV_UNBUILT(TableWarpV1bilinear)
+ORV_UNBUILT(TableWarpV1bicubic)
+ORV_UNBUILT(TableWarpV1general)
+ORV_UNBUILT(TableWarp8nearest)
+ORV_UNBUILT(TableWarp8bilinear)
+ORV_UNBUILT(TableWarp8bicubic)
+ORV_UNBUILT(TableWarp8general)
+ORV_UNBUILT(TableWarpH8nearest)
+ORV_UNBUILT(TableWarpH8bilinear)
+ORV_UNBUILT(TableWarpH8bicubic)
+ORV_UNBUILT(TableWarpH8general)
+ORV_UNBUILT(TableWarpV8nearest)
+ORV_UNBUILT(TableWarpV8bilinear)
+ORV_UNBUILT(TableWarpV8bicubic)
+ORV_UNBUILT(TableWarpV8general)
+ORV_UNBUILT(TableWarp16nearest)
+ORV_UNBUILT(TableWarp16bilinear)
+ORV_UNBUILT(TableWarp16bicubic)
+ORV_UNBUILT(TableWarp16general)
+ORV_UNBUILT(TableWarpH16nearest)
+ORV_UNBUILT(TableWarpH16bilinear)
+ORV_UNBUILT(TableWarpH16bicubic)
+ORV_UNBUILT(TableWarpH16general)
+ORV_UNBUILT(TableWarpV16nearest)
+ORV_UNBUILT(TableWarpV16bilinear)
+ORV_UNBUILT(TableWarpV16bicubic)
+ORV_UNBUILT(TableWarpV16general)
+
+// end of table warp
+
+// transpose
+
+ORV_UNBUILT(Transpose1)
+ORV_UNBUILT(Transpose8)
+ORV_UNBUILT(Transpose16)
+
+// end of transpose
+
+// subsample
+
+ORV_UNBUILT(Subsample1to8)
+ORV_UNBUILT(SubsampleAdaptive1)
+ORV_UNBUILT(SubsampleAdaptive8)
+ORV_UNBUILT(SubsampleAdaptive16)
+
+// end of subsample
+
+// nearest colour
+
+ORV_UNBUILT(NearestColor1_1)
+ORV_UNBUILT(NearestColor1_8)
+ORV_UNBUILT(NearestColor1_16)
+ORV_UNBUILT(NearestColor8_1)
+ORV_UNBUILT(NearestColor8_8)
+ORV_UNBUILT(NearestColor8_16)
+ORV_UNBUILT(NearestColor16_1)
+ORV_UNBUILT(NearestColor16_8)
+ORV_UNBUILT(NearestColor16_16)
+
+// end of nearest colour
+
+// error diffusion
+
+ORV_UNBUILT(ErrorDiffusion1_1)
+ORV_UNBUILT(ErrorDiffusion1_8)
+ORV_UNBUILT(ErrorDiffusion1_16)
+ORV_UNBUILT(ErrorDiffusion8_1)
+ORV_UNBUILT(ErrorDiffusion8_8)
+ORV_UNBUILT(ErrorDiffusion8_16)
+ORV_UNBUILT(ErrorDiffusion16_1)
+ORV_UNBUILT(ErrorDiffusion16_8)
+ORV_UNBUILT(ErrorDiffusion16_16)
+
+// end of error diffusion
+
+// ordered dither
+
+ORV_UNBUILT(OrderedDither1_1)
+ORV_UNBUILT(OrderedDither1_8)
+ORV_UNBUILT(OrderedDither1_16)
+ORV_UNBUILT(OrderedDither8_1)
+ORV_UNBUILT(OrderedDither8_8)
+ORV_UNBUILT(OrderedDither8_16)
+ORV_UNBUILT(OrderedDither16_1)
+ORV_UNBUILT(OrderedDither16_8)
+ORV_UNBUILT(OrderedDither16_16)
+
+// end of ordered dither
+
+// colormap choice
+
+ORV_UNBUILT(ChooseColormap8)
+
+// end of colormap choice
+
+// measurement
+
+ORV_UNBUILT(Extrema1)
+ORV_UNBUILT(Extrema8)
+ORV_UNBUILT(Extrema16)
+ORV_UNBUILT(Histogram1)
+ORV_UNBUILT(Histogram8)
+ORV_UNBUILT(Histogram16)
+ORV_UNBUILT(SqueezeRange1)
+ORV_UNBUILT(SqueezeRange8)
+ORV_UNBUILT(SqueezeRange16)
+
+// end of measurement
+
+// fills
+
+ORV_UNBUILT(Fill1)
+ORV_UNBUILT(Fill8)
+ORV_UNBUILT(Fill16)
+ORV_UNBUILT(SoftFill1)
+ORV_UNBUILT(SoftFill8)
+ORV_UNBUILT(SoftFill16)
+
+// end of fills
+
+// paint
+
+ORV_UNBUILT(Paint1)
+ORV_UNBUILT(Paint8)
+ORV_UNBUILT(Paint8_3Band)
+ORV_UNBUILT(Paint16)
+
+// end of paint

@@ -1,0 +1,181 @@
+#include "memory/frame/walk.h"
+
+#include <cstring>
+
+#include "memory/frame/orv_bit_utils.h"
+
+namespace orvi {
+
+namespace {
+
+constexpr std::size_t chunkPixels = 512;
+constexpr std::size_t chunkBytes = 8192;
+// A pixel of a BIT image may have as many planes as a pixel stride can count.
+constexpr std::size_t bufferBytes = 65536;
+alignas(64) std::byte buffers[maxOperands][bufferBytes];
+
+std::size_t sampleSize(OrvDataType type) noexcept {
+    switch (type) {
+    case ORV_SHORT:
+        return sizeof(std::int16_t);
+    case ORV_FLOAT:
+        return sizeof(float);
+    default:
+        return 1;
+    }
+}
+
+template <std::size_t Size>
+void packPixels(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t pixels) noexcept {
+    for (std::size_t i = 0; i < pixels; ++i, to += Size, from += step) std::memcpy(to, from, Size);
+}
+
+template <std::size_t Size>
+void unpackPixels(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t pixels) noexcept {
+    for (std::size_t i = 0; i < pixels; ++i, to += step, from += Size) std::memcpy(to, from, Size);
+}
+
+void pack(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size, std::size_t pixels) noexcept {
+    switch (size) {
+    case 1:
+        return packPixels<1>(to, from, step, pixels);
+    case 2:
+        return packPixels<2>(to, from, step, pixels);
+    case 3:
+        return packPixels<3>(to, from, step, pixels);
+    case 4:
+        return packPixels<4>(to, from, step, pixels);
+    case 6:
+        return packPixels<6>(to, from, step, pixels);
+    case 8:
+        return packPixels<8>(to, from, step, pixels);
+    default:
+        for (std::size_t i = 0; i < pixels; ++i, to += size, from += step) std::memcpy(to, from, size);
+    }
+}
+
+void unpack(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size, std::size_t pixels) noexcept {
+    switch (size) {
+    case 1:
+        return unpackPixels<1>(to, from, step, pixels);
+    case 2:
+        return unpackPixels<2>(to, from, step, pixels);
+    case 3:
+        return unpackPixels<3>(to, from, step, pixels);
+    case 4:
+        return unpackPixels<4>(to, from, step, pixels);
+    case 6:
+        return unpackPixels<6>(to, from, step, pixels);
+    case 8:
+        return unpackPixels<8>(to, from, step, pixels);
+    default:
+        for (std::size_t i = 0; i < pixels; ++i, to += step, from += size) std::memcpy(to, from, size);
+    }
+}
+
+/// An operand in the terms of the walk: bytes, and whether its pixels lie side by side.
+struct Lane {
+    const Raster* raster;
+    unsigned bands;
+    std::size_t size; // bytes of a dense pixel
+    bool bits;
+    bool dense;
+    bool keeps;
+
+    explicit Lane(const Operand& operand) noexcept
+        : raster(operand.raster),
+          bands(std::min(operand.bands, static_cast<unsigned>(bufferBytes))),
+          size(bands * sampleSize(operand.raster->type)),
+          bits(operand.raster->type == ORV_BIT),
+          dense(!bits && static_cast<std::size_t>(operand.raster->pixel) == size),
+          keeps(operand.keepsOthers) {}
+
+    Lane() noexcept = default;
+
+    std::byte* at(long x, long y) const noexcept { return raster->at<std::byte>(x, y); }
+
+    void load(std::byte* buffer, long x, long y, std::size_t pixels) const noexcept {
+        if (!bits) return pack(buffer, at(x, y), raster->pixel, size, pixels);
+        for (unsigned band = 0; band < bands; ++band) {
+            const BitPosition from = raster->bit(x, y, band);
+            unpackBits(from.byte, from.offset, reinterpret_cast<std::uint8_t*>(buffer) + band, bands, pixels);
+        }
+    }
+
+    void store(const std::byte* buffer, long x, long y, std::size_t pixels) const noexcept {
+        if (!bits) return unpack(at(x, y), buffer, raster->pixel, size, pixels);
+        for (unsigned band = 0; band < bands; ++band) {
+            const BitPosition to = raster->bit(x, y, band);
+            packBits(reinterpret_cast<const std::uint8_t*>(buffer) + band, bands, to.byte, to.offset, pixels);
+        }
+    }
+};
+
+class Walk {
+public:
+    Walk(const Operand* operands, int count, RunFunction run, void* kernel) noexcept
+        : count_(count), run_(run), kernel_(kernel) {
+        for (int i = 0; i < count; ++i) {
+            lanes_[i] = Lane(operands[i]);
+            dense_ = dense_ && lanes_[i].dense;
+            chunk_ = std::min(chunk_, std::max<std::size_t>(1, chunkBytes / std::max<std::size_t>(1, lanes_[i].size)));
+        }
+    }
+
+    void rectangle(const Rect& rect) noexcept {
+        if (!dense_) return chunks(rect);
+        if (rowsTouch(rect.width)) return denseRun(rect.x, rect.y, std::size_t{rect.width} * rect.height);
+        for (long row = 0; row < static_cast<long>(rect.height); ++row) denseRun(rect.x, rect.y + row, rect.width);
+    }
+
+private:
+    bool rowsTouch(unsigned width) const noexcept {
+        return std::all_of(lanes_, lanes_ + count_, [width](const Lane& lane) {
+            return static_cast<std::size_t>(lane.raster->stride) == lane.size * width;
+        });
+    }
+
+    void denseRun(long x, long y, std::size_t pixels) noexcept {
+        std::byte* rows[maxOperands];
+        for (int i = 0; i < count_; ++i) rows[i] = lanes_[i].at(x, y);
+        run_(kernel_, rows, pixels);
+    }
+
+    void chunks(const Rect& rect) noexcept {
+        for (long row = 0; row < static_cast<long>(rect.height); ++row) {
+            for (std::size_t done = 0; done < rect.width; done += chunk_) {
+                chunk(rect.x + static_cast<long>(done), rect.y + row, std::min(chunk_, rect.width - done));
+            }
+        }
+    }
+
+    void chunk(long x, long y, std::size_t pixels) noexcept {
+        std::byte* rows[maxOperands];
+        bool direct[maxOperands];
+        for (int i = 0; i < count_; ++i) {
+            const Lane& lane = lanes_[i];
+            // A single pixel is dense whatever its stride.
+            direct[i] = lane.dense || (!lane.bits && pixels == 1);
+            rows[i] = direct[i] ? lane.at(x, y) : buffers[i];
+            if (!direct[i] && (i > 0 || lane.keeps)) lane.load(rows[i], x, y, pixels);
+        }
+        run_(kernel_, rows, pixels);
+        if (!direct[0]) lanes_[0].store(rows[0], x, y, pixels);
+    }
+
+    Lane lanes_[maxOperands];
+    int count_;
+    bool dense_ = true;
+    std::size_t chunk_ = chunkPixels;
+    RunFunction run_;
+    void* kernel_;
+};
+
+} // namespace
+
+void walkOperands(RectCursor& rects, const Operand* operands, int count, RunFunction run, void* kernel) noexcept {
+    Walk walk(operands, count, run, kernel);
+    for (Rect rect{}; rects.next(rect);) walk.rectangle(rect);
+}
+
+} // namespace orvi

@@ -1,0 +1,78 @@
+// The walk over the pixels of an op. Kernels see dense runs alone: the bands of a pixel side by side, pixels without
+// gaps.
+//
+// Where an image's pixels lie apart, or are bits, the walk packs chunks of them into buffers of its own and unpacks the
+// results, so that no family writes a strided loop. Where the rows of all images touch, a rectangle is one run.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "memory/frame/Raster.h"
+#include "memory/frame/RectCursor.h"
+
+namespace orvi {
+
+/// One image of a walk: `bands` samples of each pixel, the first ones, are read or written.
+struct Operand {
+    const Raster* raster;
+    unsigned bands;
+    bool keepsOthers = false; ///< a destination that the kernel may leave as it is: its old samples are packed first
+};
+
+/// How a walk's kernel sees the samples of a type: a bit arrives as a byte of 0 or 1, and leaves as one that is 0 or
+/// not.
+template <class T>
+using SampleOf = std::conditional_t<std::is_same_v<T, Bit>, std::uint8_t, T>;
+
+/// A kernel with its types erased: rows of each operand in the order given, and a number of pixels.
+using RunFunction = void (*)(void* kernel, std::byte* const* rows, std::size_t pixels);
+
+inline constexpr int maxOperands = 4;
+
+/// Runs a kernel over all rectangles; the first operand is the destination.
+void walkOperands(RectCursor& rects, const Operand* operands, int count, RunFunction run, void* kernel) noexcept;
+
+/// Runs `kernel(SampleOf<D>* d, const SampleOf<S>*... s, std::size_t pixels)` over all rectangles. The operands are the
+/// destination and the sources in order.
+template <class D, class... S, class Kernel, class... Operands>
+void walkRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Operands... sources) noexcept {
+    static_assert(sizeof...(S) == sizeof...(Operands) && sizeof...(S) < maxOperands);
+    const Operand operands[] = {destination, sources...};
+    const RunFunction run = [](void* self, std::byte* const* rows, std::size_t pixels) {
+        [&]<std::size_t... I>(std::index_sequence<I...>) {
+            (*static_cast<std::remove_reference_t<Kernel>*>(self))(
+                reinterpret_cast<SampleOf<D>*>(rows[0]), reinterpret_cast<const SampleOf<S>*>(rows[I + 1])..., pixels);
+        }
+        (std::index_sequence_for<S...>{});
+    };
+    walkOperands(rects, operands, 1 + static_cast<int>(sizeof...(S)), run,
+                 const_cast<void*>(static_cast<const void*>(&kernel)));
+}
+
+/// Runs `kernel(BitPosition d, BitPosition... s, unsigned length, unsigned band)` over the rows of BIT images:
+/// rectangles, then bands, then rows.
+template <class Kernel, class... Sources>
+void walkBitRows(RectCursor& rects, unsigned bands, Kernel&& kernel, const Raster& destination,
+                 const Sources&... sources) noexcept {
+    for (Rect rect{}; rects.next(rect);) {
+        for (unsigned band = 0; band < bands; ++band) {
+            for (long row = 0; row < static_cast<long>(rect.height); ++row) {
+                kernel(destination.bit(rect.x, rect.y + row, band), sources.bit(rect.x, rect.y + row, band)...,
+                       rect.width, band);
+            }
+        }
+    }
+}
+
+/// The bands that all of the images have: no op goes beyond a pixel's own samples.
+template <class... Rasters>
+unsigned commonBands(const Raster& first, const Rasters&... others) noexcept {
+    unsigned bands = first.bands;
+    ((bands = std::min(bands, others.bands)), ...);
+    return bands;
+}
+
+} // namespace orvi
