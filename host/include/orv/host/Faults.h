@@ -1,0 +1,58 @@
+// Faults that the host plays to a device.
+#pragma once
+
+#include <vector>
+
+#include "orv/device/OrvObject.h"
+
+namespace orv::host {
+
+/// A call of the device's that can be made to answer null (addRect: status 2; cube: 0).
+enum class FaultPoint {
+    storage,   ///< getMemoryStorage of the fault's image
+    imageRoi,  ///< its getImageSpaceRoi
+    roi,       ///< its getRoi
+    roiList,   ///< OrviGetRoiList, every time
+    rectList,  ///< getRectList
+    intersect, ///< and the other ways to a new region
+    translate,
+    scale,
+    transpose,
+    clone,
+    createRoi,
+    createImage,
+    createLookup,
+    createMask,
+    cachedOp, ///< OrvCreateCachedOp
+    addRect,
+    cube,        ///< getColorCubeInfo, every time
+    systemState, ///< getSystemState of the fault's image, every time
+    scratch,     ///< the image that createImage answers has no storage
+};
+
+struct Fault {
+    FaultPoint point = FaultPoint::storage;
+    const OrvObject* image = nullptr; ///< storage, imageRoi, roi, systemState alone
+    unsigned nth = 1;                 ///< counted from 1; no meaning where every call fails
+};
+
+/// The faults of the next call. They hit, and count, the calls that the device itself makes while one of its functions
+/// runs, through all functions that the call tries; the dispatch disarms what is left when the call ends.
+class ORV_API FaultPlan {
+public:
+    void arm(const Fault& fault);
+    void disarm() noexcept { armed_.clear(); }
+    bool empty() const noexcept { return armed_.empty(); }
+
+    /// Counts a call of the device's; true where it must fail.
+    bool hits(FaultPoint point, const OrvObject* object) noexcept;
+
+private:
+    struct Armed {
+        Fault fault;
+        unsigned seen = 0;
+    };
+    std::vector<Armed> armed_;
+};
+
+} // namespace orv::host
