@@ -37,13 +37,12 @@ OrvStatus Frame::fetch(const FrameFacts& facts, std::source_location where) noex
 }
 
 OrvStatus Frame::list(const FrameFacts& facts, std::source_location where) noexcept {
-    OrvRoi* touched = nullptr;
-    OrvRoiList* rectangles =
-        OrviGetRoiList(&touched, rasters_[dst].image, rasters_[src1].image, rasters_[src2].image, rasters_[src3].image);
+    OrvRoiList* rectangles = OrviGetRoiList(&touched_, rasters_[dst].image, rasters_[src1].image, rasters_[src2].image,
+                                            rasters_[src3].image);
     if (rectangles == nullptr) return fail(image(facts.listReporter), facts.listFailure, facts.file, where);
     rects_.reset(rectangles);
     OrvImage* destination = image(dst);
-    destination->setPixelsTouchedRoi(touched);
+    destination->setPixelsTouchedRoi(touched_);
     destination->setPixelsTouchedRoi_flag(1);
     return ORV_SUCCESS;
 }

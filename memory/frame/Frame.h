@@ -49,6 +49,8 @@ public:
 
     const Raster& operator[](Role role) const noexcept { return rasters_[role]; }
     RectCursor& rects() noexcept { return rects_; }
+    /// The region of those rectangles. The destination keeps it.
+    OrvRoi* touched() const noexcept { return touched_; }
 
     /// The image itself, also before it was fetched.
     OrvImage* image(Role role) noexcept;
@@ -58,6 +60,7 @@ private:
     OrvImage* images_[4] = {};
     Raster rasters_[4];
     RectCursor rects_;
+    OrvRoi* touched_ = nullptr;
 };
 
 /// Facts shared by most two-image and three-image ops.

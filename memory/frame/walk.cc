@@ -113,8 +113,8 @@ struct Lane {
 
 class Walk {
 public:
-    Walk(const Operand* operands, int count, RunFunction run, void* kernel) noexcept
-        : count_(count), run_(run), kernel_(kernel) {
+    Walk(const Operand* operands, int count, RunFunction run, void* kernel, Runs runs) noexcept
+        : count_(count), run_(run), kernel_(kernel), runs_(runs) {
         for (int i = 0; i < count; ++i) {
             lanes_[i] = Lane(operands[i]);
             dense_ = dense_ && lanes_[i].dense;
@@ -124,7 +124,8 @@ public:
 
     void rectangle(const Rect& rect) noexcept {
         if (!dense_) return chunks(rect);
-        if (rowsTouch(rect.width)) return denseRun(rect.x, rect.y, std::size_t{rect.width} * rect.height);
+        if (runs_ == Runs::overRows && rowsTouch(rect.width))
+            return denseRun(rect.x, rect.y, std::size_t{rect.width} * rect.height);
         for (long row = 0; row < static_cast<long>(rect.height); ++row) denseRun(rect.x, rect.y + row, rect.width);
     }
 
@@ -138,7 +139,7 @@ private:
     void denseRun(long x, long y, std::size_t pixels) noexcept {
         std::byte* rows[maxOperands];
         for (int i = 0; i < count_; ++i) rows[i] = lanes_[i].at(x, y);
-        run_(kernel_, rows, pixels);
+        run_(kernel_, rows, pixels, {x, y});
     }
 
     void chunks(const Rect& rect) noexcept {
@@ -159,7 +160,7 @@ private:
             rows[i] = direct[i] ? lane.at(x, y) : buffers[i];
             if (!direct[i] && (i > 0 || lane.keeps)) lane.load(rows[i], x, y, pixels);
         }
-        run_(kernel_, rows, pixels);
+        run_(kernel_, rows, pixels, {x, y});
         if (!direct[0]) lanes_[0].store(rows[0], x, y, pixels);
     }
 
@@ -169,12 +170,14 @@ private:
     std::size_t chunk_ = chunkPixels;
     RunFunction run_;
     void* kernel_;
+    Runs runs_;
 };
 
 } // namespace
 
-void walkOperands(RectCursor& rects, const Operand* operands, int count, RunFunction run, void* kernel) noexcept {
-    Walk walk(operands, count, run, kernel);
+void walkOperands(RectCursor& rects, const Operand* operands, int count, RunFunction run, void* kernel,
+                  Runs runs) noexcept {
+    Walk walk(operands, count, run, kernel, runs);
     for (Rect rect{}; rects.next(rect);) walk.rectangle(rect);
 }
 

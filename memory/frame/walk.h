@@ -27,13 +27,23 @@ struct Operand {
 template <class T>
 using SampleOf = std::conditional_t<std::is_same_v<T, Bit>, std::uint8_t, T>;
 
-/// A kernel with its types erased: rows of each operand in the order given, and a number of pixels.
-using RunFunction = void (*)(void* kernel, std::byte* const* rows, std::size_t pixels);
+/// Where a run begins, in the common space.
+struct Place {
+    long x;
+    long y;
+};
+
+/// A kernel with its types erased: rows of each operand in the order given, a number of pixels, and their place.
+using RunFunction = void (*)(void* kernel, std::byte* const* rows, std::size_t pixels, Place place);
+
+/// Whether a run may go on over the rows of a rectangle.
+enum class Runs { overRows, rowByRow };
 
 inline constexpr int maxOperands = 4;
 
 /// Runs a kernel over all rectangles; the first operand is the destination.
-void walkOperands(RectCursor& rects, const Operand* operands, int count, RunFunction run, void* kernel) noexcept;
+void walkOperands(RectCursor& rects, const Operand* operands, int count, RunFunction run, void* kernel,
+                  Runs runs = Runs::overRows) noexcept;
 
 /// Runs `kernel(SampleOf<D>* d, const SampleOf<S>*... s, std::size_t pixels)` over all rectangles. The operands are the
 /// destination and the sources in order.
@@ -41,7 +51,7 @@ template <class D, class... S, class Kernel, class... Operands>
 void walkRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Operands... sources) noexcept {
     static_assert(sizeof...(S) == sizeof...(Operands) && sizeof...(S) < maxOperands);
     const Operand operands[] = {destination, sources...};
-    const RunFunction run = [](void* self, std::byte* const* rows, std::size_t pixels) {
+    const RunFunction run = [](void* self, std::byte* const* rows, std::size_t pixels, Place) {
         [&]<std::size_t... I>(std::index_sequence<I...>) {
             (*static_cast<std::remove_reference_t<Kernel>*>(self))(
                 reinterpret_cast<SampleOf<D>*>(rows[0]), reinterpret_cast<const SampleOf<S>*>(rows[I + 1])..., pixels);
@@ -50,6 +60,24 @@ void walkRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Operands.
     };
     walkOperands(rects, operands, 1 + static_cast<int>(sizeof...(S)), run,
                  const_cast<void*>(static_cast<const void*>(&kernel)));
+}
+
+/// The same for kernels whose results depend on where a pixel lies:
+/// `kernel(Place place, SampleOf<D>* d, const SampleOf<S>*... s, std::size_t pixels)`, each run within one row.
+template <class D, class... S, class Kernel, class... Operands>
+void walkPlacedRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Operands... sources) noexcept {
+    static_assert(sizeof...(S) == sizeof...(Operands) && sizeof...(S) < maxOperands);
+    const Operand operands[] = {destination, sources...};
+    const RunFunction run = [](void* self, std::byte* const* rows, std::size_t pixels, Place place) {
+        [&]<std::size_t... I>(std::index_sequence<I...>) {
+            (*static_cast<std::remove_reference_t<Kernel>*>(self))(place, reinterpret_cast<SampleOf<D>*>(rows[0]),
+                                                                   reinterpret_cast<const SampleOf<S>*>(rows[I + 1])...,
+                                                                   pixels);
+        }
+        (std::index_sequence_for<S...>{});
+    };
+    walkOperands(rects, operands, 1 + static_cast<int>(sizeof...(S)), run,
+                 const_cast<void*>(static_cast<const void*>(&kernel)), Runs::rowByRow);
 }
 
 /// Runs `kernel(BitPosition d, BitPosition... s, unsigned length, unsigned band)` over the rows of BIT images:
