@@ -1,0 +1,45 @@
+// Reading picture files.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "files/PictureInfo.h"
+
+namespace orv::files {
+
+struct ReadOptions {
+    /// A picture of more pixels is refused before any memory is taken for it.
+    std::uint64_t maxPixels = std::uint64_t{1} << 31;
+    /// The format of standard input; told by the file's first bytes where it is not given.
+    std::optional<Format> format = {};
+    /// Takes the bits of a 1-bit file as they are stored, whatever they mean there.
+    bool rawPolarity = false;
+    /// How unsigned 16-bit samples become SHORT samples; `number` refuses values above 32767.
+    Sixteen sixteen = Sixteen::shifted;
+};
+
+/// One picture of a file. The samples are decoded straight into the memory that the caller gives.
+class ORV_API Reader {
+public:
+    /// Opens a file, "-" for standard input, and reads what stands before the samples. Throws orv::Error naming the
+    /// file.
+    static std::unique_ptr<Reader> open(const std::string& path, const ReadOptions& options = {});
+
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+    virtual ~Reader() = default;
+
+    const PictureInfo& info() const noexcept { return info_; }
+
+    /// Decodes the samples; once. Throws orv::Error naming the file where it is damaged or cut short.
+    virtual void read(const Pixels& pixels) = 0;
+
+protected:
+    Reader() = default;
+    PictureInfo info_;
+};
+
+} // namespace orv::files
