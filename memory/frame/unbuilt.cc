@@ -156,35 +156,6 @@ ORV_UNBUILT(ColorConvert)
 
 // end of colour
 
-// convolution
-
-ORV_UNBUILT(Convolve1)
-ORV_UNBUILT(Convolve8)
-ORV_UNBUILT(Convolve8Convolve8)
-ORV_UNBUILT(Convolve16)
-ORV_UNBUILT(Convolve16Convolve16)
-
-// end of convolution
-
-// edge detection
-
-ORV_UNBUILT(Sobel1)
-ORV_UNBUILT(Sobel8)
-ORV_UNBUILT(Sobel16)
-
-// end of edge detection
-
-// morphology
-
-ORV_UNBUILT(Dilate1)
-ORV_UNBUILT(Dilate8)
-ORV_UNBUILT(Dilate16)
-ORV_UNBUILT(Erode1)
-ORV_UNBUILT(Erode8)
-ORV_UNBUILT(Erode16)
-
-// end of morphology
-
 // affine
 
 ORV_UNBUILT(Affine1nearest)

@@ -1,0 +1,146 @@
+// Edge detection: half the magnitude of the gradient, samples beyond the image repeated from its edge.
+
+#include <cmath>
+#include <cstdlib>
+
+#include "memory/filter/NineRegions.h"
+#include "memory/filter/samples.h"
+#include "memory/frame/LazyTable.h"
+#include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/numbers.h"
+#include "memory/frame/orv_bit_utils.h"
+
+namespace {
+
+using namespace orvi;
+
+constexpr Window sobelWindow{3, 3, 1, 1};
+
+struct Gradient {
+    int x;
+    int y;
+};
+
+/// The gradient from `at(column, row)`, each -1 to 1 about the pixel.
+template <class At>
+Gradient gradient(At at) noexcept {
+    const int falling = at(-1, -1) - at(1, 1);
+    const int rising = at(-1, 1) - at(1, -1);
+    return {falling + rising + 2 * (at(-1, 0) - at(1, 0)), falling - rising + 2 * (at(0, -1) - at(0, 1))};
+}
+
+constexpr std::size_t squareEntries = 1024;
+LazyTable<double> sobel_sqr_table;
+
+void fillSquares(double* table) noexcept {
+    for (std::size_t i = 0; i < squareEntries; ++i) table[i] = static_cast<double>(i * i) * 0.25;
+}
+
+template <class T>
+T cut(double magnitude) noexcept {
+    return static_cast<T>(toInt(static_cast<float>(magnitude + 0.5), 0, highest<T>));
+}
+
+struct Bytes {
+    using Sample = std::uint8_t;
+    const double* squares;
+    std::uint8_t operator()(Gradient g) const noexcept {
+        return cut<std::uint8_t>(static_cast<float>(std::sqrt(squares[std::abs(g.x)] + squares[std::abs(g.y)])));
+    }
+};
+
+struct Shorts {
+    using Sample = std::int16_t;
+    std::int16_t operator()(Gradient g) const noexcept {
+        const double x = g.x;
+        const double y = g.y;
+        return cut<std::int16_t>(static_cast<float>(std::sqrt(x * x + y * y)) * 0.5);
+    }
+};
+
+template <class Magnitude>
+void sobelRectangle(const NineRegions& images, Region region, const Rect& rect, Magnitude magnitude) noexcept {
+    using T = typename Magnitude::Sample;
+    const Samples<const T> source(images.source(), images.width(), images.height());
+    for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
+        for (long x = rect.x; x < rect.x + static_cast<long>(rect.width); ++x) {
+            const long sx = x + images.source().ox;
+            const long sy = y + images.source().oy;
+            T* pixel = images.destination().at<T>(x, y);
+            for (unsigned band = 0; band < images.bands(); ++band) {
+                // The first band decides a corner pixel in all bands.
+                const unsigned from = isCorner(region) ? 0 : band;
+                pixel[band] = magnitude(gradient(
+                    [&](int column, int row) { return int{source.nearest(sx + column, sy + row)[from]}; }));
+            }
+        }
+    }
+}
+
+template <class Magnitude>
+OrvStatus sobel(NineRegions& images, Magnitude magnitude) noexcept {
+    return images.visit(sobelWindow, [&](Region region, const Rect& rect) {
+        sobelRectangle(images, region, rect, magnitude);
+        return true;
+    });
+}
+
+OrvStatus openSobel(NineRegions& images, OrvDataType type) noexcept {
+    if (images.fetch(type) != ORV_SUCCESS) return ORV_FAILURE;
+    return images.intersect();
+}
+
+constexpr FilterFacts sobelFacts(const char* file) noexcept { return {file, 0, false}; }
+
+/// A bit is set where the magnitude reaches one half, which every gradient but a zero one does.
+void sobelBits(const NineRegions& images, const Rect& rect, const std::uint8_t** rows) noexcept {
+    const Raster& source = images.source();
+    for (unsigned band = 0; band < images.bands(); ++band) {
+        for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
+            for (long i = 0; i < 3; ++i) {
+                const long row = std::clamp(y + source.oy + i - 1, 0L, images.height() - 1);
+                rows[i] = reinterpret_cast<const std::uint8_t*>(source.data) + band * source.bandStride +
+                          row * source.stride;
+            }
+            const BitPosition to = images.destination().bit(rect.x, y, band);
+            for (long x = 0; x < static_cast<long>(rect.width); ++x) {
+                const long sx = rect.x + x + source.ox;
+                const Gradient g = gradient([&](int column, int row) {
+                    const long position = std::clamp(sx + column, 0L, images.width() - 1) + source.offset;
+                    return (rows[row + 1][position >> 3] & bit_mask[position & 7]) != 0 ? 1 : 0;
+                });
+                const std::size_t position = to.offset + static_cast<std::size_t>(x);
+                std::uint8_t& byte = to.byte[position >> 3];
+                const std::uint8_t mask = bit_mask[position & 7];
+                byte = static_cast<std::uint8_t>(g.x != 0 || g.y != 0 ? byte | mask : byte & ~mask);
+            }
+        }
+    }
+}
+
+} // namespace
+
+OrvStatus OrvDeviceComputeTypeMemory::Sobel8(OrvOp* op, int) noexcept {
+    NineRegions images(sobelFacts("Sobel8Memory.cc"), op->getSrc1(), op->getDst());
+    if (openSobel(images, ORV_BYTE) != ORV_SUCCESS) return ORV_FAILURE;
+    const double* squares = sobel_sqr_table.get(squareEntries, fillSquares);
+    if (squares == nullptr) return images.failMemory();
+    return sobel(images, Bytes{squares});
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Sobel16(OrvOp* op, int) noexcept {
+    NineRegions images(sobelFacts("Sobel16Memory.cc"), op->getSrc1(), op->getDst());
+    if (openSobel(images, ORV_SHORT) != ORV_SUCCESS) return ORV_FAILURE;
+    return sobel(images, Shorts{});
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Sobel1(OrvOp* op, int) noexcept {
+    NineRegions images(sobelFacts("Sobel1Memory.cc"), op->getSrc1(), op->getDst());
+    if (openSobel(images, ORV_BIT) != ORV_SUCCESS) return ORV_FAILURE;
+    const Array<const std::uint8_t*> rows(3);
+    if (!rows) return images.failMemory();
+    return images.visit(sobelWindow, [&](Region, const Rect& rect) {
+        sobelBits(images, rect, rows.get());
+        return true;
+    });
+}
