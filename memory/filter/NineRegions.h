@@ -51,7 +51,8 @@ public:
         for (int i = 0; i < regionCount; ++i) {
             const Region region{i};
             if (open(region, window) != ORV_SUCCESS) return ORV_FAILURE;
-            for (Rect rect{}; frame_.rects().next(rect) && visit(region, rect);) {}
+            for (Rect rect{}; frame_.rects().next(rect) && visit(region, rect);) {
+            }
             close();
         }
         return ORV_SUCCESS;

@@ -70,8 +70,8 @@ void sobelRectangle(const NineRegions& images, Region region, const Rect& rect, 
             for (unsigned band = 0; band < images.bands(); ++band) {
                 // The first band decides a corner pixel in all bands.
                 const unsigned from = isCorner(region) ? 0 : band;
-                pixel[band] = magnitude(gradient(
-                    [&](int column, int row) { return int{source.nearest(sx + column, sy + row)[from]}; }));
+                pixel[band] = magnitude(
+                    gradient([&](int column, int row) { return int{source.nearest(sx + column, sy + row)[from]}; }));
             }
         }
     }
@@ -99,8 +99,8 @@ void sobelBits(const NineRegions& images, const Rect& rect, const std::uint8_t**
         for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
             for (long i = 0; i < 3; ++i) {
                 const long row = std::clamp(y + source.oy + i - 1, 0L, images.height() - 1);
-                rows[i] = reinterpret_cast<const std::uint8_t*>(source.data) + band * source.bandStride +
-                          row * source.stride;
+                rows[i] =
+                    reinterpret_cast<const std::uint8_t*>(source.data) + band * source.bandStride + row * source.stride;
             }
             const BitPosition to = images.destination().bit(rect.x, y, band);
             for (long x = 0; x < static_cast<long>(rect.width); ++x) {
