@@ -1,8 +1,14 @@
 // The base of every host object.
 #pragma once
 
+#include <cstdint>
+
 #include "orv/device/OrvTypes.h"
 #include "orv/device/OrvVersionNumber.h"
+
+namespace orv::host {
+struct ObjectAccess;
+}
 
 /// Base of the host's objects. Objects are made by the host; a device releases those it was given to own with
 /// destroy().
@@ -26,6 +32,17 @@ public:
 protected:
     OrvObject() noexcept = default;
     virtual ~OrvObject();
+
+private:
+    friend struct orv::host::ObjectAccess;
+
+    OrvSystemState* state_ = nullptr;
+    char* name_ = nullptr;
+    std::uint64_t version_ = 0; ///< 0: drawn when it is next asked for
+    OrvObject* previous_ = nullptr;
+    OrvObject* next_ = nullptr;
+    std::uint8_t kind_ = 0;
+    std::uint8_t owner_ = 0;
 };
 
 /// Releases an object; does nothing with null.

@@ -1,6 +1,7 @@
 // Images over their own or the caller's memory.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -33,6 +34,9 @@ public:
 
     /// Own samples, unset, rows dense, bit offset 0.
     static Owned<Image> makeDense(Session& session, const Shape& shape) noexcept;
+
+    /// An image whose samples can never be had.
+    static Owned<Image> makeWithoutStorage(Session& session, const Shape& shape) noexcept;
 
     /// The caller's samples, which must outlive the image and its children. Any strides that the record can hold.
     static Owned<Image> wrap(Session& session, const Shape& shape, const OrvMemoryStorage& storage) noexcept;
@@ -75,19 +79,19 @@ public:
 
 private:
     friend class ::OrvImage;
-    friend class ::OrvImageType;
-    friend class ::OrvObject;
-    friend class ::OrvSystemState;
-    friend class Roi;
+    friend struct ObjectAccess;
 
     Image(Session& session, const Shape& shape) noexcept;
     ~Image() override;
-    static Owned<Image> allocate(Session& session, const Shape& shape, std::size_t rowAlignment, bool cleared) noexcept;
+    static Image* allocate(Session& session, const Shape& shape, std::size_t rowAlignment) noexcept;
     void drop() noexcept;
-    Image& root() noexcept;
-    void renewTree() noexcept;
+    void joinFamily(Image& parent) noexcept;
+    void leaveFamily() noexcept;
+    void renewFamily() noexcept;
+    /// The region in image space, made anew where it is stale; null where no memory could be had.
     Roi* imageSpace() const noexcept;
     void keepTouched(OrvRoi* roi) noexcept;
+    static void stopKeeping(OrvObject& roi) noexcept;
 
     Shape shape_;
     OrvMemoryStorage storage_{};
@@ -98,12 +102,12 @@ private:
     unsigned atX_ = 0;
     unsigned atY_ = 0;
     unsigned atBand_ = 0;
-    unsigned references_ = 1;
+    std::atomic<unsigned> references_ = 1;
     float originX_ = 0;
     float originY_ = 0;
     Roi* region_ = nullptr;
     mutable Roi* imageSpace_ = nullptr;
-    mutable bool imageSpaceFresh_ = false;
+    mutable bool imageSpaceIsStale_ = true;
     Roi* touched_ = nullptr;
     unsigned touchedCount_ = 0;
     int touchedFlag_ = 0;

@@ -40,27 +40,33 @@ public:
     void addObject(OrvObject* value);
     std::size_t parameterCount() const noexcept { return parameters_.size(); }
 
+    /// Ends a call: releases what the device gave the op to own, and brings back the parameters that it replaced.
+    void restore() noexcept;
+
 private:
     friend class ::OrvOp;
-    friend class ::OrvObject;
     friend OrvOp* ::OrvCreateCachedOp(const char*, int*, OrvImage*, OrvImage*) noexcept;
 
     using Value = std::variant<std::monostate, float, long, void*, OrvObject*>;
+    struct Replacement {
+        int index;
+        Value value;
+    };
 
     explicit Op(Session& session) noexcept;
     ~Op() override;
     const Value* parameter(int index) const noexcept;
-    bool replace(int index, const Value& value) noexcept;
-    bool given(const void* address) const noexcept;
+    void replace(int index, const Value& value) noexcept;
     void own(const Value& value) noexcept;
-    void releaseOwned() noexcept;
+    bool given(const Value& value) const noexcept;
 
     std::string opName_;
     OrvImage* sources_[3] = {};
     OrvImage* destination_ = nullptr;
     Op* op1_ = nullptr;
+    bool cachedCopy_ = false;
     std::vector<Value> parameters_;
-    std::vector<const void*> given_;
+    std::vector<Replacement> replacements_;
     std::vector<Value> owned_;
 };
 

@@ -2,10 +2,8 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
-#include <vector>
 
 #include "orv/device/OrvSystemState.h"
 #include "orv/host/Device.h"
@@ -16,6 +14,7 @@
 namespace orv::host {
 
 class Op;
+class SessionState;
 
 /// A call that names no operation of the device, or cannot be made of its op: nothing was run.
 class ORV_API DispatchError : public std::runtime_error {
@@ -72,22 +71,12 @@ public:
     CallResult run(Op& op, int count);
 
 private:
-    friend class ::OrvObject;
-    friend class ::OrvSystemState;
-    friend struct ObjectAccess;
-    friend class Running;
-    friend void ::orv_notify_error(OrvSystemState*, OrvErrorCategory, const char*, int, int, const char*,
-                                   OrvObject*) noexcept;
+    friend class SessionState;
 
-    Session() noexcept;
+    Session();
     ~Session() override;
-    void close() noexcept;
-    void hold() noexcept;
-    void letGo() noexcept;
-    void deliver(Report& report, Severity severity) noexcept;
 
-    struct Private;
-    std::unique_ptr<Private> private_;
+    std::unique_ptr<SessionState> own_;
     std::shared_ptr<Device> device_;
     FaultPlan faults_;
 };

@@ -83,7 +83,6 @@ public:
 
 private:
     friend class ::OrvLookup;
-    friend class ::OrvObject;
     Lookup(Session& session, OrvDataType input, OrvDataType output) noexcept;
     ~Lookup() override = default;
 
@@ -112,7 +111,6 @@ public:
 
 private:
     friend class ::OrvKernel;
-    friend class ::OrvObject;
     explicit Kernel(Session& session) noexcept;
     ~Kernel() override = default;
 
@@ -131,7 +129,6 @@ public:
 
 private:
     friend class ::OrvSel;
-    friend class ::OrvObject;
     explicit Sel(Session& session) noexcept;
     ~Sel() override = default;
 
@@ -150,7 +147,6 @@ public:
 
 private:
     friend class ::OrvDitherMask;
-    friend class ::OrvObject;
     explicit DitherMask(Session& session) noexcept;
     ~DitherMask() override = default;
 
@@ -169,7 +165,6 @@ public:
 
 private:
     friend class ::OrvInterpolationTable;
-    friend class ::OrvObject;
     explicit InterpolationTable(Session& session) noexcept;
     ~InterpolationTable() override = default;
 
@@ -188,7 +183,6 @@ public:
 
 private:
     friend class ::OrvHistogram;
-    friend class ::OrvObject;
     explicit Histogram(Session& session) noexcept;
     ~Histogram() override = default;
 
@@ -207,7 +201,6 @@ public:
 
 private:
     friend class ::OrvColorspace;
-    friend class ::OrvObject;
     explicit Colorspace(Session& session) noexcept;
     ~Colorspace() override = default;
 
