@@ -4,6 +4,7 @@
 #include <string>
 
 #include "files/Source.h"
+#include "orv/device/OrvTypes.h"
 
 namespace orv::files {
 
