@@ -214,20 +214,6 @@ ORV_UNBUILT(SubsampleAdaptive16)
 
 // end of subsample
 
-// nearest colour
-
-ORV_UNBUILT(NearestColor1_1)
-ORV_UNBUILT(NearestColor1_8)
-ORV_UNBUILT(NearestColor1_16)
-ORV_UNBUILT(NearestColor8_1)
-ORV_UNBUILT(NearestColor8_8)
-ORV_UNBUILT(NearestColor8_16)
-ORV_UNBUILT(NearestColor16_1)
-ORV_UNBUILT(NearestColor16_8)
-ORV_UNBUILT(NearestColor16_16)
-
-// end of nearest colour
-
 // error diffusion
 
 ORV_UNBUILT(ErrorDiffusion1_1)
@@ -241,20 +227,6 @@ ORV_UNBUILT(ErrorDiffusion16_8)
 ORV_UNBUILT(ErrorDiffusion16_16)
 
 // end of error diffusion
-
-// ordered dither
-
-ORV_UNBUILT(OrderedDither1_1)
-ORV_UNBUILT(OrderedDither1_8)
-ORV_UNBUILT(OrderedDither1_16)
-ORV_UNBUILT(OrderedDither8_1)
-ORV_UNBUILT(OrderedDither8_8)
-ORV_UNBUILT(OrderedDither8_16)
-ORV_UNBUILT(OrderedDither16_1)
-ORV_UNBUILT(OrderedDither16_8)
-ORV_UNBUILT(OrderedDither16_16)
-
-// end of ordered dither
 
 // colormap choice
 
