@@ -89,72 +89,64 @@ ORV_UNBUILT(Convert8to16)
 
 // end of conversion and bands
 
-// constants
-
-ORV_UNBUILT(AddConst1)
-ORV_UNBUILT(AddConst8)
-ORV_UNBUILT(AddConst16)
-ORV_UNBUILT(SubtractFromConst1)
-ORV_UNBUILT(MultiplyConst1)
-ORV_UNBUILT(MultiplyConst8)
-ORV_UNBUILT(MultiplyConst16)
-ORV_UNBUILT(DivideIntoConst1)
-ORV_UNBUILT(DivideIntoConst8)
-ORV_UNBUILT(DivideIntoConst16)
-ORV_UNBUILT(SubtractFromConst8)
-ORV_UNBUILT(SubtractFromConst16)
-
-// end of constants
-
-// copy
-
-ORV_UNBUILT(Copy1)
-ORV_UNBUILT(Copy8)
-ORV_UNBUILT(Copy16)
-ORV_UNBUILT(CopyPattern1)
-ORV_UNBUILT(CopyPattern8)
-ORV_UNBUILT(CopyPattern16)
-ORV_UNBUILT(CopyWithPlanemask1)
-ORV_UNBUILT(CopyWithPlanemask8)
-ORV_UNBUILT(CopyWithPlanemask16)
-ORV_UNBUILT(SetValue1)
-ORV_UNBUILT(SetValue8)
-ORV_UNBUILT(SetValue16)
-
-// end of copy
-
-// lookup
-
-ORV_UNBUILT(Lookup1_1)
-ORV_UNBUILT(Lookup1_8)
-ORV_UNBUILT(Lookup1_16)
-ORV_UNBUILT(Lookup8_1)
-ORV_UNBUILT(Lookup8_8)
-ORV_UNBUILT(Lookup8_16)
-ORV_UNBUILT(Lookup16_1)
-ORV_UNBUILT(Lookup16_8)
-ORV_UNBUILT(Lookup16_16)
-
-// end of lookup
-
-// rescale, threshold, fused
-
-ORV_UNBUILT(MultiplyAdd8)
-ORV_UNBUILT(Rescale1)
-ORV_UNBUILT(Rescale8)
-ORV_UNBUILT(Rescale16)
-ORV_UNBUILT(Threshold1)
-ORV_UNBUILT(Threshold8)
-ORV_UNBUILT(Threshold8_1Band)
-ORV_UNBUILT(Threshold16)
-
-// end of rescale, threshold, fused
-
 // colour
 
 ORV_UNBUILT(ColorConvert)
 
 // end of colour
+
+// affine
+
+ORV_UNBUILT(Affine1nearest)
+ORV_UNBUILT(Affine1bilinear)
+ORV_UNBUILT(Affine1bicubic)
+ORV_UNBUILT(Affine1general)
+ORV_UNBUILT(Translate1nearest)
+ORV_UNBUILT(Translate1bilinear)
+ORV_UNBUILT(Translate1bicubic)
+ORV_UNBUILT(Translate1general)
+ORV_UNBUILT(Scale1nearest)
+ORV_UNBUILT(Scale1bilinear)
+ORV_UNBUILT(Scale1bicubic)
+ORV_UNBUILT(Scale1general)
+ORV_UNBUILT(Rotate1nearest)
+ORV_UNBUILT(Rotate1bilinear)
+ORV_UNBUILT(Rotate1bicubic)
+ORV_UNBUILT(Rotate1general)
+ORV_UNBUILT(Affine8nearest)
+ORV_UNBUILT(Affine8bilinear)
+ORV_UNBUILT(Affine8bicubic)
+ORV_UNBUILT(Affine8general)
+ORV_UNBUILT(Translate8nearest)
+ORV_UNBUILT(Translate8bilinear)
+ORV_UNBUILT(Translate8bicubic)
+ORV_UNBUILT(Translate8general)
+ORV_UNBUILT(Scale8nearest)
+ORV_UNBUILT(Scale8bilinear)
+ORV_UNBUILT(Scale8bicubic)
+ORV_UNBUILT(Scale8general)
+ORV_UNBUILT(Rotate8nearest)
+ORV_UNBUILT(Rotate8bilinear)
+ORV_UNBUILT(Rotate8bicubic)
+ORV_UNBUILT(Rotate8general)
+ORV_UNBUILT(Affine16nearest)
+ORV_UNBUILT(Affine16bilinear)
+ORV_UNBUILT(Affine16bicubic)
+ORV_UNBUILT(Affine16general)
+ORV_UNBUILT(Translate16nearest)
+ORV_UNBUILT(Translate16bilinear)
+ORV_UNBUILT(Translate16bicubic)
+ORV_UNBUILT(Translate16general)
+ORV_UNBUILT(Scale16nearest)
+ORV_UNBUILT(Scale16bilinear)
+ORV_UNBUILT(Scale16bicubic)
+ORV_UNBUILT(Scale16general)
+ORV_UNBUILT(Rotate16nearest)
+ORV_UNBUILT(Rotate16bilinear)
+ORV_UNBUILT(Rotate16bicubic)
+ORV_UNBUILT(Rotate16general)
+
+// end of affine
 
 // table warp
 
@@ -214,6 +206,20 @@ ORV_UNBUILT(SubsampleAdaptive16)
 
 // end of subsample
 
+// nearest colour
+
+ORV_UNBUILT(NearestColor1_1)
+ORV_UNBUILT(NearestColor1_8)
+ORV_UNBUILT(NearestColor1_16)
+ORV_UNBUILT(NearestColor8_1)
+ORV_UNBUILT(NearestColor8_8)
+ORV_UNBUILT(NearestColor8_16)
+ORV_UNBUILT(NearestColor16_1)
+ORV_UNBUILT(NearestColor16_8)
+ORV_UNBUILT(NearestColor16_16)
+
+// end of nearest colour
+
 // error diffusion
 
 ORV_UNBUILT(ErrorDiffusion1_1)
@@ -227,6 +233,20 @@ ORV_UNBUILT(ErrorDiffusion16_8)
 ORV_UNBUILT(ErrorDiffusion16_16)
 
 // end of error diffusion
+
+// ordered dither
+
+ORV_UNBUILT(OrderedDither1_1)
+ORV_UNBUILT(OrderedDither1_8)
+ORV_UNBUILT(OrderedDither1_16)
+ORV_UNBUILT(OrderedDither8_1)
+ORV_UNBUILT(OrderedDither8_8)
+ORV_UNBUILT(OrderedDither8_16)
+ORV_UNBUILT(OrderedDither16_1)
+ORV_UNBUILT(OrderedDither16_8)
+ORV_UNBUILT(OrderedDither16_16)
+
+// end of ordered dither
 
 // colormap choice
 

@@ -1,0 +1,137 @@
+// Samples of a range replaced by a value: single, and as the second of two in one pass.
+
+#include <cstdint>
+
+#include "memory/frame/BandPattern.h"
+#include "memory/frame/Frame.h"
+#include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/numbers.h"
+#include "memory/frame/walk.h"
+#include "memory/pixelwise/row_actions.h"
+
+namespace {
+
+using namespace orvi;
+
+/// The parameters of one threshold in their order: low, high, map.
+const float* parameter(OrvOp* op, int index) noexcept { return static_cast<const float*>(op->getPtrParam(index)); }
+
+/// Low, high and map of one op as samples, an array each. Slots of patterns count from `Slot`.
+template <class T, int Slot>
+class Bounds {
+public:
+    /// False where one of the arrays could not be had.
+    bool make(OrvOp* op, unsigned bands) noexcept {
+        return convert(low_, parameter(op, 1), bands) && convert(high_, parameter(op, 2), bands) &&
+               convert(map_, parameter(op, 3), bands);
+    }
+
+    BandPattern<T, Slot> low(unsigned bands) const noexcept { return pattern<Slot>(low_, bands); }
+    BandPattern<T, Slot + 1> high(unsigned bands) const noexcept { return pattern<Slot + 1>(high_, bands); }
+    BandPattern<T, Slot + 2> map(unsigned bands) const noexcept { return pattern<Slot + 2>(map_, bands); }
+
+private:
+    static bool convert(Array<T>& to, const float* from, unsigned bands) noexcept {
+        to = Array<T>(bands);
+        if (!to) return false;
+        for (unsigned band = 0; band < bands; ++band) to[band] = roundTo<T>(from[band]);
+        return true;
+    }
+    template <int At>
+    static BandPattern<T, At> pattern(const Array<T>& values, unsigned bands) noexcept {
+        return BandPattern<T, At>(bands, [&](unsigned band) { return values[band]; });
+    }
+
+    Array<T> low_;
+    Array<T> high_;
+    Array<T> map_;
+};
+
+/// A single op: both bounds belong to the range.
+struct Inclusive {
+    template <class V>
+    V operator()(V v, V low, V high, V map) const noexcept {
+        return ((v >= low) & (v <= high)) ? map : v;
+    }
+};
+
+/// A chain: no bound belongs to its range, and the later op tests the source sample as well, not what the earlier one
+/// made of it. Running the two in turn gives other results; this is intended.
+struct Chained {
+    template <class V>
+    V operator()(V v, V low, V high, V map, V earlierLow, V earlierHigh, V earlierMap) const noexcept {
+        const V earlier = ((v > earlierLow) & (v < earlierHigh)) ? earlierMap : v;
+        return ((v > low) & (v < high)) ? map : earlier;
+    }
+};
+
+template <class T, class Rule, class... Patterns>
+void replace(Frame& frame, unsigned bands, Rule rule, const Patterns&... patterns) noexcept {
+    const auto kernel = [&](T* d, const T* s, std::size_t pixels) {
+        mapWithBands(d, s, pixels * bands, rule, patterns...);
+    };
+    walkRuns<T, T>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands});
+}
+
+template <class T>
+OrvStatus threshold(OrvOp* op, int count, const FrameFacts& facts) noexcept {
+    OrvOp* const earlierOp = count == 2 ? op->getOp1() : nullptr;
+    Frame frame((earlierOp != nullptr ? earlierOp : op)->getSrc1(), nullptr, nullptr, op->getDst());
+    if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
+    Bounds<T, 0> later;
+    Bounds<T, 3> earlier;
+    const unsigned all = frame[dst].bands;
+    if (!later.make(op, all) || (earlierOp != nullptr && !earlier.make(earlierOp, all))) {
+        return fail(frame.image(dst), noMemory, facts.file);
+    }
+    const unsigned bands = commonBands(frame[dst], frame[src1]);
+    if (earlierOp == nullptr) {
+        replace<T>(frame, bands, Inclusive{}, later.low(bands), later.high(bands), later.map(bands));
+    } else {
+        replace<T>(frame, bands, Chained{}, later.low(bands), later.high(bands), later.map(bands), earlier.low(bands),
+                   earlier.high(bands), earlier.map(bands));
+    }
+    return ORV_SUCCESS;
+}
+
+} // namespace
+
+OrvStatus OrvDeviceComputeTypeMemory::Threshold1(OrvOp* op, int) noexcept {
+    static constexpr FrameFacts facts = oneSource<Bit, Bit>("Threshold1Memory.cc");
+    Frame frame(op);
+    if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
+    const float* low = parameter(op, 1);
+    const float* high = parameter(op, 2);
+    const float* map = parameter(op, 3);
+    walkActions(frame, [&](unsigned band) {
+        const Inclusive rule;
+        const auto resultOf = [&](int bit) {
+            return rule(bit, int{toBit(low[band])}, int{toBit(high[band])}, int{toBit(map[band])}) != 0;
+        };
+        return actionOf(resultOf(0), resultOf(1));
+    });
+    return ORV_SUCCESS;
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Threshold8(OrvOp* op, int count) noexcept {
+    static constexpr FrameFacts facts = oneSource<std::uint8_t, std::uint8_t>("Threshold8Memory.cc");
+    return threshold<std::uint8_t>(op, count, facts);
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Threshold16(OrvOp* op, int count) noexcept {
+    static constexpr FrameFacts facts = oneSource<std::int16_t, std::int16_t>("Threshold16Memory.cc");
+    return threshold<std::int16_t>(op, count, facts);
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Threshold8_1Band(OrvOp* op, int) noexcept {
+    using T = std::uint8_t;
+    static constexpr FrameFacts facts = oneSource<T, T>("Threshold8_1BandMemory.cc");
+    Frame frame(op);
+    if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
+    // Declines, with the touched region set: the general function does these steps anew.
+    if (frame[src1].bands != 1) return ORV_FAILURE;
+    const auto bound = [op](int index) { return [op, index](unsigned) { return roundTo<T>(*parameter(op, index)); }; };
+    replace<T>(frame, 1, Inclusive{}, BandPattern<T, 0>(1, bound(1)), BandPattern<T, 1>(1, bound(2)),
+               BandPattern<T, 2>(1, bound(3)));
+    return ORV_SUCCESS;
+}

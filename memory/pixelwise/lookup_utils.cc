@@ -1,0 +1,40 @@
+#include "memory/pixelwise/lookup_utils.h"
+
+#include "memory/frame/lanes.h"
+
+void fast_lookup_write(const unsigned char* source, unsigned char* dest, unsigned count,
+                       const unsigned char* table) noexcept {
+    orvi::lanes::mapBytes(dest, source, count, table);
+}
+
+namespace orvi {
+
+namespace {
+
+/// Three bands at a time, one table for each.
+void mapThreeBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels,
+                   const std::uint8_t* const* tables) noexcept {
+    const std::uint8_t* const first = tables[0];
+    const std::uint8_t* const second = tables[1];
+    const std::uint8_t* const third = tables[2];
+    for (std::size_t i = 0; i < 3 * pixels; i += 3) {
+        to[i] = first[from[i]];
+        to[i + 1] = second[from[i + 1]];
+        to[i + 2] = third[from[i + 2]];
+    }
+}
+
+} // namespace
+
+void mapBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels, const std::uint8_t* const* tables,
+              unsigned bands) noexcept {
+    const bool shared =
+        std::all_of(tables, tables + bands, [&](const std::uint8_t* table) { return table == *tables; });
+    if (shared) return lanes::mapBytes(to, from, pixels * bands, *tables);
+    if (bands == 3) return mapThreeBands(to, from, pixels, tables);
+    for (std::size_t pixel = 0; pixel < pixels; ++pixel, to += bands, from += bands) {
+        for (unsigned band = 0; band < bands; ++band) to[band] = tables[band][from[band]];
+    }
+}
+
+} // namespace orvi
