@@ -95,59 +95,6 @@ ORV_UNBUILT(ColorConvert)
 
 // end of colour
 
-// affine
-
-ORV_UNBUILT(Affine1nearest)
-ORV_UNBUILT(Affine1bilinear)
-ORV_UNBUILT(Affine1bicubic)
-ORV_UNBUILT(Affine1general)
-ORV_UNBUILT(Translate1nearest)
-ORV_UNBUILT(Translate1bilinear)
-ORV_UNBUILT(Translate1bicubic)
-ORV_UNBUILT(Translate1general)
-ORV_UNBUILT(Scale1nearest)
-ORV_UNBUILT(Scale1bilinear)
-ORV_UNBUILT(Scale1bicubic)
-ORV_UNBUILT(Scale1general)
-ORV_UNBUILT(Rotate1nearest)
-ORV_UNBUILT(Rotate1bilinear)
-ORV_UNBUILT(Rotate1bicubic)
-ORV_UNBUILT(Rotate1general)
-ORV_UNBUILT(Affine8nearest)
-ORV_UNBUILT(Affine8bilinear)
-ORV_UNBUILT(Affine8bicubic)
-ORV_UNBUILT(Affine8general)
-ORV_UNBUILT(Translate8nearest)
-ORV_UNBUILT(Translate8bilinear)
-ORV_UNBUILT(Translate8bicubic)
-ORV_UNBUILT(Translate8general)
-ORV_UNBUILT(Scale8nearest)
-ORV_UNBUILT(Scale8bilinear)
-ORV_UNBUILT(Scale8bicubic)
-ORV_UNBUILT(Scale8general)
-ORV_UNBUILT(Rotate8nearest)
-ORV_UNBUILT(Rotate8bilinear)
-ORV_UNBUILT(Rotate8bicubic)
-ORV_UNBUILT(Rotate8general)
-ORV_UNBUILT(Affine16nearest)
-ORV_UNBUILT(Affine16bilinear)
-ORV_UNBUILT(Affine16bicubic)
-ORV_UNBUILT(Affine16general)
-ORV_UNBUILT(Translate16nearest)
-ORV_UNBUILT(Translate16bilinear)
-ORV_UNBUILT(Translate16bicubic)
-ORV_UNBUILT(Translate16general)
-ORV_UNBUILT(Scale16nearest)
-ORV_UNBUILT(Scale16bilinear)
-ORV_UNBUILT(Scale16bicubic)
-ORV_UNBUILT(Scale16general)
-ORV_UNBUILT(Rotate16nearest)
-ORV_UNBUILT(Rotate16bilinear)
-ORV_UNBUILT(Rotate16bicubic)
-ORV_UNBUILT(Rotate16general)
-
-// end of affine
-
 // table warp
 
 ORV_UNBUILT(TableWarp1nearest)
@@ -206,20 +153,6 @@ ORV_UNBUILT(SubsampleAdaptive16)
 
 // end of subsample
 
-// nearest colour
-
-ORV_UNBUILT(NearestColor1_1)
-ORV_UNBUILT(NearestColor1_8)
-ORV_UNBUILT(NearestColor1_16)
-ORV_UNBUILT(NearestColor8_1)
-ORV_UNBUILT(NearestColor8_8)
-ORV_UNBUILT(NearestColor8_16)
-ORV_UNBUILT(NearestColor16_1)
-ORV_UNBUILT(NearestColor16_8)
-ORV_UNBUILT(NearestColor16_16)
-
-// end of nearest colour
-
 // error diffusion
 
 ORV_UNBUILT(ErrorDiffusion1_1)
@@ -233,20 +166,6 @@ ORV_UNBUILT(ErrorDiffusion16_8)
 ORV_UNBUILT(ErrorDiffusion16_16)
 
 // end of error diffusion
-
-// ordered dither
-
-ORV_UNBUILT(OrderedDither1_1)
-ORV_UNBUILT(OrderedDither1_8)
-ORV_UNBUILT(OrderedDither1_16)
-ORV_UNBUILT(OrderedDither8_1)
-ORV_UNBUILT(OrderedDither8_8)
-ORV_UNBUILT(OrderedDither8_16)
-ORV_UNBUILT(OrderedDither16_1)
-ORV_UNBUILT(OrderedDither16_8)
-ORV_UNBUILT(OrderedDither16_16)
-
-// end of ordered dither
 
 // colormap choice
 

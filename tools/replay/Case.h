@@ -89,10 +89,10 @@ struct Lookup {
     };
     std::string name;
     OrvDataType in = ORV_BYTE;
-    OrvDataType out = ORV_BYTE; ///< a table of BIT holds bytes
-    bool combined = false;      ///< a table for each band, instead of one for all
-    unsigned bands = 1;         ///< samples in an entry of a single lookup
-    std::vector<Table> tables;  ///< exactly one for a single lookup
+    OrvDataType out = ORV_BYTE;     ///< a table of BIT holds bytes
+    bool combined = false;          ///< a table for each band, instead of one for all
+    unsigned bands = 1;             ///< samples in an entry of a single lookup
+    std::vector<Table> tables = {}; ///< exactly one for a single lookup
     std::optional<ColorCube> cube = {};
 };
 
@@ -125,9 +125,9 @@ struct Interp {
 
 struct Histogram {
     std::string name;
-    std::vector<unsigned> bins; ///< one value a band, as the two below
-    std::vector<float> low;
-    std::vector<float> high;
+    std::vector<unsigned> bins = {}; ///< one value a band, as the two below
+    std::vector<float> low = {};
+    std::vector<float> high = {};
     Values data = {}; ///< counters, the last band's index moving fastest; none: all are 0
 };
 
@@ -201,7 +201,7 @@ struct Fault {
 };
 
 struct ExpectedError {
-    std::string id = "*"; ///< "*": any
+    std::string id;
     std::optional<int> category = {};
     std::optional<int> primary = {};
     std::optional<int> line = {};

@@ -39,14 +39,25 @@ struct Outcome {
 /// case that cannot be run (unknown op or name, wrong count of values) has a mismatch that tells why.
 Outcome runCase(const Case& c, const RunOptions& options = {});
 
-/// The same in a forked process: a crash is a mismatch. The module's caches are those that this process has made.
-Outcome runCaseIsolated(const Case& c, const RunOptions& options = {});
+/// The case with what its calls did in the place of their expectations; of an outcome made with keepOutcome.
+Case withOutcome(Case c, const Outcome& outcome);
+
+/// What a case that ran in another process came to.
+struct CaseReport {
+    std::vector<Mismatch> mismatches; ///< none: the case passed
+    std::string printed;              ///< the case with its outcome, as text; keepOutcome alone
+};
+
+/// Runs the cases in order in a forked process, `fresh` ones (with `isolate` all) each in a forked process of its own,
+/// in which the module's caches are as this process has them: at load, if it has not run cases itself. A crash is a
+/// mismatch of the case that was running; the others go on.
+std::vector<CaseReport> runForked(const std::vector<Case>& cases, const RunOptions& options, bool isolate);
 
 /// The builds of the module that stand beside this program and that this processor can run, the best last.
 std::vector<std::string> availableBuilds();
 
 /// All storage policies, and their names on the command line.
-std::vector<Storage> allStorages();
+const std::vector<Storage>& allStorages();
 const char* storageName(Storage storage);
 
 } // namespace orvcase

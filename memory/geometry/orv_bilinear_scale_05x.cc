@@ -1,0 +1,63 @@
+// Half size: each pixel is the mean of a block of two by two.
+
+#include <algorithm>
+
+#include "memory/geometry/fastPaths.h"
+
+namespace orvi {
+
+namespace {
+
+constexpr ScaledRegion::Facts facts{"orv_bilinear_scale_05x.cc", 1, {"di-8", 1, 1}, false};
+
+/// The mean of four samples, truncated; a sum below 0 goes toward minus infinity.
+template <class T>
+constexpr T mean(T a, T b, T c, T d) noexcept {
+    return static_cast<T>((a + b + c + d) >> 2);
+}
+
+/// A row of a source, in storage. A column or row beside the image is the nearest one of it.
+template <class T>
+const T* rowAt(const Picture& src, long row) noexcept {
+    return reinterpret_cast<const T*>(src.raster.data + std::clamp(row, 0L, src.height - 1) * src.raster.stride);
+}
+
+template <class T>
+void halveRow(const ScaledRegion& region, const Rect& rect, long y) noexcept {
+    const Picture& src = region.src;
+    const long row = 2 * y + src.raster.oy;
+    const T* upper = rowAt<T>(src, row);
+    const T* lower = rowAt<T>(src, row + 1);
+    const std::ptrdiff_t pixel = src.raster.pixelOf<T>();
+    for (long x = rect.x; x < rect.x + static_cast<long>(rect.width); ++x) {
+        const long column = 2 * x + src.raster.ox;
+        const long left = std::clamp(column, 0L, src.width - 1) * pixel;
+        const long right = std::clamp(column + 1, 0L, src.width - 1) * pixel;
+        T* to = region.dst.raster.at<T>(x, y);
+        for (unsigned band = 0; band < region.bands; ++band) {
+            to[band] = mean(upper[left + band], upper[right + band], lower[left + band], lower[right + band]);
+        }
+    }
+}
+
+template <class T>
+OrvStatus halve(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
+    ScaledRegion region;
+    if (region.open(src, dst, dataTypeOf<T>, sx, sy, facts) != ORV_SUCCESS) return ORV_FAILURE;
+    for (Rect rect{}; region.rects.next(rect);) {
+        for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) halveRow<T>(region, rect, y);
+    }
+    return ORV_SUCCESS;
+}
+
+} // namespace
+
+OrvStatus orv_bilinear_scale_05x_BYTE(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
+    return halve<std::uint8_t>(src, dst, sx, sy);
+}
+
+OrvStatus orv_bilinear_scale_05x_SHORT(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
+    return halve<std::int16_t>(src, dst, sx, sy);
+}
+
+} // namespace orvi

@@ -1,0 +1,99 @@
+// Double size: pixels between two are their mean.
+
+#include <algorithm>
+
+#include "memory/frame/orvi_new.h"
+#include "memory/geometry/fastPaths.h"
+
+namespace orvi {
+
+namespace {
+
+constexpr ScaledRegion::Facts facts{"orv_bilinear_scale_2x.cc", 1, {"di-8", 1, 1}, false};
+
+template <class T>
+constexpr T mean(T a, T b) noexcept {
+    return static_cast<T>((a + b) >> 1);
+}
+
+/// The columns that are written. The last one is left out where it has no right neighbour, and more go with it where
+/// the width is no multiple of four: the tail behind the whole groups of four is then three columns.
+long writtenColumns(const Picture& src, const Rect& rect) noexcept {
+    const long width = static_cast<long>(rect.width);
+    const double last = static_cast<double>(src.raster.ox) + static_cast<double>(rect.x + width - 1) * 0.5;
+    if (!(static_cast<double>(src.width - 1) < last)) return width;
+    if (width < 4) return width - 1;
+    return (width & ~3L) - 1 + (rect.x & 1);
+}
+
+/// The rows that are written: without the last one where it has no row below.
+long writtenRows(const Picture& src, const Rect& rect) noexcept {
+    const long height = static_cast<long>(rect.height);
+    const double last = static_cast<double>(src.raster.oy) + static_cast<double>(rect.y + height - 1) * 0.5;
+    return static_cast<double>(src.height - 1) < last ? height - 1 : height;
+}
+
+template <class T>
+class Doubler {
+public:
+    explicit Doubler(const ScaledRegion& region) noexcept : region_(region) {}
+
+    void row(long x, long y, long columns) const noexcept {
+        const T* upper = rowAt(y >> 1);
+        const T* lower = rowAt((y >> 1) + (y & 1));
+        for (long i = x; i < x + columns; ++i) {
+            const long left = columnAt(i >> 1);
+            const long right = columnAt((i >> 1) + (i & 1));
+            T* to = region_.dst.raster.template at<T>(i, y);
+            for (unsigned band = 0; band < region_.bands; ++band) {
+                // Along x first, then along y. The mean of a value and itself is that value.
+                to[band] =
+                    mean(mean(upper[left + band], upper[right + band]), mean(lower[left + band], lower[right + band]));
+            }
+        }
+    }
+
+private:
+    const T* rowAt(long y) const noexcept {
+        const Raster& raster = region_.src.raster;
+        const long row = std::clamp(y + raster.oy, 0L, region_.src.height - 1);
+        return reinterpret_cast<const T*>(raster.data + row * raster.stride);
+    }
+    long columnAt(long x) const noexcept {
+        const Raster& raster = region_.src.raster;
+        return std::clamp(x + raster.ox, 0L, region_.src.width - 1) * raster.pixelOf<T>();
+    }
+
+    const ScaledRegion& region_;
+};
+
+template <class T>
+OrvStatus enlarge(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
+    ScaledRegion region;
+    if (region.open(src, dst, dataTypeOf<T>, sx, sy, facts) != ORV_SUCCESS) return ORV_FAILURE;
+    const Doubler<T> doubler(region);
+    for (Rect rect{}; region.rects.next(rect);) {
+        const long columns = writtenColumns(region.src, rect);
+        const long rows = writtenRows(region.src, rect);
+        // A rectangle that begins with a row between two source rows is given a row of its own.
+        Array<T> temporary;
+        if ((rect.y & 1) != 0) {
+            temporary.reset(newArray<T>(std::size_t{rect.width} * region.bands));
+            if (!temporary) return fail(dst, noMemory, facts.file);
+        }
+        for (long y = rect.y; y < rect.y + rows; ++y) doubler.row(rect.x, y, columns);
+    }
+    return ORV_SUCCESS;
+}
+
+} // namespace
+
+OrvStatus orv_bilinear_scale_2x_BYTE(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
+    return enlarge<std::uint8_t>(src, dst, sx, sy);
+}
+
+OrvStatus orv_bilinear_scale_2x_SHORT(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
+    return enlarge<std::int16_t>(src, dst, sx, sy);
+}
+
+} // namespace orvi
