@@ -122,20 +122,26 @@ std::string fullPath(const fs::path& path) {
 
 DeviceError::~DeviceError() = default;
 
-Device::Device(std::string build, std::string path, const DeviceChoice& choice)
-    : build_(std::move(build)), path_(std::move(path)), tree_(std::make_unique<OpTree>(choice.failAddFunction)) {
+Device::Device(std::string build, std::string path, unsigned failAddFunction)
+    : build_(std::move(build)), path_(std::move(path)), tree_(std::make_unique<OpTree>(failAddFunction)) {}
+
+void Device::load() {
     // By its full path and without sharing its names, so that several builds can be open side by side.
     handle_ = dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!handle_) throw DeviceError(std::string("the compute device cannot be loaded: ") + dlerror());
-    using Factory = OrvDeviceComputeType* (*)() noexcept;
-    const Factory factory = reinterpret_cast<Factory>(dlsym(handle_, "OrvCreateComputeType"));
+    const auto factory = reinterpret_cast<Factory>(dlsym(handle_, "OrvCreateComputeType"));
     if (!factory) throw DeviceError(path_ + " is no compute device: it has no OrvCreateComputeType");
+    setUp(factory);
+}
+
+void Device::setUp(Factory factory) {
     const OpTree::Guard guard(*tree_);
     type_ = factory();
     if (!type_) throw DeviceError("the compute device " + path_ + " could not be set up");
 }
 
 Device::~Device() {
+    if (!type_) return;
     tree_->root().removeFunctions(type_);
     delete type_;
 }
@@ -149,13 +155,25 @@ std::shared_ptr<Device> Device::open(const DeviceChoice& choice) {
     std::string path = fullPath(module.path);
     const std::lock_guard lock(mutex);
     std::shared_ptr<Device>& device = opened[path];
-    if (!device) device.reset(new Device(module.build, path, choice));
+    if (!device) {
+        std::shared_ptr<Device> made(new Device(module.build, path, 0));
+        made->load();
+        device = std::move(made);
+    }
     return device;
 }
 
 std::shared_ptr<Device> Device::openAnew(const DeviceChoice& choice) {
     const Module module = moduleFor(choice);
-    return std::shared_ptr<Device>(new Device(module.build, fullPath(module.path), choice));
+    std::shared_ptr<Device> device(new Device(module.build, fullPath(module.path), choice.failAddFunction));
+    device->load();
+    return device;
+}
+
+std::shared_ptr<Device> Device::fromFactory(Factory factory, unsigned failAddFunction) {
+    std::shared_ptr<Device> device(new Device("program", "of this program", failAddFunction));
+    device->setUp(factory);
+    return device;
 }
 
 std::vector<std::string> Device::availableBuilds(const std::string& folder) {

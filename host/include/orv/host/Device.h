@@ -38,6 +38,9 @@ public:
     static std::shared_ptr<Device> open(const DeviceChoice& choice = {});
     /// A device of its own, whose module registers once more. Throws DeviceError.
     static std::shared_ptr<Device> openAnew(const DeviceChoice& choice = {});
+    /// A device that is part of this program. Throws DeviceError where the factory answers null.
+    using Factory = OrvDeviceComputeType* (*)() noexcept;
+    static std::shared_ptr<Device> fromFactory(Factory factory, unsigned failAddFunction = 0);
     /// The builds that stand in the folder and that the processor can run, the best last: "baseline", "v3", "v4".
     static std::vector<std::string> availableBuilds(const std::string& folder = {});
 
@@ -45,11 +48,11 @@ public:
     Device& operator=(const Device&) = delete;
     ~Device();
 
-    /// "baseline", "v3", "v4"; "other" for a module given by its path.
+    /// "baseline", "v3", "v4"; "other" for a module given by its path, "program" for one that is part of it.
     const std::string& build() const noexcept { return build_; }
     /// The module's full path.
     const std::string& path() const noexcept { return path_; }
-    /// What dlopen answered.
+    /// What dlopen answered, null for a part of the program.
     void* handle() const noexcept { return handle_; }
     OrvDeviceComputeType* type() const noexcept { return type_; }
     OpTree& tree() const noexcept { return *tree_; }
@@ -60,7 +63,9 @@ public:
     std::vector<std::string> registrations() const;
 
 private:
-    Device(std::string build, std::string path, const DeviceChoice& choice);
+    Device(std::string build, std::string path, unsigned failAddFunction);
+    void load();
+    void setUp(Factory factory);
 
     std::string build_;
     std::string path_;
