@@ -89,12 +89,6 @@ ORV_UNBUILT(Convert8to16)
 
 // end of conversion and bands
 
-// colour
-
-ORV_UNBUILT(ColorConvert)
-
-// end of colour
-
 // table warp
 
 ORV_UNBUILT(TableWarp1nearest)
