@@ -147,26 +147,6 @@ ORV_UNBUILT(SubsampleAdaptive16)
 
 // end of subsample
 
-// error diffusion
-
-ORV_UNBUILT(ErrorDiffusion1_1)
-ORV_UNBUILT(ErrorDiffusion1_8)
-ORV_UNBUILT(ErrorDiffusion1_16)
-ORV_UNBUILT(ErrorDiffusion8_1)
-ORV_UNBUILT(ErrorDiffusion8_8)
-ORV_UNBUILT(ErrorDiffusion8_16)
-ORV_UNBUILT(ErrorDiffusion16_1)
-ORV_UNBUILT(ErrorDiffusion16_8)
-ORV_UNBUILT(ErrorDiffusion16_16)
-
-// end of error diffusion
-
-// colormap choice
-
-ORV_UNBUILT(ChooseColormap8)
-
-// end of colormap choice
-
 // measurement
 
 ORV_UNBUILT(Extrema1)
