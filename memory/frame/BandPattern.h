@@ -38,21 +38,11 @@ void overPeriods(std::size_t samples, std::size_t period, Loop loop) noexcept {
     for (std::size_t first = 0; first < samples; first += period) loop(first, std::min(period, samples - first));
 }
 
-/// to[i] = op(from[i]...), with vectors of T while there are enough samples. `to` may be one of the sources.
-template <class T, class Op, class... Sources>
-void mapSources(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
-    std::size_t i = 0;
-    for (; i + lanes::count<T> <= samples; i += lanes::count<T>) {
-        lanes::store(to + i, op(lanes::load<lanes::Vec<T>>(from + i)...));
-    }
-    for (; i < samples; ++i) to[i] = static_cast<T>(op(from[i]...));
-}
-
 /// to[i] = op(from[i], the patterns' values for its band...). `to` may be `from`.
 template <class T, class Op, class... Patterns>
 void mapWithBands(T* to, const T* from, std::size_t samples, Op op, const Patterns&... patterns) noexcept {
     overPeriods(samples, std::min({patterns.period()...}), [&](std::size_t first, std::size_t count) {
-        mapSources(to + first, count, op, from + first, patterns.get()...);
+        lanes::mapRow(to + first, count, op, from + first, patterns.get()...);
     });
 }
 

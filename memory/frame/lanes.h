@@ -87,49 +87,207 @@ inline T larger(T a, T b) noexcept {
     return a > b ? a : b;
 }
 
-// Saturating sums and differences of bytes and shorts.
+// Saturating sums, differences and products of bytes and shorts.
 
 inline std::uint8_t addSaturated(std::uint8_t a, std::uint8_t b) noexcept { return saturate<std::uint8_t>(a + b); }
 inline std::int16_t addSaturated(std::int16_t a, std::int16_t b) noexcept { return saturate<std::int16_t>(a + b); }
 inline std::uint8_t subtractSaturated(std::uint8_t a, std::uint8_t b) noexcept { return saturate<std::uint8_t>(a - b); }
 inline std::int16_t subtractSaturated(std::int16_t a, std::int16_t b) noexcept { return saturate<std::int16_t>(a - b); }
+inline std::uint8_t multiplySaturated(std::uint8_t a, std::uint8_t b) noexcept { return saturate<std::uint8_t>(a * b); }
+inline std::int16_t multiplySaturated(std::int16_t a, std::int16_t b) noexcept { return saturate<std::int16_t>(a * b); }
+
+/// A vector's samples in two vectors of samples twice as wide. Which goes where is the instruction set's affair: the
+/// same for all pairs, and undone by narrow.
+template <class V>
+struct Pair {
+    V first;
+    V second;
+};
 
 #if defined(__SSE2__)
+
 inline U8 addSaturated(U8 a, U8 b) noexcept { return (U8)ORV_LANES(adds_epu8)((Raw)a, (Raw)b); }
 inline I16 addSaturated(I16 a, I16 b) noexcept { return (I16)ORV_LANES(adds_epi16)((Raw)a, (Raw)b); }
 inline U8 subtractSaturated(U8 a, U8 b) noexcept { return (U8)ORV_LANES(subs_epu8)((Raw)a, (Raw)b); }
 inline I16 subtractSaturated(I16 a, I16 b) noexcept { return (I16)ORV_LANES(subs_epi16)((Raw)a, (Raw)b); }
+
+inline Pair<U16> widen(U8 v) noexcept {
+    const Raw zero{};
+    return {(U16)ORV_LANES(unpacklo_epi8)((Raw)v, zero), (U16)ORV_LANES(unpackhi_epi8)((Raw)v, zero)};
+}
+inline Pair<I32> widen(U16 v) noexcept {
+    const Raw zero{};
+    return {(I32)ORV_LANES(unpacklo_epi16)((Raw)v, zero), (I32)ORV_LANES(unpackhi_epi16)((Raw)v, zero)};
+}
+inline Pair<I32> widen(I16 v) noexcept {
+    return {(I32)ORV_LANES(unpacklo_epi16)((Raw)v, (Raw)v) >> 16, (I32)ORV_LANES(unpackhi_epi16)((Raw)v, (Raw)v) >> 16};
+}
+inline U8 narrow(Pair<I16> v) noexcept { return (U8)ORV_LANES(packus_epi16)((Raw)v.first, (Raw)v.second); }
+inline I16 narrow(Pair<I32> v) noexcept { return (I16)ORV_LANES(packs_epi32)((Raw)v.first, (Raw)v.second); }
+
+inline U8 multiplySaturated(U8 a, U8 b) noexcept {
+    const Pair<U16> x = widen(a);
+    const Pair<U16> y = widen(b);
+    return narrow(Pair<I16>{(I16)smaller<U16>(x.first * y.first, 255 - U16{}),
+                            (I16)smaller<U16>(x.second * y.second, 255 - U16{})});
+}
+inline I16 multiplySaturated(I16 a, I16 b) noexcept {
+    const Raw low = ORV_LANES(mullo_epi16)((Raw)a, (Raw)b);
+    const Raw high = ORV_LANES(mulhi_epi16)((Raw)a, (Raw)b);
+    return narrow(Pair<I32>{(I32)ORV_LANES(unpacklo_epi16)(low, high), (I32)ORV_LANES(unpackhi_epi16)(low, high)});
+}
+
+/// 1 / v within a factor of 1 +- 1.5/4096; infinite for 0.
+inline F32 reciprocalEstimate(F32 v) noexcept {
+#if defined(__AVX512BW__)
+    return (F32)_mm512_maskz_rcp14_ps(0xffff, (__m512)v);
+#elif defined(__AVX2__)
+    return (F32)_mm256_rcp_ps((__m256)v);
 #else
+    return (F32)_mm_rcp_ps((__m128)v);
+#endif
+}
+
+/// Truncated; the lowest integer where none holds the value.
+inline I32 truncate(F32 v) noexcept {
+#if defined(__AVX512BW__)
+    return (I32)_mm512_maskz_cvttps_epi32(0xffff, (__m512)v);
+#elif defined(__AVX2__)
+    return (I32)_mm256_cvttps_epi32((__m256)v);
+#else
+    return (I32)_mm_cvttps_epi32((__m128)v);
+#endif
+}
+
+#else
+
 template <class V>
 inline V eachSample(V a, V b, auto op) noexcept {
     V result;
     for (std::size_t i = 0; i < sizeof(V) / sizeof(a[0]); ++i) result[i] = op(a[i], b[i]);
     return result;
 }
+template <class Wide, class V>
+inline Pair<Wide> halves(V v) noexcept {
+    constexpr std::size_t n = sizeof(Wide) / sizeof(Wide{}[0]);
+    Pair<Wide> result;
+    for (std::size_t i = 0; i < n; ++i) {
+        result.first[i] = v[i];
+        result.second[i] = v[n + i];
+    }
+    return result;
+}
+template <class V, class Wide>
+inline V joined(Pair<Wide> v) noexcept {
+    constexpr std::size_t n = sizeof(Wide) / sizeof(Wide{}[0]);
+    using T = std::remove_cvref_t<decltype(V{}[0])>;
+    V result;
+    for (std::size_t i = 0; i < n; ++i) {
+        result[i] = saturate<T>(v.first[i]);
+        result[n + i] = saturate<T>(v.second[i]);
+    }
+    return result;
+}
+
 inline U8 addSaturated(U8 a, U8 b) noexcept { return a + smaller<U8>(b, ~a); }
+inline U8 subtractSaturated(U8 a, U8 b) noexcept { return a - smaller<U8>(a, b); }
 inline I16 addSaturated(I16 a, I16 b) noexcept {
     return eachSample(a, b, [](std::int16_t x, std::int16_t y) { return addSaturated(x, y); });
 }
-inline U8 subtractSaturated(U8 a, U8 b) noexcept { return a - smaller<U8>(a, b); }
 inline I16 subtractSaturated(I16 a, I16 b) noexcept {
     return eachSample(a, b, [](std::int16_t x, std::int16_t y) { return subtractSaturated(x, y); });
 }
+inline U8 multiplySaturated(U8 a, U8 b) noexcept {
+    return eachSample(a, b, [](std::uint8_t x, std::uint8_t y) { return multiplySaturated(x, y); });
+}
+inline I16 multiplySaturated(I16 a, I16 b) noexcept {
+    return eachSample(a, b, [](std::int16_t x, std::int16_t y) { return multiplySaturated(x, y); });
+}
+inline Pair<U16> widen(U8 v) noexcept { return halves<U16>(v); }
+inline Pair<I32> widen(U16 v) noexcept { return halves<I32>(v); }
+inline Pair<I32> widen(I16 v) noexcept { return halves<I32>(v); }
+inline U8 narrow(Pair<I16> v) noexcept { return joined<U8>(v); }
+inline I16 narrow(Pair<I32> v) noexcept { return joined<I16>(v); }
+inline F32 reciprocalEstimate(F32 v) noexcept { return 1.0F / v; }
+inline I32 truncate(F32 v) noexcept {
+    constexpr float limit = 2147483648.0F;
+    I32 result;
+    for (std::size_t i = 0; i < count<float>; ++i) {
+        result[i] = v[i] >= -limit && v[i] < limit ? static_cast<std::int32_t>(v[i]) : lowest<std::int32_t>;
+    }
+    return result;
+}
+
 #endif
 
-// Rows of samples: `op` is given vectors of T while there are enough samples, then single ones. A source may be the
-// destination itself.
-
-template <class T, class Op>
-inline void mapRow(T* to, const T* a, std::size_t samples, Op op) noexcept {
-    std::size_t i = 0;
-    for (; i + count<T> <= samples; i += count<T>) store(to + i, op(load<Vec<T>>(a + i)));
-    for (; i < samples; ++i) to[i] = op(a[i]);
+/// Whether multiplyAdd is there: one rounding for product and sum.
+#if defined(__FMA__) && (defined(__AVX512BW__) || defined(__AVX2__))
+inline constexpr bool hasMultiplyAdd = true;
+inline F32 multiplyAdd(F32 a, F32 b, F32 c) noexcept {
+#if defined(__AVX512BW__)
+    return (F32)_mm512_fmadd_ps((__m512)a, (__m512)b, (__m512)c);
+#else
+    return (F32)_mm256_fmadd_ps((__m256)a, (__m256)b, (__m256)c);
+#endif
 }
-template <class T, class Op>
-inline void mapRow(T* to, const T* a, const T* b, std::size_t samples, Op op) noexcept {
+#else
+inline constexpr bool hasMultiplyAdd = false;
+inline F32 multiplyAdd(F32 a, F32 b, F32 c) noexcept { return a * b + c; }
+#endif
+
+/// a * b + c in double, rounded to single. multiplyAdd gives the same wherever the product and the sum are exact in
+/// double.
+inline F32 multiplyAddInDouble(F32 a, F32 b, F32 c) noexcept {
+    typedef double Doubles __attribute__((vector_size(2 * vectorBytes)));
+    return __builtin_convertvector(__builtin_convertvector(a, Doubles) * __builtin_convertvector(b, Doubles) +
+                                       __builtin_convertvector(c, Doubles),
+                                   F32);
+}
+
+inline F32 toFloat(I32 v) noexcept { return __builtin_convertvector(v, F32); }
+
+/// Half added away from zero and truncated, clamped to low..high; NaN gives 0.
+inline I32 rounded(F32 v, float low, float high) noexcept {
+    const F32 half = v >= 0 ? 0.5F - F32{} : -0.5F - F32{};
+    const F32 sum = v + half;
+    const F32 clamped = larger<F32>(smaller<F32>(sum, high - F32{}), low - F32{});
+    return truncate(v == v ? clamped : F32{});
+}
+
+/// A bit for each sample that is 0, the lowest for the first sample.
+inline std::uint64_t zeroSamples(U8 v) noexcept {
+#if defined(__AVX512BW__)
+    return _mm512_testn_epi8_mask((Raw)v, (Raw)v);
+#elif defined(__AVX2__)
+    return static_cast<std::uint32_t>(_mm256_movemask_epi8((Raw)(v == 0)));
+#elif defined(__SSE2__)
+    return static_cast<std::uint32_t>(_mm_movemask_epi8((Raw)(v == 0)));
+#else
+    std::uint64_t zeros = 0;
+    for (std::size_t i = 0; i < count<std::uint8_t>; ++i) zeros |= std::uint64_t{v[i] == 0} << i;
+    return zeros;
+#endif
+}
+
+/// Whether some bit of a vector is set.
+template <class V>
+inline bool any(V v) noexcept {
+    std::uint64_t words[vectorBytes / 8];
+    std::memcpy(words, &v, sizeof v);
+    std::uint64_t all = 0;
+    for (std::uint64_t word : words) all |= word;
+    return all != 0;
+}
+
+// Rows of samples: `op` is given vectors of T while there are enough samples, then single ones. A source may be the
+// destination itself. The answer is the operation, with what it has noted on its way.
+
+template <class T, class Op, class... Sources>
+inline Op mapRow(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
     std::size_t i = 0;
-    for (; i + count<T> <= samples; i += count<T>) store(to + i, op(load<Vec<T>>(a + i), load<Vec<T>>(b + i)));
-    for (; i < samples; ++i) to[i] = op(a[i], b[i]);
+    for (; i + count<T> <= samples; i += count<T>) store<Vec<T>>(to + i, op(load<Vec<T>>(from + i)...));
+    for (; i < samples; ++i) to[i] = static_cast<T>(op(from[i]...));
+    return op;
 }
 
 // Rows of pixels of three bands. A chunk's three planes and its pixels do not overlap.
@@ -177,7 +335,7 @@ inline I32 gather(const std::uint8_t* base, I32 index, std::int32_t last) noexce
     if (last < 3) return plain::gather(base, index);
     const I32 start = smaller<I32>(index, last - 3 - I32{});
 #if defined(__AVX512BW__)
-    const U32 words = (U32)_mm512_i32gather_epi32((Raw)start, base, 1);
+    const U32 words = (U32)_mm512_mask_i32gather_epi32(Raw{}, 0xffff, (Raw)start, base, 1);
 #else
     const U32 words = (U32)_mm256_i32gather_epi32(reinterpret_cast<const int*>(base), (Raw)start, 1);
 #endif
@@ -192,7 +350,7 @@ inline I32 gather(const std::int16_t* base, I32 index, std::int32_t last) noexce
     if (last < 1) return plain::gather(base, index);
     const I32 start = smaller<I32>(index, last - 1 - I32{});
 #if defined(__AVX512BW__)
-    const U32 words = (U32)_mm512_i32gather_epi32((Raw)start, base, 2);
+    const U32 words = (U32)_mm512_mask_i32gather_epi32(Raw{}, 0xffff, (Raw)start, base, 2);
 #else
     const U32 words = (U32)_mm256_i32gather_epi32(reinterpret_cast<const int*>(base), (Raw)start, 2);
 #endif

@@ -12,82 +12,11 @@ OrvStatus unbuilt(OrvOp* op) noexcept { return orvi::fail(op, {"di-unbuilt", 4, 
 #define ORV_UNBUILT(NAME)                                                                                              \
     OrvStatus OrvDeviceComputeTypeMemory::NAME(OrvOp* op, int) noexcept { return unbuilt(op); }
 
-// pair arithmetic
+// colour
 
-ORV_UNBUILT(Add1)
-ORV_UNBUILT(Add16)
-ORV_UNBUILT(Subtract1)
-ORV_UNBUILT(Subtract8)
-ORV_UNBUILT(Subtract16)
-ORV_UNBUILT(Multiply1)
-ORV_UNBUILT(Multiply8)
-ORV_UNBUILT(Multiply16)
-ORV_UNBUILT(Divide1)
-ORV_UNBUILT(Divide8)
-ORV_UNBUILT(Divide16)
-ORV_UNBUILT(Absolute16)
-ORV_UNBUILT(Max8)
-ORV_UNBUILT(Max16)
-ORV_UNBUILT(Min8)
-ORV_UNBUILT(Min16)
+ORV_UNBUILT(ColorConvert)
 
-// end of pair arithmetic
-
-// logic
-
-ORV_UNBUILT(And1)
-ORV_UNBUILT(And8)
-ORV_UNBUILT(And16)
-ORV_UNBUILT(AndConst1)
-ORV_UNBUILT(AndConst8)
-ORV_UNBUILT(AndConst16)
-ORV_UNBUILT(Or1)
-ORV_UNBUILT(Or8)
-ORV_UNBUILT(Or16)
-ORV_UNBUILT(OrConst1)
-ORV_UNBUILT(OrConst8)
-ORV_UNBUILT(OrConst16)
-ORV_UNBUILT(Xor1)
-ORV_UNBUILT(Xor8)
-ORV_UNBUILT(Xor16)
-ORV_UNBUILT(XorConst1)
-ORV_UNBUILT(XorConst8)
-ORV_UNBUILT(XorConst16)
-ORV_UNBUILT(Not1)
-ORV_UNBUILT(Not8)
-ORV_UNBUILT(Not16)
-
-// end of logic
-
-// blend
-
-ORV_UNBUILT(Blend1a1)
-ORV_UNBUILT(Blend1a8)
-ORV_UNBUILT(Blend1a16)
-ORV_UNBUILT(Blend8a1)
-ORV_UNBUILT(Blend8a8)
-ORV_UNBUILT(Blend8a16)
-ORV_UNBUILT(Blend16a1)
-ORV_UNBUILT(Blend16a8)
-ORV_UNBUILT(Blend16a16)
-
-// end of blend
-
-// conversion and bands
-
-ORV_UNBUILT(BandCombine1)
-ORV_UNBUILT(BandCombine8)
-ORV_UNBUILT(BandCombine16)
-ORV_UNBUILT(BlackGeneration8)
-ORV_UNBUILT(BlackGeneration16)
-ORV_UNBUILT(Convert1to8)
-ORV_UNBUILT(Convert1to16)
-ORV_UNBUILT(Convert16to1)
-ORV_UNBUILT(Convert8to1)
-ORV_UNBUILT(Convert16to8)
-ORV_UNBUILT(Convert8to16)
-
-// end of conversion and bands
+// end of colour
 
 // table warp
 
@@ -146,6 +75,26 @@ ORV_UNBUILT(SubsampleAdaptive8)
 ORV_UNBUILT(SubsampleAdaptive16)
 
 // end of subsample
+
+// error diffusion
+
+ORV_UNBUILT(ErrorDiffusion1_1)
+ORV_UNBUILT(ErrorDiffusion1_8)
+ORV_UNBUILT(ErrorDiffusion1_16)
+ORV_UNBUILT(ErrorDiffusion8_1)
+ORV_UNBUILT(ErrorDiffusion8_8)
+ORV_UNBUILT(ErrorDiffusion8_16)
+ORV_UNBUILT(ErrorDiffusion16_1)
+ORV_UNBUILT(ErrorDiffusion16_8)
+ORV_UNBUILT(ErrorDiffusion16_16)
+
+// end of error diffusion
+
+// colormap choice
+
+ORV_UNBUILT(ChooseColormap8)
+
+// end of colormap choice
 
 // measurement
 

@@ -29,7 +29,7 @@ OrvStatus copyWithPlanemask(OrvOp* op, const FrameFacts& facts) noexcept {
     const auto kernel = [&](T* d, const T* s, std::size_t pixels) {
         overPeriods(pixels * bands, pattern.period(), [&](std::size_t first, std::size_t count) {
             const auto merge = [](auto old, auto from, auto mask) { return (old & ~mask) | (from & mask); };
-            mapSources(d + first, count, merge, d + first, s + first, pattern.get());
+            lanes::mapRow(d + first, count, merge, d + first, s + first, pattern.get());
         });
     };
     walkRuns<T, T>(frame.rects(), kernel, Operand{.raster = &frame[dst], .bands = bands, .keepsOthers = true},

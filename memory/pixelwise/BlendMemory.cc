@@ -1,0 +1,272 @@
+// Two images mixed under the alpha image of one band: (1 - alpha) of the first and alpha of the second.
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "memory/frame/Frame.h"
+#include "memory/frame/LazyTable.h"
+#include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/bit_rows.h"
+#include "memory/frame/lanes.h"
+#include "memory/frame/numbers.h"
+#include "memory/frame/walk.h"
+
+namespace {
+
+using namespace orvi;
+using Byte = std::uint8_t;
+using Short = std::int16_t;
+
+template <class T, class Alpha>
+constexpr Fetch blendFetches[] = {
+    {src1, dataTypeOf<T>, {"di-9", 1, 0}, src1},
+    {src2, dataTypeOf<T>, {"di-15", 1, 0}, src2},
+    {src3, dataTypeOf<Alpha>, {"di-11", 1, 0}, src1},
+    {dst, dataTypeOf<T>, {"di-10", 1, 0}, dst},
+};
+
+template <class T, class Alpha>
+OrvStatus openBlend(Frame& frame, const char* file) noexcept {
+    return frame.open({file, blendFetches<T, Alpha>, {"di-12", 0, 0}, src1});
+}
+
+unsigned blendBands(const Frame& frame) noexcept { return commonBands(frame[dst], frame[src1], frame[src2]); }
+
+/// Runs `kernel(d, s1, s2, alpha, pixels)`, one alpha sample for each pixel.
+template <class T, class Alpha, class Kernel>
+void walkBlend(Frame& frame, unsigned bands, Kernel&& kernel) noexcept {
+    walkRuns<T, T, T, Alpha>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands},
+                             Operand{&frame[src2], bands}, Operand{&frame[src3], 1});
+}
+
+/// A member whose samples are `mix(alpha, s1, s2)`.
+template <class T, class Alpha, class Mix>
+OrvStatus blend(OrvOp* op, const char* file, Mix mix) noexcept {
+    Frame frame(op);
+    if (openBlend<T, Alpha>(frame, file) != ORV_SUCCESS) return ORV_FAILURE;
+    const unsigned bands = blendBands(frame);
+    using Sample = SampleOf<T>;
+    walkBlend<T, Alpha>(
+        frame, bands,
+        [mix, bands](Sample* d, const Sample* s1, const Sample* s2, const SampleOf<Alpha>* alpha, std::size_t pixels) {
+            if (bands == 1) {
+                for (std::size_t i = 0; i < pixels; ++i) d[i] = mix(alpha[i], s1[i], s2[i]);
+                return;
+            }
+            for (std::size_t i = 0; i < pixels; ++i) {
+                for (unsigned band = 0; band < bands; ++band, ++d, ++s1, ++s2) {
+                    *d = mix(alpha[i], *s1, *s2);
+                }
+            }
+        });
+    return ORV_SUCCESS;
+}
+
+// How an alpha sample chooses or weighs.
+
+/// The second sample where alpha is above a threshold.
+template <int Threshold>
+struct Choose {
+    template <class Alpha, class T>
+    T operator()(Alpha alpha, T s1, T s2) const noexcept {
+        return alpha > Threshold ? s2 : s1;
+    }
+};
+
+/// Alpha and the mix are held in single precision, and computed wider between.
+float mixed(float alpha, int s1, int s2) noexcept {
+    return static_cast<float>((1 - static_cast<double>(alpha)) * s1 + static_cast<double>(alpha) * s2);
+}
+
+/// The range of shorts moved to 0 to 1.
+Byte mixBytes(Short alpha, Byte s1, Byte s2) noexcept {
+    const float x = mixed(static_cast<float>(alpha / 65535.0 + 0.5), s1, s2);
+    if (x > 254.5F) return 255;
+    return x < 0.5F ? Byte{0} : static_cast<Byte>(x + 0.5F);
+}
+
+/// Alpha from 0 to a divisor. A short's is not moved: a negative one weighs less than nothing, the highest one half, as
+/// intended.
+template <int Divisor>
+struct MixShorts {
+    Short operator()(int alpha, Short s1, Short s2) const noexcept {
+        return roundTo<Short>(mixed(static_cast<float>(alpha / static_cast<double>(Divisor)), s1, s2));
+    }
+};
+
+// Bytes under bytes: the sum of two products of a table.
+
+using BlendRow = std::uint16_t[256];
+LazyTable<BlendRow> _blendtable;
+
+/// Row `a` holds v * a * 256 / 255 as the running sum of a single-precision step, as intended. The 128 that rounds the
+/// result stands in exactly one of the rows a and 255 - a.
+void fillRow(std::uint16_t* row, int a) noexcept {
+    const bool rounds = a > 127;
+    const float step = static_cast<float>(a) * 1.003921628F;
+    float total = rounds ? step + 128.0F : step;
+    row[0] = rounds ? 128 : 0;
+    for (int v = 1; v < 255; ++v, total += step) row[v] = static_cast<std::uint16_t>(total);
+    row[255] = static_cast<std::uint16_t>((a << 8) + (rounds ? 128 : 0));
+}
+
+void initialize_blend_table(BlendRow* table) noexcept {
+    for (int v = 0; v < 256; ++v) {
+        table[0][v] = 0;
+        table[255][v] = static_cast<std::uint16_t>(v << 8);
+    }
+    for (int a = 1; a < 255; ++a) fillRow(table[a], a);
+}
+
+Byte tableMix(const BlendRow* table, Byte alpha, Byte s1, Byte s2) noexcept {
+    return static_cast<Byte>((table[255 - alpha][s1] + table[alpha][s2]) >> 8);
+}
+
+/// The table's entries are within 1 of the exact quotients, and their sums within 1 of the exact sum wherever that
+/// matters: computed sums whose low byte lies next to a carry are looked up, the others are not.
+class ByteMixer {
+public:
+    explicit ByteMixer(const BlendRow* table) noexcept : table_(table) {}
+
+    /// An alpha for each sample.
+    void mix(Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha, std::size_t samples) const noexcept {
+        std::size_t i = 0;
+        for (; i + lanes::count<Byte> <= samples; i += lanes::count<Byte>) {
+            mixVector(d + i, s1 + i, s2 + i, alpha + i);
+        }
+        for (; i < samples; ++i) d[i] = tableMix(table_, alpha[i], s1[i], s2[i]);
+    }
+
+private:
+    /// p + p / 255, which is p * 256 / 255, truncated.
+    static lanes::U16 scaled(lanes::U16 p) noexcept { return p + ((p + 1 + (p >> 8)) >> 8); }
+
+    static lanes::U16 sum(lanes::U16 alpha, lanes::U16 s1, lanes::U16 s2) noexcept {
+        return scaled((255 - alpha) * s1) + scaled(alpha * s2) + 128;
+    }
+
+    void mixVector(Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha) const noexcept {
+        using lanes::I16, lanes::Pair, lanes::U16, lanes::U8;
+        const Pair<U16> a = lanes::widen(lanes::load<U8>(alpha));
+        const Pair<U16> v1 = lanes::widen(lanes::load<U8>(s1));
+        const Pair<U16> v2 = lanes::widen(lanes::load<U8>(s2));
+        const Pair<U16> sums{sum(a.first, v1.first, v2.first), sum(a.second, v1.second, v2.second)};
+        const U8 result = lanes::narrow(Pair<I16>{(I16)(sums.first >> 8), (I16)(sums.second >> 8)});
+        const U8 distance = lanes::narrow(Pair<I16>{(I16)((sums.first + 1) & 0xfe), (I16)((sums.second + 1) & 0xfe)});
+        std::uint64_t doubtful = lanes::zeroSamples(distance);
+        if (doubtful == 0) return lanes::store(d, result);
+        // The destination may be a source: it is written last.
+        alignas(64) Byte samples[lanes::count<Byte>];
+        lanes::store(samples, result);
+        for (; doubtful != 0; doubtful &= doubtful - 1) {
+            const int i = std::countr_zero(doubtful);
+            samples[i] = tableMix(table_, alpha[i], s1[i], s2[i]);
+        }
+        lanes::store(d, lanes::load<U8>(samples));
+    }
+
+    const BlendRow* table_;
+};
+
+/// Pixels at the start of a row whose alpha is the first one's.
+std::size_t runOf(const Byte* alpha, std::size_t pixels) noexcept {
+    const lanes::U8 first = alpha[0] - lanes::U8{};
+    std::size_t n = 0;
+    while (n + lanes::count<Byte> <= pixels && !lanes::any(lanes::load<lanes::U8>(alpha + n) ^ first)) {
+        n += lanes::count<Byte>;
+    }
+    while (n < pixels && alpha[n] == alpha[0]) ++n;
+    return n;
+}
+
+constexpr std::size_t spreadBytes = 65536;
+alignas(64) Byte spreadAlpha[spreadBytes];
+
+/// The alpha of each pixel for each of its bands.
+const Byte* spread(const Byte* alpha, std::size_t pixels, unsigned bands) noexcept {
+    if (bands == 1) return alpha;
+    if (bands == 3) {
+        lanes::joinBands(alpha, alpha, alpha, spreadAlpha, pixels);
+        return spreadAlpha;
+    }
+    Byte* to = spreadAlpha;
+    for (std::size_t i = 0; i < pixels; ++i, to += bands) std::memset(to, alpha[i], bands);
+    return spreadAlpha;
+}
+
+void blendBytes(const ByteMixer& mixer, unsigned bands, Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha,
+                std::size_t pixels) noexcept {
+    constexpr std::size_t worthCopying = 32;
+    const std::size_t chunk = std::clamp<std::size_t>(spreadBytes / bands, 1, 256);
+    while (pixels > 0) {
+        std::size_t n = alpha[0] == 0 || alpha[0] == 255 ? runOf(alpha, pixels) : 0;
+        if (n >= worthCopying) {
+            std::memmove(d, alpha[0] == 0 ? s1 : s2, n * bands);
+        } else {
+            n = std::min(chunk, pixels);
+            mixer.mix(d, s1, s2, spread(alpha, n, bands), n * bands);
+        }
+        d += n * bands;
+        s1 += n * bands;
+        s2 += n * bands;
+        alpha += n;
+        pixels -= n;
+    }
+}
+
+} // namespace
+
+OrvStatus OrvDeviceComputeTypeMemory::Blend1a1(OrvOp* op, int) noexcept {
+    Frame frame(op);
+    if (openBlend<Bit, Bit>(frame, "Blend1a1Memory.cc") != ORV_SUCCESS) return ORV_FAILURE;
+    // Every band takes the one plane of alpha.
+    Raster alpha = frame[src3];
+    alpha.bandStride = 0;
+    walkBitRows(
+        frame.rects(), blendBands(frame),
+        [](BitPosition d, BitPosition s1, BitPosition s2, BitPosition a, unsigned length, unsigned) {
+            combineBits(
+                d, length, [](auto x, auto y, auto mask) { return (x & ~mask) | (y & mask); }, s1, s2, a);
+        },
+        frame[dst], frame[src1], frame[src2], alpha);
+    return ORV_SUCCESS;
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Blend1a8(OrvOp* op, int) noexcept {
+    return blend<Bit, Byte>(op, "Blend1a8Memory.cc", Choose<127>{});
+}
+OrvStatus OrvDeviceComputeTypeMemory::Blend1a16(OrvOp* op, int) noexcept {
+    return blend<Bit, Short>(op, "Blend1a16Memory.cc", Choose<0>{});
+}
+OrvStatus OrvDeviceComputeTypeMemory::Blend8a1(OrvOp* op, int) noexcept {
+    return blend<Byte, Bit>(op, "Blend8a1Memory.cc", Choose<0>{});
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Blend8a8(OrvOp* op, int) noexcept {
+    static constexpr const char* file = "Blend8a8Memory.cc";
+    const BlendRow* table = _blendtable.get(256, initialize_blend_table);
+    if (table == nullptr) return fail(static_cast<OrvSystemState*>(nullptr), noMemory, file);
+    Frame frame(op);
+    if (openBlend<Byte, Byte>(frame, file) != ORV_SUCCESS) return ORV_FAILURE;
+    const ByteMixer mixer(table);
+    const unsigned bands = blendBands(frame);
+    walkBlend<Byte, Byte>(frame, bands,
+                          [&mixer, bands](Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha,
+                                          std::size_t pixels) { blendBytes(mixer, bands, d, s1, s2, alpha, pixels); });
+    return ORV_SUCCESS;
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Blend8a16(OrvOp* op, int) noexcept {
+    return blend<Byte, Short>(op, "Blend8a16Memory.cc", mixBytes);
+}
+OrvStatus OrvDeviceComputeTypeMemory::Blend16a1(OrvOp* op, int) noexcept {
+    return blend<Short, Bit>(op, "Blend16a1Memory.cc", Choose<0>{});
+}
+OrvStatus OrvDeviceComputeTypeMemory::Blend16a8(OrvOp* op, int) noexcept {
+    return blend<Short, Byte>(op, "Blend16a8Memory.cc", MixShorts<255>{});
+}
+OrvStatus OrvDeviceComputeTypeMemory::Blend16a16(OrvOp* op, int) noexcept {
+    return blend<Short, Short>(op, "Blend16a16Memory.cc", MixShorts<65535>{});
+}
