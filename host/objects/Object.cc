@@ -1,6 +1,7 @@
 #include "orv/host/Object.h"
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -10,6 +11,7 @@
 #include "orv/device/device.h"
 #include "orv/host/Image.h"
 #include "orv/host/Session.h"
+#include "orv/host/Tables.h"
 
 namespace orv::host {
 
@@ -29,6 +31,7 @@ Session* ObjectAccess::session(const OrvObject& object) noexcept { return static
 std::uint64_t ObjectAccess::version(OrvObject& object) noexcept {
     // One counter for the whole process: a cache that outlives an object must not take a later one for it.
     static std::atomic<std::uint64_t> last = 0;
+    if (kind(object) == Kind::kernel && static_cast<Kernel&>(object).noteContents()) forgetVersion(object);
     if (object.version_ == 0) object.version_ = ++last;
     return object.version_;
 }

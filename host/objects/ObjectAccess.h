@@ -10,7 +10,7 @@ namespace orv::host {
 
 class Session;
 
-enum class Kind : std::uint8_t { table, session, image, roi, roiList, op };
+enum class Kind : std::uint8_t { table, kernel, session, image, roi, roiList, op };
 
 /// Who releases an object.
 enum class Owner : std::uint8_t {

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <new>
+#include <string_view>
+#include <utility>
 
 #include "dispatch/Running.h"
 #include "objects/ObjectAccess.h"
@@ -12,6 +15,7 @@ namespace orv::host {
 
 template <class T>
 bool Block<T>::assign(const T* source, std::size_t count) noexcept {
+    if (count > PTRDIFF_MAX / sizeof(T)) return false;
     T* const values = new (std::nothrow) T[count]();
     if (!values) return false;
     if (source) std::copy_n(source, count, values);
@@ -91,7 +95,13 @@ bool Lookup::setCube(std::span<const int> multipliers, std::span<const unsigned>
            dimensions_.assign(dimensions.data(), dimensions.size());
 }
 
-Kernel::Kernel(Session& session) noexcept { ObjectAccess::setUp(*this, session, Kind::table); }
+Kernel::Kernel(Session& session) noexcept { ObjectAccess::setUp(*this, session, Kind::kernel); }
+
+bool Kernel::noteContents() noexcept {
+    const auto* const bytes = reinterpret_cast<const char*>(values_.get());
+    const std::size_t now = std::hash<std::string_view>{}({bytes, values_.size() * sizeof(float)});
+    return std::exchange(fingerprint_, now) != now;
+}
 
 Owned<Kernel> Kernel::make(Session& session, unsigned width, unsigned height, unsigned keyX, unsigned keyY,
                            const float* data, const char* name) noexcept {

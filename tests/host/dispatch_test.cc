@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "orv/device/device.h"
 #include "orv/host/host.h"
@@ -597,6 +599,46 @@ TEST(TablesTest, OtherTablesAnswerWhatTheyWereMadeOf) {
     renewVersion(*kernel);
     kernel->getVersion(&after);
     EXPECT_TRUE(before != after);
+}
+
+TEST(TablesTest, AKernelThatAnOpRewroteHasANewVersion) {
+    const Owned<Session> session = Session::openWithoutDevice();
+    const float weights[] = {1, 2, 3};
+    const Owned<Kernel> kernel = Kernel::make(*session, 3, 1, 0, 0, weights);
+    OrvVersionNumber before;
+    OrvVersionNumber after;
+    kernel->getVersion(&before);
+    kernel->getVersion(&after);
+    EXPECT_FALSE(before != after);
+    kernel->getValue()[1] = 7;
+    kernel->getVersion(&after);
+    EXPECT_TRUE(before != after);
+}
+
+TEST_F(DispatchTest, CallsOfSeveralThreadsTakeTurns) {
+    int running = 0;
+    int most = 0;
+    TestDevice::action = [&](OrvOp* op) {
+        most = std::max(most, ++running);
+        OrvRoi* touched = nullptr;
+        OrvRoiList* const list = OrviGetRoiList(&touched, op->getDst(), op->getDst(), nullptr, nullptr);
+        op->getDst()->setPixelsTouchedRoi(touched);
+        list->destroy();
+        --running;
+        return ORV_SUCCESS;
+    };
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t) {
+        threads.emplace_back([this] {
+            const Owned<Session> session = Session::open(device_);
+            const auto image = Image::make(*session, {.width = 8, .height = 8, .bands = 1});
+            const Owned<Op> op = Op::make(*session, "act");
+            op->setDestination(image.get());
+            for (int i = 0; i < 500; ++i) EXPECT_EQ(session->run(*op).live, LiveObjects{});
+        });
+    }
+    for (std::thread& t : threads) t.join();
+    EXPECT_EQ(most, 1);
 }
 
 } // namespace

@@ -111,14 +111,19 @@ public:
 
 private:
     friend class ::OrvKernel;
+    friend struct ObjectAccess;
     explicit Kernel(Session& session) noexcept;
     ~Kernel() override = default;
+    /// Whether the weights are others than at the last such call. Ops rewrite kernels (error diffusion completes the
+    /// weights), so a kernel looks for itself when its version is asked for.
+    bool noteContents() noexcept;
 
     unsigned width_ = 0;
     unsigned height_ = 0;
     unsigned keyX_ = 0;
     unsigned keyY_ = 0;
     Block<float> values_;
+    std::size_t fingerprint_ = 0;
 };
 
 class ORV_API Sel final : public OrvSel {
