@@ -12,12 +12,6 @@ OrvStatus unbuilt(OrvOp* op) noexcept { return orvi::fail(op, {"di-unbuilt", 4, 
 #define ORV_UNBUILT(NAME)                                                                                              \
     OrvStatus OrvDeviceComputeTypeMemory::NAME(OrvOp* op, int) noexcept { return unbuilt(op); }
 
-// colour
-
-ORV_UNBUILT(ColorConvert)
-
-// end of colour
-
 // table warp
 
 ORV_UNBUILT(TableWarp1nearest)
@@ -75,26 +69,6 @@ ORV_UNBUILT(SubsampleAdaptive8)
 ORV_UNBUILT(SubsampleAdaptive16)
 
 // end of subsample
-
-// error diffusion
-
-ORV_UNBUILT(ErrorDiffusion1_1)
-ORV_UNBUILT(ErrorDiffusion1_8)
-ORV_UNBUILT(ErrorDiffusion1_16)
-ORV_UNBUILT(ErrorDiffusion8_1)
-ORV_UNBUILT(ErrorDiffusion8_8)
-ORV_UNBUILT(ErrorDiffusion8_16)
-ORV_UNBUILT(ErrorDiffusion16_1)
-ORV_UNBUILT(ErrorDiffusion16_8)
-ORV_UNBUILT(ErrorDiffusion16_16)
-
-// end of error diffusion
-
-// colormap choice
-
-ORV_UNBUILT(ChooseColormap8)
-
-// end of colormap choice
 
 // measurement
 

@@ -345,6 +345,8 @@ bool splitRing(const vertex* start, Appender<vertex>& down, Appender<vertex>& up
     return true;
 }
 
+/// Where two sides leave one top corner, the x of their next corners decides, however far down these lie: a polygon
+/// whose two sides both lean one way can come out with its sides exchanged and cover nothing, as intended.
 bool firstIsLeft(const vertex* a, const vertex* b) noexcept {
     if (a->x != b->x) return a->x < b->x;
     if (a->next == nullptr || b->next == nullptr) return false;

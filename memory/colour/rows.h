@@ -1,0 +1,204 @@
+// Row functions, composed by the compiler: a chain of stages makes the function of a pixel, and this makes rows of it.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <tuple>
+#include <type_traits>
+
+#include "memory/colour/stages.h"
+#include "memory/frame/lanes.h"
+
+namespace orvi::colour {
+
+/// Stages one after another.
+template <class... Stages>
+struct Chain {
+    using First = std::tuple_element_t<0, std::tuple<Stages...>>;
+    using Last = std::tuple_element_t<sizeof...(Stages) - 1, std::tuple<Stages...>>;
+
+    template <class Sample, class T>
+    [[gnu::always_inline]] static constexpr auto of(T v) noexcept {
+        return next<Sample, Stages...>(v);
+    }
+
+    /// Fills the tables of the stages that have some.
+    template <class Sample>
+    static void prepare() noexcept {
+        (prepareStage<Sample, Stages>(), ...);
+    }
+
+private:
+    template <class Sample, class Stage, class... Rest, class T>
+    [[gnu::always_inline]] static constexpr auto next(T v) noexcept {
+        const auto value = Stage::template of<Sample>(v);
+        if constexpr (sizeof...(Rest) == 0) {
+            return value;
+        } else {
+            return next<Sample, Rest...>(value);
+        }
+    }
+    template <class Sample, class Stage>
+    static void prepareStage() noexcept {
+        if constexpr (requires { Stage::template prepare<Sample>(); }) Stage::template prepare<Sample>();
+    }
+};
+
+/// What stages make of every sample, looked up: the power function is too slow for rows. The table of bytes is a
+/// constant, that of shorts is filled by its first user; it is part of the module's zeroed memory and asks for none.
+template <class... Stages>
+struct Table : EachValue<Table<Stages...>> {
+    template <class Sample>
+    using Value = decltype(Chain<Stages...>::template of<Sample>(int{}));
+
+    template <class Sample>
+    [[gnu::always_inline]] static constexpr Value<Sample> each(int sample) noexcept {
+        const auto index = static_cast<std::size_t>(sample - Scale<Sample>::zero);
+        if constexpr (sizeof(Sample) == 1) {
+            return entries<Sample>[index];
+        } else {
+            return filled<Sample>.entries[index];
+        }
+    }
+
+    template <class Sample>
+    static void prepare() noexcept {
+        if constexpr (sizeof(Sample) != 1) {
+            if (filled<Sample>.ready) return;
+            filled<Sample>.entries = make<Sample>();
+            filled<Sample>.ready = true;
+        }
+    }
+
+private:
+    /// Samples are kept as such.
+    template <class Sample>
+    using Entry = std::conditional_t<std::is_same_v<Value<Sample>, int>, Sample, Value<Sample>>;
+    template <class Sample>
+    using Entries = std::array<Entry<Sample>, std::size_t{Scale<Sample>::full} + 1>;
+
+    template <class Sample>
+    static constexpr void fill(Entries<Sample>& table) noexcept {
+        for (int i = 0; i <= Scale<Sample>::full; ++i) {
+            table[static_cast<std::size_t>(i)] =
+                static_cast<Entry<Sample>>(Chain<Stages...>::template of<Sample>(i + Scale<Sample>::zero));
+        }
+    }
+    template <class Sample>
+    static constexpr Entries<Sample> make() noexcept {
+        Entries<Sample> table{};
+        fill<Sample>(table);
+        return table;
+    }
+    template <class Sample>
+    struct Filled {
+        Entries<Sample> entries;
+        bool ready;
+    };
+
+    template <class Sample>
+    static constexpr Entries<Sample> entries = make<Sample>();
+    template <class Sample>
+    static inline constinit Filled<Sample> filled{};
+};
+
+namespace rows_detail {
+
+inline constexpr std::size_t blockPixels = 256;
+
+/// The bands of a block of pixels, apart.
+template <std::size_t Bands>
+using Planes = int[Bands][blockPixels];
+
+template <class Sample, std::size_t Bands>
+void split(const Sample* from, Planes<Bands>& planes, std::size_t pixels) noexcept {
+    if constexpr (Bands == 3 && sizeof(Sample) == 1) {
+        std::uint8_t bytes[Bands][blockPixels];
+        lanes::splitBands(from, bytes[0], bytes[1], bytes[2], pixels);
+        for (std::size_t band = 0; band < Bands; ++band) {
+            for (std::size_t i = 0; i < pixels; ++i) planes[band][i] = bytes[band][i];
+        }
+    } else {
+        for (std::size_t i = 0; i < pixels; ++i) {
+            for (std::size_t band = 0; band < Bands; ++band) planes[band][i] = from[i * Bands + band];
+        }
+    }
+}
+
+template <class Sample, std::size_t Bands>
+void join(const Planes<Bands>& planes, Sample* to, std::size_t pixels) noexcept {
+    if constexpr (Bands == 3 && sizeof(Sample) == 1) {
+        std::uint8_t bytes[Bands][blockPixels];
+        for (std::size_t band = 0; band < Bands; ++band) {
+            for (std::size_t i = 0; i < pixels; ++i) bytes[band][i] = static_cast<Sample>(planes[band][i]);
+        }
+        lanes::joinBands(bytes[0], bytes[1], bytes[2], to, pixels);
+    } else {
+        for (std::size_t i = 0; i < pixels; ++i) {
+            for (std::size_t band = 0; band < Bands; ++band) {
+                to[i * Bands + band] = static_cast<Sample>(planes[band][i]);
+            }
+        }
+    }
+}
+
+/// Blocks of pixels, whose bands are taken apart so that the arithmetic becomes lanes.
+template <class Sample, class Stages>
+void blocks(const Sample* from, Sample* to, std::size_t pixels) noexcept {
+    constexpr std::size_t sourceBands = Stages::First::sourceBands;
+    constexpr std::size_t bands = Stages::Last::bands;
+    Planes<sourceBands> in;
+    Planes<bands> out;
+    for (std::size_t done = 0; done < pixels; done += blockPixels) {
+        const std::size_t count = std::min(blockPixels, pixels - done);
+        split<Sample, sourceBands>(from + done * sourceBands, in, count);
+        for (std::size_t i = 0; i < count; ++i) {
+            Pixel<sourceBands> p;
+            for (std::size_t band = 0; band < sourceBands; ++band) p[band] = in[band][i];
+            const Pixel<bands> q = Stages::template of<Sample>(p);
+            for (std::size_t band = 0; band < bands; ++band) out[band][i] = q[band];
+        }
+        join<Sample, bands>(out, to + done * bands, count);
+    }
+}
+
+/// The pixels that the levels of a single band of bytes become.
+template <class Stages>
+struct Levels {
+    static constexpr std::size_t bands = Stages::Last::bands;
+    using Bytes = std::array<std::uint8_t, bands>;
+
+    static constexpr std::array<Bytes, byteLevels> make() noexcept {
+        std::array<Bytes, byteLevels> table{};
+        for (std::size_t level = 0; level < byteLevels; ++level) {
+            const Pixel<bands> q = Stages::template of<std::uint8_t>(Pixel<1>{static_cast<int>(level)});
+            for (std::size_t band = 0; band < bands; ++band) table[level][band] = static_cast<std::uint8_t>(q[band]);
+        }
+        return table;
+    }
+    static constexpr std::array<Bytes, byteLevels> table = make();
+
+    static void row(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) noexcept {
+        for (std::size_t i = 0; i < pixels; ++i) {
+            const Bytes pixel = table[from[i]];
+            std::memcpy(to + i * bands, pixel.data(), bands);
+        }
+    }
+};
+
+} // namespace rows_detail
+
+/// A row of pixels that lie side by side in both images. The source may be the destination.
+template <class Sample, class... Stages>
+void convertRow(const Sample* from, Sample* to, std::size_t pixels) noexcept {
+    using All = Chain<Stages...>;
+    All::template prepare<Sample>();
+    if constexpr (sizeof(Sample) == 1 && All::First::sourceBands == 1) {
+        rows_detail::Levels<All>::row(from, to, pixels);
+    } else {
+        rows_detail::blocks<Sample, All>(from, to, pixels);
+    }
+}
+
+} // namespace orvi::colour

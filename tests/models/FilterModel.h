@@ -1,0 +1,203 @@
+// What the models of the neighbourhood filters share: sets of pixels, random pictures, and the check of a case against
+// every build of the module and every storage policy.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "replay/Case.h"
+#include "replay/CaseText.h"
+#include "replay/Runner.h"
+
+namespace filtermodel {
+
+using orvcase::Case;
+using orvcase::Image;
+using orvcase::Rect;
+
+/// Pixels in image space: row, then columns.
+using Pixels = std::map<long, std::set<long>>;
+
+inline long originX(const Image& image) { return static_cast<long>(image.originX); }
+inline long originY(const Image& image) { return static_cast<long>(image.originY); }
+
+inline Pixels pixelsOf(const Image& image) {
+    Pixels pixels;
+    const long width = image.width;
+    const long height = image.height;
+    const orvcase::Region whole{{0, 0, width, height}};
+    for (const Rect& rect : image.roi.value_or(whole)) {
+        for (long y = std::max(0L, rect.y); y < std::min(height, rect.y + rect.height); ++y) {
+            for (long x = std::max(0L, rect.x); x < std::min(width, rect.x + rect.width); ++x) {
+                pixels[y - originY(image)].insert(x - originX(image));
+            }
+        }
+    }
+    return pixels;
+}
+
+inline Pixels common(const Pixels& a, const Pixels& b) {
+    Pixels both;
+    for (const auto& [y, columns] : a) {
+        const auto other = b.find(y);
+        if (other == b.end()) continue;
+        for (long x : columns) {
+            if (other->second.contains(x)) both[y].insert(x);
+        }
+    }
+    return both;
+}
+
+/// The pixels between two corners, in any order.
+inline Pixels cut(const Pixels& pixels, long x1, long y1, long x2, long y2) {
+    if (x1 > x2) std::swap(x1, x2);
+    if (y1 > y2) std::swap(y1, y2);
+    Pixels inside;
+    for (const auto& [y, columns] : pixels) {
+        for (long x : columns) {
+            if (y >= y1 && y <= y2 && x >= x1 && x <= x2) inside[y].insert(x);
+        }
+    }
+    return inside;
+}
+
+/// Rectangles in canonical order: bands of rows with equal intervals, each band's intervals from left to right.
+inline std::vector<Rect> rectangles(const Pixels& pixels) {
+    std::vector<Rect> rects;
+    for (auto row = pixels.begin(); row != pixels.end();) {
+        auto next = std::next(row);
+        long height = 1;
+        while (next != pixels.end() && next->first == row->first + height && next->second == row->second) {
+            ++next;
+            ++height;
+        }
+        for (auto x = row->second.begin(); x != row->second.end();) {
+            const long first = *x;
+            long last = first;
+            while (++x != row->second.end() && *x == last + 1) ++last;
+            rects.push_back({first, row->first, last - first + 1, height});
+        }
+        row = next;
+    }
+    return rects;
+}
+
+/// The nine regions as rectangles of what is written, by the lines left, top, right, bottom.
+inline std::vector<std::vector<Rect>> nineRegions(const Pixels& written, const Image& source, long width, long height,
+                                                  long keyX, long keyY) {
+    const long ox = originX(source);
+    const long oy = originY(source);
+    const long w = source.width;
+    const long h = source.height;
+    const long l = keyX - ox;
+    const long t = keyY - oy;
+    const long r = w + keyX - width - ox;
+    const long b = h + keyY - height - oy;
+    const long corners[9][4] = {
+        {-1 - ox, -1 - oy, l - 1, t - 1}, {l, -1 - oy, r, t - 1}, {r + 1, -1 - oy, w, t - 1},
+        {-1 - ox, t, l - 1, b},           {l, t, r, b},           {r + 1, t, w - ox, b},
+        {-1 - ox, b + 1, l - 1, h - oy},  {l, b + 1, r, h - oy},  {r + 1, b + 1, w - ox, h - oy}};
+    std::vector<std::vector<Rect>> regions;
+    for (const auto& c : corners) regions.push_back(rectangles(cut(written, c[0], c[1], c[2], c[3])));
+    return regions;
+}
+
+/// A source of random numbers whose seed is printed with a failure.
+class Dice {
+public:
+    explicit Dice(unsigned seed) : engine_(seed) {}
+    long between(long low, long high) { return std::uniform_int_distribution<long>(low, high)(engine_); }
+    bool chance(int percent) { return between(1, 100) <= percent; }
+    double real(double low, double high) { return std::uniform_real_distribution<double>(low, high)(engine_); }
+
+private:
+    std::mt19937 engine_;
+};
+
+inline double randomSample(Dice& dice, OrvDataType type, int extremes) {
+    if (type == ORV_BIT) return static_cast<double>(dice.between(0, 1));
+    const long low = type == ORV_BYTE ? 0 : -32768;
+    const long high = type == ORV_BYTE ? 255 : 32767;
+    if (dice.chance(extremes)) return static_cast<double>(dice.chance(50) ? low : high);
+    return static_cast<double>(dice.between(low, high));
+}
+
+inline orvcase::Region randomRegion(Dice& dice, long width, long height) {
+    orvcase::Region region;
+    const long count = dice.between(1, 4);
+    for (long i = 0; i < count; ++i) {
+        const long x = dice.between(-2, width - 1);
+        const long y = dice.between(-2, height - 1);
+        region.push_back({x, y, dice.between(1, width + 2), dice.between(1, height + 2)});
+    }
+    return region;
+}
+
+inline Image randomImage(Dice& dice, const std::string& name, OrvDataType type, unsigned width, unsigned height,
+                         unsigned bands) {
+    Image image{.name = name, .type = type, .width = width, .height = height, .bands = bands};
+    if (type == ORV_BIT) {
+        image.offset = static_cast<unsigned>(dice.between(0, 7));
+        const unsigned bytes = (image.offset + width + 7) / 8;
+        if (dice.chance(50)) image.stride = bytes + static_cast<unsigned>(dice.between(0, 9));
+        if (dice.chance(50))
+            image.bandStride = image.stride.value_or(bytes) * height + static_cast<unsigned>(dice.between(0, 5));
+    } else if (dice.chance(50)) {
+        const unsigned pixel = bands + (dice.chance(50) ? static_cast<unsigned>(dice.between(0, 3)) : 0);
+        image.pixelStride = pixel;
+        image.stride = pixel * width + static_cast<unsigned>(dice.between(0, 5));
+    }
+    if (dice.chance(40)) {
+        image.originX = static_cast<float>(dice.between(-4, 4));
+        image.originY = static_cast<float>(dice.between(-4, 4));
+    }
+    if (dice.chance(40)) image.roi = randomRegion(dice, width, height);
+    const int extremes = dice.chance(30) ? 60 : 5;
+    for (std::size_t i = 0; i < image.sampleCount(); ++i) image.data.push_back(randomSample(dice, type, extremes));
+    return image;
+}
+
+/// Sizes that meet plain loops, and sizes that meet vectors of every width with a rest behind them.
+inline unsigned randomSize(Dice& dice, bool large) {
+    return static_cast<unsigned>(large ? dice.between(30, 180) : dice.between(1, 12));
+}
+
+inline orvcase::ExpectedValues asExpected(const orvcase::Values& values) {
+    return orvcase::ExpectedValues(values.begin(), values.end());
+}
+
+/// Runs a case on every build and storage policy; the case itself is the message of a failure.
+inline bool holds(const Case& c, unsigned seed) {
+    for (const std::string& build : orvcase::availableBuilds()) {
+        for (const orvcase::Storage storage : orvcase::allStorages()) {
+            const orvcase::Outcome outcome = orvcase::runCase(c, {.build = build, .storage = storage});
+            if (outcome.passed()) continue;
+            ADD_FAILURE() << "seed " << seed << ", build " << build << ", storage " << orvcase::storageName(storage)
+                          << ": " << outcome.mismatches.front().text << "\n"
+                          << (c.images.front().sampleCount() < 2000 ? orvcase::writeCase(c) : std::string{});
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Repeats a random case; `make(dice)` answers it with its expectations.
+template <class Make>
+void repeat(const char* family, int rounds, Make make) {
+    const unsigned first = std::random_device{}();
+    std::printf("%s: seeds from %u\n", family, first);
+    for (int i = 0; i < rounds; ++i) {
+        const unsigned seed = first + static_cast<unsigned>(i);
+        Dice dice(seed);
+        if (!holds(make(dice), seed)) return;
+    }
+}
+
+} // namespace filtermodel

@@ -1,0 +1,84 @@
+// Dilation and erosion against a model that looks at every member of the element for every pixel.
+
+#include "FilterModel.h"
+
+namespace {
+
+using namespace filtermodel;
+
+orvcase::Values morphologyModel(const Image& source, const Image& destination, const orvcase::Sel& element,
+                                bool dilate) {
+    orvcase::Values result = destination.data;
+    const double low = source.type == ORV_SHORT ? -32768 : 0;
+    const double high = source.type == ORV_SHORT ? 32767 : source.type == ORV_BYTE ? 255 : 1;
+    for (const auto& [y, columns] : common(pixelsOf(destination), pixelsOf(source))) {
+        for (long x : columns) {
+            for (unsigned band = 0; band < source.bands; ++band) {
+                double value = dilate ? low : high;
+                for (unsigned row = 0; row < element.height; ++row) {
+                    for (unsigned column = 0; column < element.width; ++column) {
+                        if (element.data[std::size_t{row} * element.width + column] == 0) continue;
+                        const long sx = x + column - static_cast<int>(element.keyX) + originX(source);
+                        const long sy = y + row - static_cast<int>(element.keyY) + originY(source);
+                        if (sx < 0 || sx >= source.width || sy < 0 || sy >= source.height) continue;
+                        const double sample = source.at(static_cast<unsigned>(sx), static_cast<unsigned>(sy), band);
+                        value = dilate ? std::max(value, sample) : std::min(value, sample);
+                    }
+                }
+                result[destination.index(static_cast<unsigned>(x + originX(destination)),
+                                         static_cast<unsigned>(y + originY(destination)), band)] = value;
+            }
+        }
+    }
+    return result;
+}
+
+orvcase::Sel randomElement(Dice& dice) {
+    orvcase::Sel element{.name = "e",
+                         .width = static_cast<unsigned>(dice.between(1, dice.chance(15) ? 80 : 9)),
+                         .height = static_cast<unsigned>(dice.between(1, 9))};
+    element.keyX = static_cast<unsigned>(dice.chance(85) ? dice.between(0, element.width - 1) : dice.between(0, 70000));
+    element.keyY = static_cast<unsigned>(dice.chance(90) ? dice.between(0, element.height - 1) : dice.between(0, 20));
+    const int filled = static_cast<int>(dice.between(0, 3)) * 33 + 1;
+    for (unsigned i = 0; i < element.width * element.height; ++i) {
+        element.data.push_back(dice.chance(filled) ? static_cast<double>(dice.between(1, 4294967295)) : 0);
+    }
+    return element;
+}
+
+Case randomMorphology(Dice& dice, OrvDataType type) {
+    const bool large = dice.chance(30);
+    const bool dilate = dice.chance(50);
+    const unsigned bands = static_cast<unsigned>(dice.between(1, 5));
+    const unsigned width = randomSize(dice, large);
+    const unsigned height = randomSize(dice, false);
+    Case c{.name = "random"};
+    c.images.push_back(randomImage(dice, "a", type, width, height, bands));
+    c.images.push_back(randomImage(dice, "d", type, dice.chance(70) ? width : randomSize(dice, large), height, bands));
+    if (type == ORV_BIT && dice.chance(50)) {
+        // Sparse bits (for an erosion sparse holes) make every member of the element count.
+        for (double& bit : c.images[0].data) bit = dice.chance(4) == dilate ? 1 : 0;
+    }
+    c.sels.push_back(randomElement(dice));
+    orvcase::Call& call = c.addCall({.op = std::string(dilate ? "dilate" : "erode") + (type == ORV_BIT    ? "1"
+                                                                                       : type == ORV_BYTE ? "8"
+                                                                                                          : "16"),
+                                     .src = {"a"},
+                                     .dst = "d",
+                                     .params = {orvcase::Param::ref("e")}});
+    call.expect.out = {
+        {.image = "d", .values = asExpected(morphologyModel(c.images[0], c.images[1], c.sels[0], dilate))}};
+    return c;
+}
+
+TEST(Morphology, bitsAsModel) {
+    repeat("dilate1, erode1", 600, [](Dice& dice) { return randomMorphology(dice, ORV_BIT); });
+}
+TEST(Morphology, bytesAsModel) {
+    repeat("dilate8, erode8", 500, [](Dice& dice) { return randomMorphology(dice, ORV_BYTE); });
+}
+TEST(Morphology, shortsAsModel) {
+    repeat("dilate16, erode16", 500, [](Dice& dice) { return randomMorphology(dice, ORV_SHORT); });
+}
+
+} // namespace
