@@ -50,7 +50,9 @@ template <class Sample>
 [[gnu::always_inline]] constexpr int quantise(double v) noexcept {
     constexpr float low = std::numeric_limits<Sample>::min();
     constexpr float high = std::numeric_limits<Sample>::max();
-    const float rounded = static_cast<float>(v + (v >= 0 ? 0.5 : -0.5));
+    // Where the lowest sample is 0 the sign does not matter: what is below -0.5 is clamped, what is above comes to 0.
+    const double half = low == 0 || v >= 0 ? 0.5 : -0.5;
+    const float rounded = static_cast<float>(v + half);
     return static_cast<int>(std::min(std::max(rounded, low), high));
 }
 
