@@ -7,6 +7,7 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/numbers.h"
 #include "memory/frame/walk.h"
+#include "memory/pixelwise/constants.h"
 
 namespace {
 
@@ -36,8 +37,8 @@ template <class T>
 OrvStatus blackGeneration(OrvOp* op, const char* file) noexcept {
     Frame frame(op);
     if (frame.open({file, blackFetches<T>, {"di-12", 0, 1}, src1}) != ORV_SUCCESS) return ORV_FAILURE;
-    const float black = op->getFloatParam(1);
-    const float undercolor = op->getFloatParam(2);
+    const float black = constantOf(op->getFloatParam(1));
+    const float undercolor = constantOf(op->getFloatParam(2));
     const unsigned sourceBands = std::min(frame[src1].bands, allBands);
     if (sourceBands < inks || frame[dst].bands < allBands) return ORV_SUCCESS;
     walkRuns<T, T>(

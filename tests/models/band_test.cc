@@ -1,0 +1,139 @@
+// Type conversions, band combination and black generation held against models that follow their rules sample by sample.
+
+#include <cstdint>
+
+#include "support/PixelModel.h"
+
+namespace {
+
+using namespace pixelmodel;
+
+/// Sources and destination of a call, of two types.
+struct Conversion {
+    const char* name;
+    OrvDataType from;
+    OrvDataType to;
+};
+
+constexpr Conversion conversions[] = {{"convert1_8", ORV_BIT, ORV_BYTE},    {"convert1_16", ORV_BIT, ORV_SHORT},
+                                      {"convert8_1", ORV_BYTE, ORV_BIT},    {"convert16_1", ORV_SHORT, ORV_BIT},
+                                      {"convert8_16", ORV_BYTE, ORV_SHORT}, {"convert16_8", ORV_SHORT, ORV_BYTE}};
+
+void PrintTo(const Conversion& conversion, std::ostream* out) { *out << conversion.name; }
+
+double converted(double sample, OrvDataType to) {
+    const long value = static_cast<long>(sample);
+    if (to == ORV_BIT) return static_cast<double>(value & 1);
+    return static_cast<double>(to == ORV_BYTE ? value & 255 : value);
+}
+
+class Conversions : public testing::TestWithParam<Conversion> {};
+
+TEST_P(Conversions, FollowTheModel) {
+    const Conversion& member = GetParam();
+    rounds(200, 5000, [&](Dice& dice) {
+        Case c{.name = member.name};
+        const unsigned bands = static_cast<unsigned>(dice.between(1, 5));
+        const unsigned width = randomWidth(dice);
+        const unsigned height = static_cast<unsigned>(dice.between(1, 5));
+        c.images.push_back(randomImage(dice, "s", member.from, width + dice.upTo(2), height, bands));
+        c.images.push_back(randomImage(dice, "d", member.to, width + dice.upTo(2), height, bands));
+        orvcase::Call call{.op = member.name, .src = {"s"}, .dst = "d"};
+        expectPixelwise(c, call, {"s"}, [&](const auto& samples, unsigned band, double) {
+            return converted(samples[0][band], member.to);
+        });
+        c.addCall(call);
+        return c;
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Conversions, testing::ValuesIn(conversions));
+
+double rounded(float sum, OrvDataType type) {
+    if (std::isnan(sum)) return 0;
+    const float half = static_cast<float>(sum >= 0 ? double{sum} + 0.5 : double{sum} - 0.5);
+    const double low = static_cast<double>(lowOf(type));
+    return std::trunc(std::clamp(static_cast<double>(half), low, static_cast<double>(highOf(type))));
+}
+
+double combined(const std::vector<double>& samples, const float* row, unsigned width, OrvDataType type) {
+    float sum = 0;
+    for (unsigned j = 0; j + 1 < width; ++j) {
+        if (type == ORV_BIT && samples[j] == 0) continue;
+        sum = static_cast<float>(double{sum} + samples[j] * double{row[j]});
+    }
+    sum = static_cast<float>(double{sum} + double{row[width - 1]});
+    if (type == ORV_BIT) return sum > 0.5F ? 1 : 0;
+    return rounded(sum, type);
+}
+
+float randomWeight(Dice& dice) {
+    static constexpr float turns[] = {0, 1, -1, 0.5F, -0.5F, 0.25F, 2, 0.1F, 1e-6F, 1e6F, -3e4F, 0.33333334F};
+    if (dice.chance(2)) return dice.chance(50) ? 1e30F : 1e-30F;
+    return dice.chance(40) ? turns[dice.upTo(std::size(turns) - 1)] : dice.real(-1.5, 1.5);
+}
+
+class Combinations : public testing::TestWithParam<OrvDataType> {};
+
+TEST_P(Combinations, FollowTheModel) {
+    const OrvDataType type = GetParam();
+    rounds(300, 6000, [&](Dice& dice) {
+        Case c{.name = "bandCombine" + typeSuffix(type)};
+        const unsigned inputs = static_cast<unsigned>(dice.chance(30) ? 3 : dice.between(1, 5));
+        const unsigned outputs = static_cast<unsigned>(dice.chance(30) ? 3 : dice.between(1, 5));
+        const unsigned width = randomWidth(dice);
+        const unsigned height = static_cast<unsigned>(dice.between(1, 4));
+        c.images.push_back(randomImage(dice, "s", type, width, height, inputs));
+        c.images.push_back(randomImage(dice, "d", type, width + dice.upTo(2), height, outputs));
+        // A kernel may be narrower than the source: the bands behind are not read.
+        const unsigned columns = dice.chance(10) ? 1 + dice.upTo(inputs) : inputs + 1;
+        orvcase::Kernel kernel{.name = "k", .width = columns, .height = outputs};
+        std::vector<float> weights;
+        for (unsigned i = 0; i < columns * outputs; ++i) {
+            weights.push_back(randomWeight(dice));
+            kernel.data.push_back(weights.back());
+        }
+        c.kernels.push_back(kernel);
+        const bool inPlace = inputs == outputs && dice.chance(30);
+        orvcase::Call call{
+            .op = c.name, .src = {"s"}, .dst = inPlace ? "s" : "d", .params = {orvcase::Param::ref("k")}};
+        expectPixelwise(c, call, {"s"}, [&](const auto& samples, unsigned band, double) {
+            return combined(samples[0], weights.data() + band * columns, columns, type);
+        });
+        c.addCall(call);
+        return c;
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Combinations, testing::Values(ORV_BIT, ORV_BYTE, ORV_SHORT));
+
+class Blacks : public testing::TestWithParam<OrvDataType> {};
+
+TEST_P(Blacks, FollowTheModel) {
+    const OrvDataType type = GetParam();
+    rounds(150, 7000, [&](Dice& dice) {
+        Case c{.name = "blackgeneration" + typeSuffix(type)};
+        const unsigned width = randomWidth(dice);
+        c.images.push_back(randomImage(dice, "s", type, width, 3, 4));
+        c.images.push_back(randomImage(dice, "d", type, width + dice.upTo(2), 3, 4));
+        const float black = dice.chance(50) ? 1.0F : dice.real(-1, 2);
+        const float undercolor = dice.chance(30) ? 0.0F : dice.real(-1, 2);
+        orvcase::Call call{.op = c.name,
+                           .src = {"s"},
+                           .dst = dice.chance(25) ? "s" : "d",
+                           .params = {orvcase::Param::f(black), orvcase::Param::f(undercolor)}};
+        expectPixelwise(c, call, {"s"}, [&](const auto& samples, unsigned band, double) {
+            const std::vector<double>& inks = samples[0];
+            const float k = static_cast<float>(std::min({inks[0], inks[1], inks[2]}));
+            if (band == 3) return rounded(k * black, type);
+            const float removed = k * undercolor;
+            return rounded(static_cast<float>(inks[band]) - removed, type);
+        });
+        c.addCall(call);
+        return c;
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Blacks, testing::Values(ORV_BYTE, ORV_SHORT));
+
+} // namespace
