@@ -1,0 +1,121 @@
+// Ordered dither against a model of one pixel.
+#include <gtest/gtest.h>
+
+#include "QuantiseModel.h"
+
+namespace {
+
+using orvmodel::Maker;
+using orvmodel::Scene;
+
+orvcase::ColorCube randomCube(Maker& maker, unsigned bands, unsigned mostLevels) {
+    orvcase::ColorCube cube;
+    cube.origin = static_cast<short>(maker.random.chance(50) ? 0 : maker.random.between(-20, 300));
+    int multiplier = 1;
+    for (unsigned band = 0; band < bands; ++band) {
+        const unsigned levels = 2 + maker.random.below(mostLevels - 1);
+        cube.dimensions.push_back(levels);
+        cube.multipliers.push_back(maker.random.chance(20) ? -multiplier : multiplier);
+        multiplier *= static_cast<int>(levels);
+    }
+    return cube;
+}
+
+auto makeDither(OrvDataType from, OrvDataType to) {
+    return [from, to](Maker& maker) {
+        const unsigned bands = maker.bands();
+        const std::string d = maker.image("d", to, 1);
+        const std::string a = maker.source("a", from, bands, d);
+        // The fast path of one band to bits knows two levels alone.
+        const bool twoLevels = from == ORV_BYTE && to == ORV_BIT;
+        orvcase::Lookup lookup{.name = "cube", .in = from, .out = from, .bands = bands, .tables = {{}}};
+        lookup.cube = randomCube(maker, bands, twoLevels ? 2 : 6);
+        lookup.tables[0].data.assign(bands, 0);
+        maker.c.lookups.push_back(lookup);
+        orvcase::Mask mask{.name = "mask"};
+        const bool square = maker.random.chance(60);
+        mask.width = square ? maker.random.pick({4u, 8u}) : 1 + maker.random.below(9);
+        mask.height = square ? mask.width : 1 + maker.random.below(9);
+        mask.bands = maker.random.chance(70) ? bands : 1 + maker.random.below(bands);
+        for (unsigned i = 0; i < mask.width * mask.height * mask.bands; ++i) {
+            mask.data.push_back(static_cast<double>(maker.random.chance(20) ? maker.random.pick({0.0f, 0.5f, 1.0f})
+                                                                            : maker.random.real(0, 1)));
+        }
+        maker.c.masks.push_back(mask);
+        orvcase::Call call{.op = "ordereddither" + orvmodel::typeSuffix(from) + "_" + orvmodel::typeSuffix(to),
+                           .src = {a},
+                           .dst = d,
+                           .params = {orvcase::Param::ref("cube"), orvcase::Param::ref("mask")}};
+        maker.c.addCall(call);
+        if (maker.random.chance(30)) {
+            orvcase::SetContents other{.name = "mask"};
+            for (std::size_t i = 0; i < mask.data.size(); ++i) {
+                other.values.push_back(static_cast<double>(maker.random.real(0, 1)));
+            }
+            maker.c.steps.emplace_back(other);
+            maker.c.addCall(call);
+        }
+    };
+}
+
+long wrapped(long position, unsigned size) {
+    while (position < 0) position += size;
+    return position % static_cast<long>(size);
+}
+
+/// The thresholds that the mask holds when the call is made.
+orvcase::Values thresholdsAt(const orvcase::Case& c, const orvcase::Call& call) {
+    orvcase::Values now = c.masks.at(0).data;
+    for (const orvcase::Step& step : c.steps) {
+        if (const auto* set = std::get_if<orvcase::SetContents>(&step)) now = set->values;
+        if (std::get_if<orvcase::Call>(&step) == &call) break;
+    }
+    return now;
+}
+
+void expectDither(const orvcase::Case& c, orvcase::Call& call, Scene& scene) {
+    const auto& cube = *c.lookups.at(0).cube;
+    const orvcase::Mask& mask = c.masks.at(0);
+    const orvcase::Values thresholds = thresholdsAt(c, call);
+    const std::string& source = call.src[0];
+    const OrvDataType from = scene.image(source).type;
+    const auto rects = scene.rects({source, call.dst});
+    scene.touch(call.dst, rects);
+    const Scene before = scene;
+    orvmodel::eachPixel(rects, [&](long x, long y) {
+        long index = cube.origin;
+        for (unsigned band = 0; band < scene.bands(source); ++band) {
+            long sample = static_cast<long>(before.at(source, x, y, band));
+            if (from == ORV_BIT) sample *= 255;
+            if (from == ORV_SHORT) sample += 32768;
+            const long scale = from == ORV_SHORT ? 65536 : 256;
+            const unsigned plane = std::min(band, mask.bands - 1);
+            const long at = (static_cast<long>(plane * mask.height) + wrapped(y, mask.height)) * mask.width +
+                            wrapped(x, mask.width);
+            const long threshold =
+                static_cast<long>(thresholds[static_cast<std::size_t>(at)] * static_cast<double>(scale - 1));
+            const long total = sample * static_cast<long>(cube.dimensions[band] - 1);
+            const long level = total / scale + (total % scale > threshold ? 1 : 0);
+            index += level * cube.multipliers[band];
+        }
+        // The table of the fast path to bits holds the low byte.
+        const bool fast = from == ORV_BYTE && scene.image(call.dst).type == ORV_BIT && scene.bands(source) == 1 &&
+                          mask.width == mask.height && (mask.width == 4 || mask.width == 8);
+        scene.put(call.dst, x, y, 0, orvmodel::indexSample(scene.image(call.dst).type, fast ? index & 255 : index));
+    });
+    call.expect.live = {.lists = 0, .rois = 0, .images = 0};
+}
+
+class OrderedDither : public testing::TestWithParam<std::pair<OrvDataType, OrvDataType>> {};
+
+TEST_P(OrderedDither, Model) {
+    orvmodel::check({.make = makeDither(GetParam().first, GetParam().second), .expect = expectDither, .cases = 150});
+}
+
+constexpr std::pair<OrvDataType, OrvDataType> pairs[] = {
+    {ORV_BIT, ORV_BIT},    {ORV_BIT, ORV_BYTE},  {ORV_BIT, ORV_SHORT},  {ORV_BYTE, ORV_BIT},    {ORV_BYTE, ORV_BYTE},
+    {ORV_BYTE, ORV_SHORT}, {ORV_SHORT, ORV_BIT}, {ORV_SHORT, ORV_BYTE}, {ORV_SHORT, ORV_SHORT},
+};
+INSTANTIATE_TEST_SUITE_P(All, OrderedDither, testing::ValuesIn(pairs));
+
+} // namespace
