@@ -17,7 +17,8 @@ std::uint64_t fromEnvironment(const char* name, std::uint64_t otherwise) {
 
 /// The first mismatch on any build and storage policy, or nothing.
 std::string mismatch(const orvcase::Case& c) {
-    for (const std::string& build : orvcase::availableBuilds()) {
+    static const std::vector<std::string> builds = orvcase::availableBuilds();
+    for (const std::string& build : builds) {
         for (const orvcase::Storage storage : orvcase::allStorages()) {
             const orvcase::Outcome outcome = orvcase::runCase(c, {.build = build, .storage = storage});
             if (outcome.passed()) continue;

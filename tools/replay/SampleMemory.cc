@@ -13,12 +13,7 @@
 namespace orvcase {
 namespace {
 
-// A sanitizer watches the bytes around an exact block itself, reads included.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr std::size_t margin = 0;
-#else
-constexpr std::size_t margin = 64;
-#endif
+constexpr std::size_t margin = underSanitizer ? 0 : 64;
 constexpr std::size_t alignment = 16;
 
 /// Pages between two unreadable ones.

@@ -8,6 +8,15 @@
 
 namespace orvcase {
 
+// A sanitizer watches the bytes around an exact block itself, reads included.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool underSanitizer = true;
+#elif defined(__has_feature)
+inline constexpr bool underSanitizer = __has_feature(address_sanitizer);
+#else
+inline constexpr bool underSanitizer = false;
+#endif
+
 /// A block of exactly `size` bytes, all 0xA5. With Storage::heap it begins at a multiple of 16 and lies between margins
 /// that tell a write beyond it; with the others an unreadable page is its neighbour.
 class SampleMemory {
