@@ -62,9 +62,9 @@ public:
     void clearStatTables() noexcept;
     void printStats() const noexcept;
 
-    /// Derives the next colormap from the statistics: entries move towards what they were chosen for, and those that
-    /// were hardly chosen are handed to those that were chosen most. `next` takes as many entries as the map has, and
-    /// is in YUV where it gets random colours.
+    /// Derives the next colormap from the statistics: entries move towards what they were chosen for, those that were
+    /// hardly chosen are handed to those that were chosen most, and what is left gets random colours of YUV. Writes as
+    /// many entries as `next` and the map both have; all of them are used.
     void getNextColorMap(UsedCmapTable& next) noexcept;
 
     void setHitThresholds(std::int32_t lower, std::int32_t upper) noexcept {
