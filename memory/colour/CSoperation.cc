@@ -11,6 +11,11 @@ constexpr RowFunction<std::uint8_t> row8 = convertRow<std::uint8_t, Stages...>;
 template <class... Stages>
 constexpr RowFunction<std::int16_t> row16 = convertRow<std::int16_t, Stages...>;
 
+template <class... Stages>
+constexpr RowFunction<std::uint8_t> each8 = convertSamples<std::uint8_t, Stages...>;
+template <class... Stages>
+constexpr RowFunction<std::int16_t> each16 = convertSamples<std::int16_t, Stages...>;
+
 // Stages that a table answers, sample by sample.
 
 using GammaTable = Table<Normalise, Gamma, Full>;
@@ -29,7 +34,7 @@ using InkGammaLevel = Table<Not, GammaByte, Normalise>;
 
 // clang-format off
 constinit const PairRow CSoperation[colourPairs + 1] = {
-    {pairKey(rgblinear, rgb709), row8<FromRgb, GammaByte, ToRgb>, row16<FromRgb, GammaTable, ToRgb>},
+    {pairKey(rgblinear, rgb709), each8<GammaByte>, each16<GammaTable>},
     {pairKey(rgblinear, photoycc), row8<FromRgb, GammaLevel, ToYcc<photoycc>>, row16<FromRgb, GammaHeld, ToYcc<photoycc>>},
     {pairKey(rgblinear, ycc601), row8<FromRgb, GammaLevel, ToYcc<ycc601>>, row16<FromRgb, GammaHeld, ToYcc<ycc601>>},
     {pairKey(rgblinear, ycc709), row8<FromRgb, GammaLevel, ToYcc<ycc709>>, row16<FromRgb, GammaHeld, ToYcc<ycc709>>},
@@ -39,7 +44,7 @@ constinit const PairRow CSoperation[colourPairs + 1] = {
     {pairKey(rgblinear, y601), row8<FromRgb, GammaByte, Weigh<w601>, Footroom, Quantise, ToGrey>, row16<FromRgb, GammaHeld, Weigh<w601>, Hold, ToY>},
     {pairKey(rgblinear, y709), row8<FromRgb, GammaByte, Weigh<w709>, Footroom, Quantise, ToGrey>, row16<FromRgb, GammaHeld, Weigh<w709>, Hold, ToY>},
 
-    {pairKey(rgb709, rgblinear), row8<FromRgb, LinearByte, ToRgb>, row16<FromRgb, LinearTable, ToRgb>},
+    {pairKey(rgb709, rgblinear), each8<LinearByte>, each16<LinearTable>},
     {pairKey(rgb709, photoycc), row8<FromRgb, Normalise, ToYcc<photoycc>>, row16<FromRgb, Normalise, ToYcc<photoycc>>},
     {pairKey(rgb709, ycc601), row8<FromRgb, Normalise, ToYcc<ycc601>>, row16<FromRgb, Normalise, ToYcc<ycc601>>},
     {pairKey(rgb709, ycc709), row8<FromRgb, Normalise, ToYcc<ycc709>>, row16<FromRgb, Normalise, ToYcc<ycc709>>},

@@ -201,4 +201,25 @@ void convertRow(const Sample* from, Sample* to, std::size_t pixels) noexcept {
     }
 }
 
+/// The same where a conversion does one thing to every band and leaves the bands in their places.
+template <class Sample, class... Stages>
+void convertSamples(const Sample* from, Sample* to, std::size_t pixels) noexcept {
+    using Each = Chain<Stages...>;
+    constexpr std::size_t bands = 3;
+    if constexpr (sizeof(Sample) == 1) {
+        static constexpr auto table = [] {
+            std::array<Sample, byteLevels> made{};
+            for (std::size_t i = 0; i < byteLevels; ++i) {
+                made[i] = static_cast<Sample>(Each::template of<Sample>(static_cast<int>(i)));
+            }
+            return made;
+        }();
+        lanes::mapBytes(to, from, pixels * bands, table.data());
+    } else {
+        Each::template prepare<Sample>();
+        for (std::size_t i = 0; i < pixels * bands; ++i)
+            to[i] = static_cast<Sample>(Each::template of<Sample>(from[i]));
+    }
+}
+
 } // namespace orvi::colour

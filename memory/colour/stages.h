@@ -199,8 +199,7 @@ struct Hold : EachValue<Hold> {
 /// the first key, and dark.
 struct LinearByKey : EachValue<LinearByKey> {
     ORV_STAGE int each(float v) noexcept {
-        const int key = std::min(std::max(keyOf(v), firstLinearKey), lastLinearKey);
-        const int bright = linearByKey[static_cast<std::size_t>(key - firstLinearKey)];
+        const int bright = linearByAnyKey[static_cast<std::size_t>(keyOf(v))];
         const int dark = quantise<Sample>(v * 56.61);
         // Chosen by a mask: a branch would keep the loop from becoming lanes.
         const int mask = -static_cast<int>(v >= 0.081);

@@ -62,6 +62,19 @@ inline constexpr int lastLinearKey = 0x1c08;
 inline constexpr auto linearByKey = byteTable<lastLinearKey - firstLinearKey + 1>(
     [](int i) { return inverseTransfer(floatOfKey(firstLinearKey + i, 0)); });
 
+inline constexpr std::size_t floatKeys = (keyMask >> keyShift) + 1;
+
+/// The same for every key there is: those below the first and above the last have theirs. Without a clamp, and as
+/// integers, lanes can gather from it.
+inline constexpr auto linearByAnyKey = [] {
+    std::array<int, floatKeys> table{};
+    for (std::size_t key = 0; key < floatKeys; ++key) {
+        const int clamped = std::clamp(static_cast<int>(key), firstLinearKey, lastLinearKey);
+        table[key] = linearByKey[static_cast<std::size_t>(clamped - firstLinearKey)];
+    }
+    return table;
+}();
+
 // photoycc to rgb709 in 12-bit fixed point, a table for each part that a band adds.
 
 enum PhotoPart : int { photoY, photoYCb, photoYCr, photoCb, photoCr, photoParts };
