@@ -51,9 +51,7 @@ std::optional<Value> valueIn(std::span<const Named<Value>> table, std::string_vi
 
 } // namespace
 
-std::string_view nameOf(Encoding encoding) noexcept { return nameIn<Encoding>(encodings, encoding); }
-
-std::optional<Encoding> encodingNamed(std::string_view name) noexcept { return valueIn<Encoding>(encodings, name); }
+std::optional<Encoding> encodingOfName(std::string_view name) noexcept { return valueIn<Encoding>(encodings, name); }
 
 std::string_view nameOf(Format format) noexcept { return nameIn<Format>(formats, format); }
 
@@ -66,3 +64,16 @@ std::optional<Format> formatOfName(std::string_view path) noexcept {
 }
 
 } // namespace orv::files
+
+namespace orv {
+
+std::string_view nameOf(Encoding encoding) noexcept { return files::nameIn<Encoding>(files::encodings, encoding); }
+
+Encoding encodingNamed(std::string_view name) {
+    if (const auto encoding = files::encodingOfName(name)) return *encoding;
+    std::string known;
+    for (const auto& row : files::encodings) known += (known.empty() ? "" : ", ") + std::string(row.name);
+    throw Error("encoding", "there is no encoding '" + std::string(name) + "' (known: " + known + ")");
+}
+
+} // namespace orv

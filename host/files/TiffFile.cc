@@ -200,7 +200,7 @@ private:
         if (TIFFGetField(tiff_.get(), TIFFTAG_IMAGEDESCRIPTION, &note) == 0 || note == nullptr) return;
         const std::string_view text(note);
         if (!text.starts_with(encodingNote)) return;
-        if (const auto encoding = encodingNamed(text.substr(encodingNote.size()))) info_.encoding = *encoding;
+        if (const auto encoding = encodingOfName(text.substr(encodingNote.size()))) info_.encoding = *encoding;
     }
 
     void setMetadata() {

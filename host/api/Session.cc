@@ -1,0 +1,96 @@
+#include "orv/Session.h"
+
+#include <fmt/format.h>
+
+#include "catalogue/Call.h"
+#include "files/Reader.h"
+#include "files/Writer.h"
+#include "orv/Catalogue.h"
+#include "orv/host/Image.h"
+#include "orv/host/Session.h"
+
+namespace orv {
+
+namespace {
+
+std::optional<files::Format> formatFrom(const std::string& name, const char* op) {
+    if (name.empty()) return std::nullopt;
+    const auto format = files::formatNamed(name);
+    if (!format) throw Error(op, fmt::format("there is no format '{}' (known: png, tiff, jpeg, pnm, npy)", name));
+    return format;
+}
+
+} // namespace
+
+struct Session::State {
+    host::Owned<host::Session> session;
+    bool strict = false;
+};
+
+Session::Session(const SessionOptions& options) : state_(std::make_unique<State>()) {
+    try {
+        state_->session = host::Session::open(host::DeviceChoice{.build = options.build});
+    } catch (const host::DeviceError& error) {
+        throw Error("session", error.what());
+    }
+    state_->strict = options.strict;
+}
+
+Session::~Session() = default;
+
+host::Session& Session::object() const noexcept { return *state_->session; }
+const std::string& Session::build() const noexcept { return object().device()->build(); }
+const std::string& Session::modulePath() const noexcept { return object().device()->path(); }
+std::vector<std::string> Session::registrations() const { return object().device()->registrations(); }
+
+Image Session::read(const std::string& path, const ReadOptions& options) {
+    const auto reader = files::Reader::open(path, {.maxPixels = options.maxPixels,
+                                                   .format = formatFrom(options.format, "read"),
+                                                   .rawPolarity = options.rawPolarity,
+                                                   .sixteen = options.sixteen});
+    const files::PictureInfo& info = reader->info();
+    Image image(*this, info.width, info.height, info.bands, static_cast<Type>(info.type));
+    image.tags() = {.encoding = info.encoding,
+                    .sixteen = info.sixteen,
+                    .dpi = info.dpi,
+                    .icc = info.icc,
+                    .palette = info.palette,
+                    .orientation = info.orientation};
+    reader->read(image.pixels());
+    image.samplesChanged();
+    return image;
+}
+
+void Session::write(const Image& image, const std::string& path, const WriteOptions& options) {
+    if (!image) throw Error("write", fmt::format("cannot write {}: there is no image", path));
+    files::PictureInfo info;
+    info.width = image.width();
+    info.height = image.height();
+    info.bands = image.bands();
+    info.type = static_cast<OrvDataType>(image.type());
+    const Tags& tags = image.tags();
+    info.encoding = tags.encoding;
+    info.sixteen = tags.sixteen;
+    info.dpi = tags.dpi;
+    info.icc = tags.icc;
+    info.palette = tags.palette;
+    files::write(path, info, image.pixels(),
+                 {.format = formatFrom(options.format, "write"),
+                  .quality = options.quality,
+                  .compression = options.compression,
+                  .rawPolarity = options.rawPolarity});
+}
+
+Result Session::apply(std::string_view operation, std::span<const Image> sources, const Arguments& arguments,
+                      const CallOptions& options) {
+    Call call(*this, operationNamed(operation), sources, arguments, options);
+    Result result = call.run();
+    if (state_->strict && !result.warnings.empty()) {
+        throw Error(std::string(operation), fmt::format("{}: {}", operation, result.warnings.front()));
+    }
+    return result;
+}
+
+std::string_view version() noexcept { return ORV_VERSION; }
+
+} // namespace orv

@@ -1,0 +1,108 @@
+// Operations in which each pixel follows from a window of the source.
+
+#include "catalogue/Call.h"
+#include "catalogue/parameters.h"
+#include "catalogue/rows.h"
+
+#include <fmt/format.h>
+
+namespace orv {
+
+namespace {
+
+constexpr Choice edges[] = {{"leave", 0, "the border keeps what the result held before"},
+                            {"zero", 1, "the border becomes 0"},
+                            {"extend", 2, "the picture goes on with its outermost pixels"}};
+
+constexpr auto convolveParameters =
+    list(Parameter{.name = "kernel",
+                   .kind = Kind::kernel,
+                   .help = "gaussian:SIZE:SIGMA, box:SIZE, sharpen, laplace, sobel-x, sobel-y, or a file"},
+         Parameter{.name = "edge",
+                   .kind = Kind::choice,
+                   .help = "what the border becomes",
+                   .fallback = "extend",
+                   .choices = edges});
+
+constexpr auto sobelParameters = list(Parameter{
+    .name = "edge", .kind = Kind::choice, .help = "what the border becomes", .fallback = "extend", .choices = edges});
+
+constexpr Choice colours[] = {{"white", 0, "set bits, high samples"}, {"black", 1, "clear bits, low samples"}};
+constexpr auto elementParameters = list(
+    Parameter{.name = "element", .kind = Kind::element, .help = "rect:WxH, disk:RADIUS, cross:RADIUS, or a file"},
+    Parameter{
+        .name = "of", .kind = Kind::choice, .help = "what grows or shrinks", .fallback = "white", .choices = colours});
+
+void checkFits(const Call& call, std::string_view parameter, unsigned width, unsigned height, unsigned keyX,
+               unsigned keyY) {
+    if (width > call.width() || height > call.height()) {
+        call.refuse(parameter, fmt::format("one of {} x {} came, but the image is {} x {}", width, height, call.width(),
+                                           call.height()));
+    }
+    if (keyX >= width || keyY >= height) call.refuse(parameter, "its key lies outside it");
+}
+
+void convolve(Call& call) {
+    const Kernel& kernel = call.kernel("kernel");
+    checkFits(call, "kernel", kernel.width, kernel.height, kernel.keyX, kernel.keyY);
+    call.op("convolve{}");
+    call.addKernel(kernel);
+    call.add(call.choice("edge"));
+    if (call.choice("edge") == 0) call.startWithSource();
+}
+
+void sobel(Call& call) {
+    if (call.width() < 3 || call.height() < 3) call.refuse("", "the image is smaller than 3 x 3 pixels");
+    call.op("edge_detect_sobel{}");
+    call.add(call.choice("edge"));
+    if (call.choice("edge") == 0) call.startWithSource();
+}
+
+template <Pattern White, Pattern Black>
+void morphology(Call& call) {
+    const Element& element = call.element("element");
+    checkFits(call, "element", element.width, element.height, element.keyX, element.keyY);
+    call.op(call.choice("of") == 0 ? White.text : Black.text);
+    call.addElement(element);
+}
+
+constexpr Operation rows[] = {
+    {.name = "convolve",
+     .help = "weighted sum of each pixel's neighbourhood",
+     .details = "The kernel is turned round, as a convolution is defined. Interiors under 3x3 and 5x5 kernels truncate "
+                "on bytes.",
+     .group = "filters",
+     .parameters = convolveParameters,
+     .example = "orv convolve photo.png -o soft.png --kernel gaussian:5:1.0",
+     .alpha = Alpha::premultiplied,
+     .prepare = convolve},
+    {.name = "edge_detect_sobel",
+     .help = "strength of edges, by the Sobel operators",
+     .group = "filters",
+     .parameters = sobelParameters,
+     .example = "orv edge-detect-sobel photo.png -o edges.png",
+     .alpha = Alpha::premultiplied,
+     .prepare = sobel},
+    {.name = "dilate",
+     .help = "grows what is white (or --of black)",
+     .details = "The element is taken as drawn, not turned round.",
+     .group = "filters",
+     .parameters = elementParameters,
+     .example = "orv dilate page.tif -o bold.tif --element disk:2 --of black",
+     .rightUnderShift = true,
+     .prepare = morphology<"dilate{}", "erode{}">},
+    {.name = "erode",
+     .help = "shrinks what is white (or --of black)",
+     .details = "The element is taken as drawn, not turned round.",
+     .group = "filters",
+     .parameters = elementParameters,
+     .example = "orv erode page.tif -o thin.tif --element rect:2x2 --of black",
+     .rightUnderShift = true,
+     .prepare = morphology<"erode{}", "dilate{}">},
+};
+
+} // namespace
+
+std::span<const Operation> filterRows() noexcept { return rows; }
+
+} // namespace orv

@@ -1,0 +1,201 @@
+// Reads the texts that people give as parameters: one parser for each kind.
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <fstream>
+#include <numbers>
+#include <sstream>
+
+#include <fmt/format.h>
+
+#include "catalogue/Call.h"
+#include "orv/Error.h"
+
+namespace orv {
+
+namespace {
+
+[[noreturn]] void wanted(const std::string& text, std::string_view what) {
+    throw Error("value", fmt::format("'{}' came, {} wanted", text, what));
+}
+
+double numberOf(const std::string& text) {
+    std::string_view t = text;
+    if (t.starts_with('+')) t.remove_prefix(1);
+    double value = 0;
+    const auto [end, error] = std::from_chars(t.data(), t.data() + t.size(), value);
+    if (error != std::errc{} || end != t.data() + t.size() || !std::isfinite(value)) wanted(text, "a number");
+    return value;
+}
+
+std::vector<std::string> split(const std::string& text, char mark) {
+    std::vector<std::string> parts;
+    std::istringstream stream(text);
+    for (std::string part; std::getline(stream, part, mark);) parts.push_back(part);
+    return parts;
+}
+
+double angleOf(const std::string& text) {
+    if (text.ends_with("rad")) return numberOf(text.substr(0, text.size() - 3));
+    const std::size_t degrees = text.find("deg");
+    return numberOf(text.substr(0, degrees)) * std::numbers::pi / 180.0;
+}
+
+unsigned hexOf(const std::string& text, std::size_t at) {
+    unsigned value = 0;
+    const auto [end, error] = std::from_chars(text.data() + at, text.data() + at + 2, value, 16);
+    if (error != std::errc{} || end != text.data() + at + 2) wanted(text, "a colour #rrggbb");
+    return value;
+}
+
+struct NamedColour {
+    std::string_view name;
+    double r, g, b;
+};
+constexpr NamedColour colours[] = {{"black", 0, 0, 0},   {"white", 255, 255, 255}, {"red", 255, 0, 0},
+                                   {"green", 0, 255, 0}, {"blue", 0, 0, 255},      {"gray", 128, 128, 128}};
+
+/// Levels: numbers, percentages, colours. White and percentages count in 8 bits here; see Call::perBand for the rest.
+std::vector<double> levelsOf(const std::string& text) {
+    if (text.starts_with('#')) {
+        if (text.size() != 7) wanted(text, "a colour #rrggbb");
+        return {double(hexOf(text, 1)), double(hexOf(text, 3)), double(hexOf(text, 5))};
+    }
+    for (const NamedColour& colour : colours) {
+        if (colour.name != text) continue;
+        if (colour.r == colour.g && colour.g == colour.b) return {colour.r};
+        return {colour.r, colour.g, colour.b};
+    }
+    std::vector<double> values;
+    for (const std::string& part : split(text, ',')) {
+        constexpr double fullRange = 255.0;
+        values.push_back(part.ends_with('%') ? numberOf(part.substr(0, part.size() - 1)) * fullRange / 100.0
+                                             : numberOf(part));
+    }
+    if (values.empty()) wanted(text, "one or more levels");
+    return values;
+}
+
+std::vector<double> bitsOf(const std::string& text) {
+    std::vector<double> values;
+    for (const std::string& part : split(text, ',')) {
+        const bool hex = part.starts_with("0x");
+        std::uint32_t value = 0;
+        const char* first = part.data() + (hex ? 2 : 0);
+        const auto [end, error] = std::from_chars(first, part.data() + part.size(), value, hex ? 16 : 10);
+        if (error != std::errc{} || end != part.data() + part.size()) wanted(text, "bit masks, decimal or 0x…");
+        values.push_back(value);
+    }
+    return values;
+}
+
+std::vector<double> sizeOf(const std::string& text) {
+    const std::vector<std::string> parts = split(text, 'x');
+    if (parts.size() != 2) wanted(text, "a size WIDTHxHEIGHT");
+    return {numberOf(parts[0]), numberOf(parts[1])};
+}
+
+std::vector<Point> pointsOf(const std::string& text) {
+    std::string list = text;
+    if (std::ifstream file(text); file) {
+        std::ostringstream all;
+        all << file.rdbuf();
+        list = all.str();
+        std::ranges::replace(list, '\n', ';');
+        std::ranges::replace(list, '\t', ',');
+        std::ranges::replace(list, ' ', ',');
+    }
+    std::vector<Point> points;
+    for (const std::string& part : split(list, ';')) {
+        if (part.empty()) continue;
+        const std::vector<double> xy = parseNumbers(part);
+        if (xy.size() != 2) wanted(part, "points X,Y;X,Y");
+        points.push_back({xy[0], xy[1]});
+    }
+    return points;
+}
+
+double choiceOf(const Parameter& parameter, const std::string& text) {
+    std::vector<std::string_view> words;
+    std::string known;
+    for (const Choice& choice : parameter.choices) {
+        if (choice.word == text) return static_cast<double>(choice.value);
+        words.push_back(choice.word);
+        known += (known.empty() ? "" : ", ") + std::string(choice.word);
+    }
+    const std::string near = nearestName(text, words);
+    throw Error("value", fmt::format("there is no '{}'{} (known: {})", text,
+                                     near.empty() ? "" : fmt::format("; did you mean '{}'?", near), known));
+}
+
+Value valueOf(const Parameter& parameter, const std::string& text) {
+    switch (parameter.kind) {
+    case Kind::number:
+        return parseNumber(text);
+    case Kind::integer: {
+        const double value = numberOf(text);
+        if (value != std::floor(value)) wanted(text, "a whole number");
+        return value;
+    }
+    case Kind::angle:
+        return angleOf(text);
+    case Kind::choice:
+        return choiceOf(parameter, text);
+    case Kind::levels:
+        return levelsOf(text);
+    case Kind::factors:
+    case Kind::numbers:
+        return parseNumbers(text);
+    case Kind::bits:
+        return bitsOf(text);
+    case Kind::size:
+        return sizeOf(text);
+    case Kind::kernel:
+        return Kernel::parse(text);
+    case Kind::element:
+        return Element::parse(text);
+    case Kind::palette:
+        return Palette::parse(text);
+    case Kind::mask:
+        return Mask::parse(text);
+    case Kind::table:
+        return Table::parse(text);
+    case Kind::points:
+        return pointsOf(text);
+    case Kind::text:
+        return text;
+    }
+    return text;
+}
+
+} // namespace
+
+double parseNumber(const std::string& text) {
+    // "1/4" for those who think in fractions, "50%" for those who think in percentages.
+    if (const std::size_t slash = text.find('/'); slash != std::string::npos) {
+        const double below = numberOf(text.substr(slash + 1));
+        if (below == 0) wanted(text, "a fraction with a number other than 0 below");
+        return numberOf(text.substr(0, slash)) / below;
+    }
+    if (text.ends_with('%')) return numberOf(text.substr(0, text.size() - 1)) / 100.0;
+    return numberOf(text);
+}
+
+std::vector<double> parseNumbers(const std::string& text) {
+    std::vector<double> values;
+    for (const std::string& part : split(text, ',')) values.push_back(parseNumber(part));
+    if (values.empty()) wanted(text, "one or more numbers");
+    return values;
+}
+
+Value parseValue(const Operation& operation, const Parameter& parameter, const std::string& text) {
+    try {
+        return valueOf(parameter, text);
+    } catch (const Error& error) {
+        throw Error(std::string(operation.name),
+                    fmt::format("{}: {}: {}", operation.name, parameter.name, error.what()));
+    }
+}
+
+} // namespace orv

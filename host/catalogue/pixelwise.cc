@@ -1,0 +1,492 @@
+// Operations in which each pixel follows from the same pixel of the sources.
+
+#include <fmt/format.h>
+
+#include "catalogue/Call.h"
+#include "catalogue/parameters.h"
+#include "catalogue/rows.h"
+#include "orv/host/Session.h"
+#include "orv/host/Tables.h"
+
+namespace orv {
+
+namespace {
+
+/// An op named by the first source's type, without parameters.
+template <Pattern P>
+void plain(Call& call) {
+    call.op(P.text);
+}
+
+template <Pattern P>
+void withFactors(Call& call) {
+    call.op(P.text);
+    call.add(call.perBand("value", call.bands()));
+}
+
+template <Pattern P>
+void withBits(Call& call) {
+    call.op(P.text);
+    const std::vector<float> values = call.perBand("value", call.bands());
+    std::vector<std::uint32_t> bits;
+    const double top = call.type() == Type::bit ? 1 : call.type() == Type::byte ? 255 : 32767;
+    for (const double value : call.numbers("value")) {
+        if (value > top) call.refuse("value", fmt::format("{} came, 0 to {} wanted", value, top));
+    }
+    for (const float value : values) bits.push_back(static_cast<std::uint32_t>(value));
+    call.add(bits);
+}
+
+constexpr auto factor =
+    list(Parameter{.name = "value", .kind = Kind::factors, .help = "a number a band, or one for all"});
+constexpr auto level = list(Parameter{.name = "value", .kind = Kind::levels, .help = "a level a band, or one for all"});
+constexpr auto bitMask = list(Parameter{.name = "value",
+                                        .kind = Kind::bits,
+                                        .help = "bits a band, or the same for all (0xf0, 15)",
+                                        .low = 0,
+                                        .high = 65535});
+
+void blend(Call& call) {
+    const Image& alpha = call.source(2);
+    const Image& second = call.source(1);
+    if (second.width() != call.width() || second.height() != call.height() || second.bands() != call.bands() ||
+        second.type() != call.type()) {
+        call.refuse("", fmt::format("image 2 is {}, but image 1 is {}; they must be alike", second.describe(),
+                                    call.source().describe()));
+    }
+    if (alpha.bands() != 1) call.refuse("alpha", fmt::format("an image of {} bands came, 1 wanted", alpha.bands()));
+    if (alpha.width() != call.width() || alpha.height() != call.height()) {
+        call.refuse("alpha", fmt::format("an image of {} x {} came, {} x {} wanted", alpha.width(), alpha.height(),
+                                         call.width(), call.height()));
+    }
+    call.op(fmt::format("blend{}a{}", Call::digits(call.type()), Call::digits(alpha.type())));
+}
+
+constexpr auto convertParameters =
+    list(Parameter{.name = "to", .kind = Kind::choice, .help = "the type of the result", .choices = typeChoices});
+
+void convert(Call& call) {
+    const auto to = static_cast<Type>(call.choice("to"));
+    if (to == call.type()) call.refuse("to", fmt::format("the image is {} already", nameOf(to)));
+    call.op(fmt::format("convert{}_{}", Call::digits(call.type()), Call::digits(to)));
+    call.type(to);
+}
+
+constexpr auto combineParameters =
+    list(Parameter{.name = "matrix",
+                   .kind = Kind::numbers,
+                   .help = "a row for each band of the result: weights of the bands and a constant"},
+         Parameter{.name = "bands",
+                   .kind = Kind::integer,
+                   .help = "bands of the result; told by the matrix otherwise",
+                   .optional = true,
+                   .low = 1,
+                   .high = 64});
+
+void bandCombine(Call& call) {
+    const std::vector<double>& matrix = call.numbers("matrix");
+    const unsigned width = call.source().bands() + 1;
+    if (matrix.size() % width != 0 || matrix.empty()) {
+        call.refuse("matrix", fmt::format("{} numbers came, rows of {} wanted ({} weights and a constant)",
+                                          matrix.size(), width, width - 1));
+    }
+    const auto rows = static_cast<unsigned>(matrix.size() / width);
+    if (call.has("bands") && call.integer("bands") != static_cast<long>(rows)) {
+        call.refuse("bands", fmt::format("{} came, but the matrix has {} rows", call.integer("bands"), rows));
+    }
+    // People give R, G, B; memory holds B, G, R.
+    const auto memory = [](unsigned band, unsigned bands, Encoding encoding) {
+        const bool swaps = (encoding == Encoding::rgb || encoding == Encoding::rgba) && bands >= 3;
+        return swaps && (band == 0 || band == 2) ? 2 - band : band;
+    };
+    const Encoding made = rows == call.bands() ? call.source().encoding() : usualEncoding(rows);
+    Kernel kernel{
+        .width = width, .height = rows, .keyX = 0, .keyY = 0, .taps = std::vector<float>(matrix.size()), .name = {}};
+    for (unsigned r = 0; r < rows; ++r) {
+        for (unsigned c = 0; c < width; ++c) {
+            const unsigned from = c + 1 == width ? c : memory(c, width - 1, call.source().encoding());
+            kernel.taps[memory(r, rows, made) * width + from] = static_cast<float>(matrix[r * width + c]);
+        }
+    }
+    call.op("bandCombine{}");
+    call.bands(rows);
+    call.encoding(made);
+    call.addKernel(kernel);
+}
+
+constexpr auto blackParameters = list(Parameter{.name = "black",
+                                                .kind = Kind::number,
+                                                .help = "how much of the common ink becomes black",
+                                                .fallback = "1",
+                                                .low = 0,
+                                                .high = 1},
+                                      Parameter{.name = "undercolor",
+                                                .kind = Kind::number,
+                                                .help = "how much of it is taken from the colours",
+                                                .fallback = "1",
+                                                .low = 0,
+                                                .high = 1});
+
+void blackGeneration(Call& call) {
+    if (call.bands() != 4)
+        call.refuse("", fmt::format("an image of {} bands came, 4 wanted (C, M, Y, K)", call.bands()));
+    call.op("blackgeneration{}");
+    call.add(static_cast<float>(call.number("black")));
+    call.add(static_cast<float>(call.number("undercolor")));
+}
+
+constexpr auto tilingParameters =
+    list(Parameter{.name = "size", .kind = Kind::size, .help = "size of the result in pixels"});
+
+void copyPattern(Call& call) {
+    const std::vector<double>& size = call.numbers("size");
+    if (size[0] < 1 || size[1] < 1 || size[0] > 1e6 || size[1] > 1e6) call.refuse("size", "1 to 1000000 pixels wanted");
+    call.op("copypattern{}");
+    call.shape(static_cast<unsigned>(size[0]), static_cast<unsigned>(size[1]));
+}
+
+void planemask(Call& call) {
+    withBits<"copy_with_planemask{}">(call);
+    call.startWithSource();
+}
+
+constexpr auto setParameters = list(
+    Parameter{.name = "value", .kind = Kind::levels, .help = "a level a band, or one for all; a colour"},
+    Parameter{.name = "size", .kind = Kind::size, .help = "size of the result in pixels", .optional = true},
+    Parameter{
+        .name = "bands", .kind = Kind::integer, .help = "bands of the result", .fallback = "3", .low = 1, .high = 64},
+    Parameter{.name = "type",
+              .kind = Kind::choice,
+              .help = "type of the result",
+              .fallback = "byte",
+              .choices = typeChoices});
+
+void setValue(Call& call) {
+    if (!call.options().destination) {
+        if (!call.has("size")) call.refuse("size", "it is missing (size of the result in pixels)");
+        const std::vector<double>& size = call.numbers("size");
+        if (size[0] < 1 || size[1] < 1 || size[0] > 1e6 || size[1] > 1e6)
+            call.refuse("size", "1 to 1000000 pixels wanted");
+        call.shape(static_cast<unsigned>(size[0]), static_cast<unsigned>(size[1]));
+        call.bands(static_cast<unsigned>(call.integer("bands")));
+        call.type(static_cast<Type>(call.choice("type")));
+        call.encoding(usualEncoding(call.bands()));
+    } else {
+        const Image& made = call.options().destination;
+        call.shape(made.width(), made.height());
+    }
+    call.op(fmt::format("setvalue{}", Call::digits(call.type())));
+    std::vector<float> values = call.perBand("value", call.bands());
+    if (!call.options().destination && (call.encoding() == Encoding::rgb || call.encoding() == Encoding::rgba))
+        std::swap(values[0], values[2]);
+    if (call.type() == Type::bit) {
+        for (float& v : values) v = v > 1 ? v / 255.0F : v;
+    }
+    call.add(values);
+}
+
+constexpr auto lookupParameters = list(Parameter{
+    .name = "table", .kind = Kind::table, .help = "a file of output values, one line for each input value from 0 up"});
+
+void lookup(Call& call) {
+    const Table& table = call.table("table");
+    call.op(fmt::format("lookup{}_{}", Call::digits(call.type()), Call::digits(table.output)));
+    if (call.bands() != 1 && table.bands != 1)
+        call.refuse("table", "a table with several bands is for images of one band");
+    if (table.samples.size() % table.bands != 0) call.refuse("table", "its entries are not equally long");
+    const auto entries = static_cast<unsigned>(table.samples.size() / table.bands);
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::int16_t> shorts;
+    for (const int v : table.samples) {
+        bytes.push_back(static_cast<std::uint8_t>(v));
+        shorts.push_back(static_cast<std::int16_t>(v));
+    }
+    const void* data = table.output == Type::int16 ? static_cast<const void*>(shorts.data()) : bytes.data();
+    call.addObject(
+        host::Owned<OrvObject>(host::Lookup::makeSingle(call.session().object(), static_cast<OrvDataType>(call.type()),
+                                                        static_cast<OrvDataType>(table.output), table.bands, entries,
+                                                        static_cast<short>(table.first), data)
+                                   .release()));
+    call.bands(call.bands() * table.bands);
+    call.type(table.output);
+}
+
+constexpr auto rescaleParameters = list(
+    Parameter{.name = "scale", .kind = Kind::factors, .help = "factors, one a band or one for all", .fallback = "1"},
+    Parameter{.name = "offset",
+              .kind = Kind::factors,
+              .help = "what is added after, one a band or one for all",
+              .fallback = "0"});
+
+void rescale(Call& call) {
+    call.op("rescale{}");
+    call.add(call.perBand("scale", call.bands()));
+    call.add(call.perBand("offset", call.bands()));
+}
+
+constexpr auto thresholdParameters = list(
+    Parameter{.name = "low", .kind = Kind::levels, .help = "lowest level of the range, included", .fallback = "0"},
+    Parameter{.name = "high", .kind = Kind::levels, .help = "highest level of the range, included", .fallback = "127"},
+    Parameter{.name = "map", .kind = Kind::levels, .help = "what takes their place", .fallback = "0"});
+
+void threshold(Call& call) {
+    call.op("threshold{}");
+    for (const char* name : {"low", "high", "map"}) call.add(call.perBand(name, call.bands()));
+}
+
+constexpr Choice spaces[] = {{"rgblinear", 1, "linear light"},
+                             {"rgb709", 2, "Rec. 709 transfer"},
+                             {"photoycc", 3, "photographic luma and chroma"},
+                             {"ycc601", 4, "Y, Cb, Cr with Rec. 601 weights"},
+                             {"ycc709", 5, "Y, Cb, Cr with Rec. 709 weights"},
+                             {"ylinear", 6, "linear luminance"},
+                             {"y601", 7, "luma, Rec. 601 weights, 16 to 235"},
+                             {"y709", 8, "luma, Rec. 709 weights, 16 to 235"},
+                             {"cmy", 9, "complement of linear RGB"},
+                             {"cmyk", 10, "CMY with black"}};
+constexpr Encoding spaceEncodings[] = {Encoding::other,  Encoding::rgbLinear, Encoding::rgb,     Encoding::photoYcc,
+                                       Encoding::ycc601, Encoding::ycc709,    Encoding::yLinear, Encoding::y601,
+                                       Encoding::y709,   Encoding::cmy,       Encoding::cmyk};
+constexpr auto colourParameters =
+    list(Parameter{.name = "from",
+                   .kind = Kind::choice,
+                   .help = "the space of the source; told by its encoding where it can be",
+                   .optional = true,
+                   .choices = spaces},
+         Parameter{.name = "to", .kind = Kind::choice, .help = "the space of the result", .choices = spaces});
+
+unsigned bandsOf(long space) noexcept { return space >= 6 && space <= 8 ? 1 : space == 10 ? 4 : 3; }
+
+void colourConvert(Call& call) {
+    long from = 0;
+    if (call.has("from")) {
+        from = call.choice("from");
+    } else {
+        for (long space = 1; space <= 10; ++space) {
+            if (spaceEncodings[space] == call.source().encoding()) from = space;
+        }
+        if (from == 0) {
+            call.refuse("from", fmt::format("the space of a {} picture cannot be told; name it",
+                                            nameOf(call.source().encoding())));
+        }
+    }
+    const long to = call.choice("to");
+    if (from == to) call.refuse("to", "the picture is in that space already");
+    if (call.bands() != bandsOf(from)) {
+        call.refuse("from", fmt::format("an image of {} bands came, {} wanted for {}", call.bands(), bandsOf(from),
+                                        spaces[from - 1].word));
+    }
+    call.op("colorconvert");
+    for (const long space : {from, to}) {
+        call.addObject(host::Owned<OrvObject>(
+            host::Colorspace::make(call.session().object(), static_cast<unsigned>(space)).release()));
+    }
+    call.bands(bandsOf(to));
+    call.encoding(spaceEncodings[to]);
+}
+
+constexpr Operation rows[] = {
+    {.name = "add",
+     .help = "sum of two images, saturating",
+     .group = "arithmetic",
+     .sources = 2,
+     .example = "orv add a.png b.png -o sum.png",
+     .prepare = plain<"add{}">},
+    {.name = "subtract",
+     .help = "difference of two images, saturating",
+     .group = "arithmetic",
+     .sources = 2,
+     .example = "orv subtract a.png b.png -o difference.png",
+     .prepare = plain<"subtract{}">},
+    {.name = "multiply",
+     .help = "product of two images, saturating",
+     .group = "arithmetic",
+     .sources = 2,
+     .example = "orv multiply a.png b.png -o product.png",
+     .prepare = plain<"multiply{}">},
+    {.name = "divide",
+     .help = "quotient of two images, rounded; a division by zero is a warning",
+     .group = "arithmetic",
+     .sources = 2,
+     .example = "orv divide a.png b.png -o quotient.png",
+     .prepare = plain<"divide{}">},
+    {.name = "max",
+     .help = "the larger sample of two images",
+     .group = "arithmetic",
+     .sources = 2,
+     .types = Types::bytesAndShorts,
+     .example = "orv max a.png b.png -o max.png",
+     .rightUnderShift = true,
+     .prepare = plain<"max{}">},
+    {.name = "min",
+     .help = "the smaller sample of two images",
+     .group = "arithmetic",
+     .sources = 2,
+     .types = Types::bytesAndShorts,
+     .example = "orv min a.png b.png -o min.png",
+     .rightUnderShift = true,
+     .prepare = plain<"min{}">},
+    {.name = "absolute",
+     .help = "samples without their sign",
+     .group = "arithmetic",
+     .types = Types::shorts,
+     .example = "orv absolute signed.tif -o absolute.tif",
+     .prepare = plain<"absolute{}">},
+    {.name = "add_const",
+     .help = "samples plus a constant, saturating",
+     .group = "constants",
+     .parameters = factor,
+     .example = "orv add-const photo.png -o brighter.png --value 20",
+     .rightUnderShift = true,
+     .prepare = withFactors<"addconst{}">},
+    {.name = "subtract_from_const",
+     .help = "a constant minus the samples, saturating",
+     .group = "constants",
+     .parameters = factor,
+     .example = "orv subtract-from-const photo.png -o negative.png --value 255",
+     .prepare = withFactors<"subtractfromconst{}">},
+    {.name = "multiply_const",
+     .help = "samples times a constant, rounded and saturating",
+     .group = "constants",
+     .parameters = factor,
+     .example = "orv multiply-const photo.png -o stronger.png --value 1.5",
+     .prepare = withFactors<"multiplyconst{}">},
+    {.name = "divide_into_const",
+     .help = "a constant divided by the samples",
+     .group = "constants",
+     .parameters = factor,
+     .example = "orv divide-into-const photo.png -o inverse.png --value 2550",
+     .prepare = withFactors<"divideintoconst{}">},
+    {.name = "and",
+     .help = "bitwise and of two images",
+     .group = "logic",
+     .sources = 2,
+     .example = "orv and a.png b.png -o and.png",
+     .prepare = plain<"and{}">},
+    {.name = "or",
+     .help = "bitwise or of two images",
+     .group = "logic",
+     .sources = 2,
+     .example = "orv or a.png b.png -o or.png",
+     .prepare = plain<"or{}">},
+    {.name = "xor",
+     .help = "bitwise exclusive or of two images",
+     .group = "logic",
+     .sources = 2,
+     .example = "orv xor a.png b.png -o xor.png",
+     .prepare = plain<"xor{}">},
+    {.name = "not",
+     .help = "every bit inverted",
+     .group = "logic",
+     .example = "orv not photo.png -o negative.png",
+     .rightUnderShift = true,
+     .prepare = plain<"not{}">},
+    {.name = "and_const",
+     .help = "bitwise and with a constant",
+     .group = "logic",
+     .parameters = bitMask,
+     .example = "orv and-const photo.png -o coarse.png --value 0xf0",
+     .prepare = withBits<"andconst{}">},
+    {.name = "or_const",
+     .help = "bitwise or with a constant",
+     .group = "logic",
+     .parameters = bitMask,
+     .example = "orv or-const photo.png -o raised.png --value 0x0f",
+     .prepare = withBits<"orconst{}">},
+    {.name = "xor_const",
+     .help = "bitwise exclusive or with a constant",
+     .group = "logic",
+     .parameters = bitMask,
+     .example = "orv xor-const photo.png -o flipped.png --value 0x80",
+     .prepare = withBits<"xorconst{}">},
+    {.name = "blend",
+     .help = "two images mixed under a third, one-band alpha image: white takes the second",
+     .group = "mixing",
+     .sources = 3,
+     .example = "orv blend back.png front.png mask.png -o out.png",
+     .alike = false,
+     .prepare = blend},
+    {.name = "convert",
+     .help = "another sample type; low bits are kept, nothing is scaled (see depth)",
+     .group = "conversion",
+     .parameters = convertParameters,
+     .example = "orv convert photo.png -o wide.tif --to int16",
+     .prepare = convert},
+    {.name = "band_combine",
+     .help = "each band of the result a weighted sum of the bands, plus a constant",
+     .group = "conversion",
+     .parameters = combineParameters,
+     .example = "orv band-combine photo.png -o sepia.png --matrix 0.39,0.77,0.19,0,0.35,0.69,0.17,0,0.27,0.53,0.13,0",
+     .prepare = bandCombine},
+    {.name = "black_generation",
+     .help = "black from the common part of cyan, magenta and yellow",
+     .group = "conversion",
+     .types = Types::bytesAndShorts,
+     .parameters = blackParameters,
+     .example = "orv black-generation inks.tif -o inks-k.tif --black 1 --undercolor 0.8",
+     .prepare = blackGeneration},
+    {.name = "color_convert",
+     .help = "from one colour space to another",
+     .group = "conversion",
+     .types = Types::bytesAndShorts,
+     .parameters = colourParameters,
+     .example = "orv color-convert photo.png -o photo-ycc.tif --from rgb709 --to ycc601",
+     .rightUnderShift = true,
+     .prepare = colourConvert},
+    {.name = "copy",
+     .help = "the same samples",
+     .group = "copying",
+     .example = "orv copy photo.png -o photo.tif",
+     .keepsPalette = true,
+     .rightUnderShift = true,
+     .prepare = plain<"copy{}">},
+    {.name = "copy_pattern",
+     .help = "the image as a tile over a larger one",
+     .group = "copying",
+     .parameters = tilingParameters,
+     .example = "orv copy-pattern tile.png -o wall.png --size 640x480",
+     .keepsPalette = true,
+     .rightUnderShift = true,
+     .prepare = copyPattern},
+    {.name = "copy_with_planemask",
+     .help = "some bits of the samples, the others kept",
+     .group = "copying",
+     .parameters = bitMask,
+     .example = "orv copy-with-planemask photo.png -o high.png --value 0xf0",
+     .rightUnderShift = true,
+     .prepare = planemask},
+    {.name = "set_value",
+     .help = "an image of one colour",
+     .group = "copying",
+     .sources = 0,
+     .parameters = setParameters,
+     .example = "orv set-value -o orange.png --value '#ff8000' --size 320x240",
+     .rightUnderShift = true,
+     .alike = false,
+     .prepare = setValue},
+    {.name = "lookup",
+     .help = "samples through a table",
+     .group = "tables",
+     .parameters = lookupParameters,
+     .example = "orv lookup photo.png -o toned.png --table curve.txt",
+     .prepare = lookup},
+    {.name = "rescale",
+     .help = "samples times a factor plus an offset, rounded and saturating",
+     .group = "tables",
+     .parameters = rescaleParameters,
+     .example = "orv rescale photo.png -o contrast.png --scale 1.4 --offset -40",
+     .prepare = rescale},
+    {.name = "threshold",
+     .help = "replaces the samples of a range by a value (see binarize for bits)",
+     .group = "tables",
+     .parameters = thresholdParameters,
+     .example = "orv threshold photo.png -o dark-cut.png --low 0 --high 99 --map 0",
+     .rightUnderShift = true,
+     .prepare = threshold},
+};
+
+} // namespace
+
+std::span<const Operation> pixelwiseRows() noexcept { return rows; }
+
+} // namespace orv

@@ -1,0 +1,94 @@
+// The catalogue: what every operation is called, takes and gives. Everything that faces people is read from it.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "orv/device/OrvTypes.h"
+
+namespace orv {
+
+/// Kinds of parameters; one parser reads each.
+enum class Kind {
+    number,  ///< a number
+    integer, ///< a whole number
+    angle,   ///< degrees, or radians with "rad"
+    choice,  ///< one of some words
+    levels,  ///< sample values, one a band or one for all; "50%" is of full range; "#ff8000" for colours
+    factors, ///< numbers, one a band or one for all
+    numbers, ///< a list of numbers
+    bits,    ///< bit masks, one a band or one for all
+    size,    ///< WIDTHxHEIGHT in pixels
+    kernel,
+    element,
+    palette,
+    mask,
+    table,
+    points, ///< x,y pairs in pixels
+    text,
+};
+
+struct Choice {
+    std::string_view word;
+    long value;
+    std::string_view help;
+};
+
+struct Parameter {
+    std::string_view name;
+    Kind kind;
+    std::string_view help;
+    /// The value where none is given, as a text; a parameter without one must be given unless it is optional.
+    std::string_view fallback = {};
+    bool optional = false;
+    double low = -3.0e38;
+    double high = 3.0e38;
+    std::span<const Choice> choices = {};
+};
+
+/// Sample types that an operation takes.
+enum class Types { all, bytesAndShorts, bytes, shorts, bits };
+
+/// What happens to alpha.
+enum class Alpha { carried, premultiplied, refused };
+
+class Call;
+struct Result;
+
+/// One row of the catalogue.
+struct Operation {
+    std::string_view name;
+    /// One line.
+    std::string_view help;
+    /// What a newcomer may trip over; may be empty.
+    std::string_view details = {};
+    std::string_view group = {};
+    unsigned sources = 1;
+    Types types = Types::all;
+    std::span<const Parameter> parameters = {};
+    std::string_view example = {};
+    Alpha alpha = Alpha::carried;
+    bool keepsPalette = false;
+    /// Whether results are right on unsigned 16-bit pictures, whose samples are shifted by 32768.
+    bool rightUnderShift = false;
+    /// Whether it gives an image.
+    bool givesImage = true;
+    /// Whether every source must have the size, bands and type of the first.
+    bool alike = true;
+    /// Names the device's op, shapes the destination and hands over the parameters.
+    void (*prepare)(Call& call) = nullptr;
+    /// Of a recipe: runs the operations that it is made of.
+    Result (*body)(Call& call) = nullptr;
+};
+
+/// All operations, in the order in which people are shown them.
+ORV_API std::span<const Operation* const> catalogue() noexcept;
+
+/// An operation by its name; dashes count as underscores. Throws Error with the nearest name.
+ORV_API const Operation& operationNamed(std::string_view name);
+
+/// The one of some names that is nearest to a text, empty where none is near.
+ORV_API std::string nearestName(std::string_view text, std::span<const std::string_view> names);
+
+} // namespace orv

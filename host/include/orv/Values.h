@@ -1,0 +1,106 @@
+// The values that operations take beside images: kernels, structuring elements, palettes, tables.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "orv/Image.h"
+
+namespace orv {
+
+/// Weights in rows, with the key: the element that lies on the pixel being made. A convolution turns the kernel round.
+struct ORV_API Kernel {
+    unsigned width = 1;
+    unsigned height = 1;
+    unsigned keyX = 0;
+    unsigned keyY = 0;
+    std::vector<float> taps;
+    std::string name;
+
+    /// Bell-shaped, `size` x `size`. Taps of all smoothing kernels are multiples of 1/65536 that add up to exactly 1,
+    /// so that a flat area stays flat.
+    static Kernel gaussian(unsigned size, double sigma);
+    static Kernel box(unsigned width, unsigned height = 0);
+    static Kernel sharpen();
+    static Kernel laplace();
+    static Kernel sobelX();
+    static Kernel sobelY();
+    static Kernel identity();
+    /// The kernel that a text names ("gaussian:5:1.0", "box:3", "sharpen"), or that a file holds (see
+    /// docs/operations.md).
+    static Kernel parse(const std::string& text);
+    bool operator==(const Kernel&) const = default;
+};
+
+/// A structuring element in rows, 1 where a position belongs to it, with its key. Not turned round.
+struct ORV_API Element {
+    unsigned width = 1;
+    unsigned height = 1;
+    unsigned keyX = 0;
+    unsigned keyY = 0;
+    std::vector<unsigned> members;
+
+    static Element rect(unsigned width, unsigned height);
+    static Element disk(unsigned radius);
+    static Element cross(unsigned radius);
+    static Element parse(const std::string& text);
+    bool operator==(const Element&) const = default;
+};
+
+/// Colours in the order R, G, B, or the steps of a colour cube.
+struct ORV_API Palette {
+    std::vector<PaletteEntry> colours;
+    /// Steps of a cube in R, G, B (at least 2 each); empty for a list of colours.
+    std::vector<unsigned> cube;
+
+    static Palette cubeOf(unsigned r, unsigned g, unsigned b);
+    static Palette gray(unsigned levels);
+    /// Black and white.
+    static Palette parse(const std::string& text);
+    bool operator==(const Palette&) const = default;
+};
+
+/// Thresholds of an ordered dither, 0 to 1, in rows.
+struct ORV_API Mask {
+    unsigned width = 1;
+    unsigned height = 1;
+    std::vector<float> thresholds;
+
+    /// The recursive mask of size 2, 4, 8 or 16.
+    static Mask bayer(unsigned size);
+    static Mask parse(const std::string& text);
+    bool operator==(const Mask&) const = default;
+};
+
+/// A table from samples to samples: `bands` output samples for each input value from `first` up.
+struct ORV_API Table {
+    Type output = Type::byte;
+    unsigned bands = 1;
+    int first = 0;
+    std::vector<int> samples;
+
+    static Table parse(const std::string& text);
+    bool operator==(const Table&) const = default;
+};
+
+struct Point {
+    double x = 0;
+    double y = 0;
+    bool operator==(const Point&) const = default;
+};
+
+/// What a parameter of an operation can be given as; a text is read by the rules of the command line.
+using Value = std::variant<std::string, double, std::vector<double>, Kernel, Element, Palette, Mask, Table,
+                           std::vector<Point>, Image>;
+
+/// A parameter by its name in the catalogue.
+struct Argument {
+    std::string name;
+    Value value;
+};
+using Arguments = std::vector<Argument>;
+
+} // namespace orv
