@@ -56,22 +56,179 @@ void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, c
 
 } // namespace plain
 
+namespace {
+
+#if defined(__AVX2__)
+
+/// Eight bytes made of one: which byte, which of its bits; and eight bytes turned round.
+struct Spread {
+    alignas(64) std::uint8_t place[64];
+    alignas(64) std::uint8_t bit[64];
+    alignas(64) std::uint8_t turned[64];
+
+    constexpr Spread() noexcept : place{}, bit{}, turned{} {
+        for (unsigned i = 0; i < 64; ++i) {
+            place[i] = static_cast<std::uint8_t>(i / 8);
+            bit[i] = static_cast<std::uint8_t>(0x80 >> (i % 8));
+            turned[i] = static_cast<std::uint8_t>((i % 16) ^ 7);
+        }
+    }
+};
+constexpr Spread spread;
+
+/// Shuffles between three planes of 16 samples and the 48 bytes of their pixels. What stays out of a result is 0x80.
+struct ThreeBands {
+    alignas(64) std::uint8_t split[3][3][16]; // [plane][16 bytes of the pixels]
+    alignas(64) std::uint8_t join[3][3][16];  // [16 bytes of the pixels][plane]
+
+    constexpr ThreeBands() noexcept : split{}, join{} {
+        for (unsigned i = 0; i < 3; ++i) {
+            for (unsigned k = 0; k < 3; ++k) {
+                for (unsigned at = 0; at < 16; ++at) {
+                    const unsigned source = 3 * at + i;
+                    split[i][k][at] = static_cast<std::uint8_t>(source / 16 == k ? source % 16 : 0x80);
+                    const unsigned target = 16 * i + at;
+                    join[i][k][at] = static_cast<std::uint8_t>(target % 3 == k ? target / 3 : 0x80);
+                }
+            }
+        }
+    }
+};
+constexpr ThreeBands threeBands;
+constexpr std::size_t shuffledPixels = 32;
+
+__m256i twice(const std::uint8_t* half) noexcept {
+    return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(half)));
+}
+
+/// Two halves, the second `distance` bytes after the first.
+__m256i loadHalves(const std::uint8_t* from, std::size_t distance) noexcept {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(load<__m128i>(from)), load<__m128i>(from + distance), 1);
+}
+void storeHalves(std::uint8_t* to, std::size_t distance, __m256i value) noexcept {
+    store(to, _mm256_castsi256_si128(value));
+    store(to + distance, _mm256_extracti128_si256(value, 1));
+}
+
+__m256i shuffled(const __m256i (&parts)[3], const std::uint8_t (&places)[3][16]) noexcept {
+    return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(parts[0], twice(places[0])),
+                                           _mm256_shuffle_epi8(parts[1], twice(places[1]))),
+                           _mm256_shuffle_epi8(parts[2], twice(places[2])));
+}
+
+#endif
+
+} // namespace
+
 void spreadBits(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) noexcept {
-    plain::spreadBits(to, from, bytes);
+    std::size_t i = 0;
+#if defined(__AVX2__)
+    // Each byte of the source eight times, one bit of it each time.
+#if defined(__AVX512BW__)
+    using Word = long long;
+    const auto everywhere = [](Word word) { return _mm512_set1_epi64(word); };
+#else
+    using Word = int;
+    const auto everywhere = [](Word word) { return _mm256_set1_epi32(word); };
+#endif
+    const Raw places = load<Raw>(spread.place);
+    const U8 bits = load<U8>(spread.bit);
+    for (; i + sizeof(Word) <= bytes; i += sizeof(Word)) {
+        const Raw copies = ORV_LANES(shuffle_epi8)(everywhere(load<Word>(from + i)), places);
+        store(to + 8 * i, smaller<U8>((U8)copies & bits, 1 - U8{}));
+    }
+#endif
+    plain::spreadBits(to + 8 * i, from + i, bytes - i);
 }
+
 void gatherBits(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) noexcept {
-    plain::gatherBits(to, from, bytes);
+    std::size_t i = 0;
+#if defined(__AVX2__)
+    // The first of eight bytes is the highest bit.
+    const Raw places = load<Raw>(spread.turned);
+    for (; i + vectorBytes / 8 <= bytes; i += vectorBytes / 8) {
+        const U8 turned = (U8)ORV_LANES(shuffle_epi8)(load<Raw>(from + 8 * i), places);
+        const std::uint64_t set = ~zeroSamples(turned);
+        std::memcpy(to + i, &set, vectorBytes / 8);
+    }
+#endif
+    plain::gatherBits(to + i, from + 8 * i, bytes - i);
 }
+
 void splitBands(const std::uint8_t* from, std::uint8_t* band0, std::uint8_t* band1, std::uint8_t* band2,
                 std::size_t pixels) noexcept {
-    plain::splitBands(from, band0, band1, band2, pixels);
+    std::size_t i = 0;
+#if defined(__AVX2__)
+    for (; i + shuffledPixels <= pixels; i += shuffledPixels) {
+        const std::uint8_t* const at = from + 3 * i;
+        const __m256i parts[3] = {loadHalves(at, 48), loadHalves(at + 16, 48), loadHalves(at + 32, 48)};
+        store(band0 + i, shuffled(parts, threeBands.split[0]));
+        store(band1 + i, shuffled(parts, threeBands.split[1]));
+        store(band2 + i, shuffled(parts, threeBands.split[2]));
+    }
+#endif
+    plain::splitBands(from + 3 * i, band0 + i, band1 + i, band2 + i, pixels - i);
 }
+
 void joinBands(const std::uint8_t* band0, const std::uint8_t* band1, const std::uint8_t* band2, std::uint8_t* to,
                std::size_t pixels) noexcept {
-    plain::joinBands(band0, band1, band2, to, pixels);
+    std::size_t i = 0;
+#if defined(__AVX2__)
+    for (; i + shuffledPixels <= pixels; i += shuffledPixels) {
+        std::uint8_t* const at = to + 3 * i;
+        const __m256i parts[3] = {load<__m256i>(band0 + i), load<__m256i>(band1 + i), load<__m256i>(band2 + i)};
+        storeHalves(at, 48, shuffled(parts, threeBands.join[0]));
+        storeHalves(at + 16, 48, shuffled(parts, threeBands.join[1]));
+        storeHalves(at + 32, 48, shuffled(parts, threeBands.join[2]));
+    }
+#endif
+    plain::joinBands(band0 + i, band1 + i, band2 + i, to + 3 * i, pixels - i);
 }
+
+#if defined(__AVX512BW__)
+
+namespace {
+
+/// Entries of a table of bytes, found as words by a permutation: the table is four vectors of two halves.
+class PermutedTable {
+public:
+    explicit PermutedTable(const std::uint8_t* table) noexcept
+        : quarters_{load<Raw>(table), load<Raw>(table + 64), load<Raw>(table + 128), load<Raw>(table + 192)} {}
+
+    /// The entries of 32 words below 256.
+    U16 operator()(U16 index) const noexcept {
+        const Raw word = (Raw)(index >> 1);
+        const Raw low = _mm512_permutex2var_epi16(quarters_[0], word, quarters_[1]);
+        const Raw high = _mm512_permutex2var_epi16(quarters_[2], word, quarters_[3]);
+        const U16 pair = (U16)_mm512_mask_mov_epi16(low, _mm512_movepi16_mask((Raw)(index << 8)), high);
+        return (U16)_mm512_srlv_epi16((Raw)pair, (Raw)((index & 1) << 3)) & 255;
+    }
+
+private:
+    Raw quarters_[4];
+};
+
+} // namespace
+
+void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept {
+    constexpr std::size_t worthwhile = 256;
+    std::size_t i = 0;
+    if (samples >= worthwhile) {
+        const PermutedTable entries(table);
+        for (; i + count<std::uint8_t> <= samples; i += count<std::uint8_t>) {
+            const U16 pairs = load<U16>(from + i);
+            store(to + i, entries(pairs & 255) | entries(pairs >> 8) << 8);
+        }
+    }
+    plain::mapBytes(to + i, from + i, samples - i, table);
+}
+
+#else
+
 void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept {
     plain::mapBytes(to, from, samples, table);
 }
+
+#endif
 
 } // namespace orvi::lanes
