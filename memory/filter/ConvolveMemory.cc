@@ -5,6 +5,7 @@
 
 #include "memory/filter/Taps.h"
 #include "memory/filter/samples.h"
+#include "memory/filter/stripRules.h"
 #include "memory/filter/sums.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 
@@ -12,11 +13,17 @@ namespace {
 
 using namespace orvi;
 
+constexpr std::size_t maxStripTaps = 16384;
+
 template <class T>
 class Convolution {
 public:
     Convolution(const NineRegions& images, const Taps& taps) noexcept
-        : images_(images), taps_(taps), source_(images.source(), images.width(), images.height()) {}
+        : images_(images),
+          taps_(taps),
+          arithmetic_(arithmeticOf(taps.window)),
+          facts_({taps.values.get(), taps.count()}),
+          source_(images.source(), images.width(), images.height()) {}
 
     void zero(const Rect& rect) const noexcept { zeroRectangle<T>(images_.destination(), images_.bands(), rect); }
 
@@ -24,19 +31,79 @@ public:
         everyPixel<RoundedSum<T>>(rect, rowOrder(region), columnOrder(region));
     }
 
-    void interior(const Rect& rect) const noexcept {
-        const long w = taps_.window.width;
-        const long h = taps_.window.height;
-        if constexpr (sizeof(T) == 1) {
-            if (w == h && (w == 3 || w == 5)) return inside<TruncatedSum>(rect);
-        } else {
-            const bool small = (w == 3 || w == 5 || w == 1) && (h == 3 || h == 5 || h == 1);
-            if (small && (w == h || w == 1 || h == 1) && w * h > 1) return inside<WholeSum<T>>(rect);
+    void interior(const Rect& rect) noexcept {
+        if (images_.fits(taps_.window) && strips(rect)) return;
+        switch (arithmetic_) {
+        case Arithmetic::truncated:
+            if constexpr (sizeof(T) == 1) return inside<TruncatedSum>(rect);
+            break;
+        case Arithmetic::once:
+            return inside<WholeSum<T>>(rect);
+        case Arithmetic::afterEach:
+            return inside<RoundedSum<T>>(rect);
         }
-        inside<RoundedSum<T>>(rect);
     }
 
 private:
+    enum class Arithmetic { afterEach, once, truncated };
+
+    /// The interior's arithmetic follows from the kernel's shape alone.
+    static Arithmetic arithmeticOf(const Window& window) noexcept {
+        const auto [w, h, keyX, keyY] = window;
+        const bool square = w == h && (w == 3 || w == 5);
+        if (sizeof(T) == 1) return square ? Arithmetic::truncated : Arithmetic::afterEach;
+        const bool line = (w == 1 && (h == 3 || h == 5)) || (h == 1 && (w == 3 || w == 5));
+        return square || line ? Arithmetic::once : Arithmetic::afterEach;
+    }
+
+    bool strips(const Rect& rect) noexcept {
+        if (taps_.count() > maxStripTaps) return false;
+        if (arithmetic_ == Arithmetic::truncated) {
+            if constexpr (sizeof(T) == 1) return truncatedStrips(rect);
+        }
+        if (facts_.exactWithin(largest, 24)) return strips<FloatRule<T>>(rect, taps_.values.get());
+        if (arithmetic_ == Arithmetic::once) return converted<WholeRule<T>>(rect, 1.0);
+        if (facts_.floatServes(largest)) return strips<FloatRule<T>>(rect, taps_.values.get());
+        return converted<RoundedRule<T>>(rect, 1.0);
+    }
+
+    bool truncatedStrips(const Rect& rect) noexcept {
+#if defined(__AVX512F__)
+        if (facts_.magnitude < 0x1p26) {
+            if (facts_.fractions) return converted<DirectedRule<true>>(rect, 65536.0);
+            return converted<DirectedRule<false>>(rect, 65536.0);
+        }
+#endif
+        FixedTap taps[25];
+        std::transform(taps_.values.get(), taps_.values.get() + taps_.count(), taps,
+                       [](float tap) { return FixedTap(tap); });
+        return strips<FixedRule>(rect, taps);
+    }
+
+    /// Strips whose weights are doubles, `scale` times the kernel's.
+    template <class Rule>
+    bool converted(const Rect& rect, double scale) noexcept {
+        static double taps[maxStripTaps];
+        std::transform(taps_.values.get(), taps_.values.get() + taps_.count(), taps,
+                       [scale](float tap) { return static_cast<double>(tap) * scale; });
+        return strips<Rule>(rect, taps);
+    }
+
+    template <class Rule>
+    bool strips(const Rect& rect, const typename Rule::Tap* taps) noexcept {
+        StripWalk<T, Rule> walk(images_, taps_.window, taps);
+        switch (taps_.window.height) {
+        case 3:
+            return walk.template rectangle<4, 2, 3>(rect);
+        case 5:
+            return walk.template rectangle<4, 2, 5>(rect);
+        case 7:
+            return walk.template rectangle<4, 2, 7>(rect);
+        default:
+            return walk.template rectangle<1, 4, 0>(rect);
+        }
+    }
+
     template <class Sum>
     void inside(const Rect& rect) const noexcept {
         everyPixel<Sum>(rect, TapOrder::ascending, TapOrder::ascending);
@@ -73,8 +140,12 @@ private:
         return sum.result();
     }
 
+    static constexpr double largest = sizeof(T) == 1 ? 255 : 32768;
+
     const NineRegions& images_;
     const Taps& taps_;
+    Arithmetic arithmetic_;
+    SumFacts facts_;
     Samples<const T> source_;
 };
 
@@ -87,7 +158,7 @@ OrvStatus convolve(OrvOp* op, const FilterFacts& facts) noexcept {
     if (images.fetch(dataTypeOf<T>) != ORV_SUCCESS) return ORV_FAILURE;
     if (images.intersect() != ORV_SUCCESS) return ORV_FAILURE;
 
-    const Convolution<T> convolution(images, taps);
+    Convolution<T> convolution(images, taps);
     return images.visit(taps.window, [&](Region region, const Rect& rect) {
         if (region == Region::interior) {
             convolution.interior(rect);

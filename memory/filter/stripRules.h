@@ -1,0 +1,183 @@
+// How the vectors of a strip are summed: the sums of sums.h, many at a time, with the same result to the bit.
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <span>
+
+#include "memory/filter/strips.h"
+#include "memory/filter/sums.h"
+
+namespace orvi {
+
+#if defined(__FMA__)
+inline constexpr bool hasFusedMultiplyAdd = true;
+#else
+inline constexpr bool hasFusedMultiplyAdd = false;
+#endif
+
+/// a * b + c, rounded once where the build has an instruction for it: for use where that makes no difference.
+template <class V>
+inline V multiplyAdd(V a, V b, V c) noexcept {
+#if defined(__AVX512F__)
+    if constexpr (sizeof(V) == 64 && sizeof(a[0]) == 4) return (V)_mm512_fmadd_ps((__m512)a, (__m512)b, (__m512)c);
+    if constexpr (sizeof(V) == 64 && sizeof(a[0]) == 8) return (V)_mm512_fmadd_pd((__m512d)a, (__m512d)b, (__m512d)c);
+#elif defined(__FMA__)
+    if constexpr (sizeof(a[0]) == 4) return (V)_mm256_fmadd_ps((__m256)a, (__m256)b, (__m256)c);
+    if constexpr (sizeof(a[0]) == 8) return (V)_mm256_fmadd_pd((__m256d)a, (__m256d)b, (__m256d)c);
+#endif
+    return a * b + c;
+}
+
+/// Sums rounded half away from zero and cut to the range of T; what is not a number becomes the lowest value.
+template <class T, class Floats>
+inline auto roundedSamples(Floats sum) noexcept {
+    typedef std::int32_t Ints __attribute__((vector_size(sizeof(Floats))));
+    const Floats zero{};
+    const Floats low = zero + static_cast<float>(lowest<T>);
+    const Floats high = zero + static_cast<float>(highest<T>);
+    Floats rounded = sum + (sum < zero ? zero - 0.5F : zero + 0.5F);
+    rounded = rounded > high ? high : rounded;
+    rounded = rounded >= low ? rounded : low;
+    return __builtin_convertvector(rounded, Ints);
+}
+
+/// Rounded to single precision after every weight, where the products and sums are exact enough (see SumFacts).
+template <class T>
+struct FloatRule {
+    using Element = float;
+    using Tap = float;
+    using Vector = Lanes<float>::Vector;
+    static Vector start() noexcept { return Vector{}; }
+    static Vector add(Vector sum, Vector samples, float tap) noexcept {
+        return multiplyAdd(samples, Vector{} + tap, sum);
+    }
+    static auto finish(Vector sum) noexcept { return roundedSamples<T>(sum); }
+};
+
+/// The same for every kernel.
+template <class T>
+struct RoundedRule {
+    using Element = double;
+    using Tap = double;
+    using Vector = Lanes<double>::Vector;
+    using Floats = Lanes<double>::Floats;
+    static Vector start() noexcept { return Vector{}; }
+    static Vector add(Vector sum, Vector samples, double tap) noexcept {
+        return __builtin_convertvector(__builtin_convertvector(sum + samples * tap, Floats), Vector);
+    }
+    static auto finish(Vector sum) noexcept { return roundedSamples<T>(__builtin_convertvector(sum, Floats)); }
+};
+
+/// Rounded to single precision once. The product of a sample and a weight is exact in double precision.
+template <class T>
+struct WholeRule {
+    using Element = double;
+    using Tap = double;
+    using Vector = Lanes<double>::Vector;
+    static Vector start() noexcept { return Vector{}; }
+    static Vector add(Vector sum, Vector samples, double tap) noexcept {
+        return multiplyAdd(samples, Vector{} + tap, sum);
+    }
+    static auto finish(Vector sum) noexcept {
+        return roundedSamples<T>(__builtin_convertvector(sum, Lanes<double>::Floats));
+    }
+};
+
+/// A weight as (sample * factor) >> shift with a sign: the product in 16.16 fixed point, truncated toward zero.
+struct FixedTap {
+    std::uint32_t factor = 0;
+    std::uint32_t sign = 0; ///< all bits of a negative weight
+    int shift = 0;
+
+    FixedTap() noexcept = default;
+    explicit FixedTap(float tap) noexcept {
+        if (!std::isfinite(tap) || tap == 0) return;
+        int exponent = 0;
+        const auto mantissa = static_cast<std::uint32_t>(std::ldexp(std::frexp(std::fabs(tap), &exponent), 24));
+        sign = tap < 0 ? ~0U : 0U;
+        const int right = 8 - exponent;
+        if (right > 31 || right < -31) return; // nothing of any product is within the 32 bits
+        factor = right < 0 ? mantissa << -right : mantissa;
+        shift = right < 0 ? 0 : right;
+    }
+};
+
+/// Sums in fixed point, rounded down to a byte.
+template <class Ints>
+inline Ints fixedSamples(Ints sum) noexcept {
+    const Ints zero{};
+    const Ints level = sum >> 16;
+    const Ints low = level < zero ? zero : level;
+    return low > 255 ? zero + 255 : low;
+}
+
+/// Truncated fixed-point products in 32-bit integers.
+struct FixedRule {
+    using Element = std::uint32_t;
+    using Tap = FixedTap;
+    using Vector = Lanes<std::uint32_t>::Vector;
+    static Vector start() noexcept { return Vector{}; }
+    static Vector add(Vector sum, Vector samples, FixedTap tap) noexcept {
+        return sum + ((((samples * tap.factor) >> tap.shift) ^ tap.sign) - tap.sign);
+    }
+    static auto finish(Vector sum) noexcept { return fixedSamples((Lanes<std::uint32_t>::Ints)sum); }
+};
+
+#if defined(__AVX512F__)
+/// The same in doubles whose last bit counts 1: a multiply-add that rounds down, for a negative weight up, truncates
+/// its product and adds it in one instruction. `Mixed` is for kernels with negative weights that leave a fraction;
+/// without those, rounding down serves all.
+template <bool Mixed>
+struct DirectedRule {
+    using Element = double;
+    using Tap = double; ///< the weight in units of 1/65536
+    using Vector = Lanes<double>::Vector;
+    static constexpr double unit = 0x1.8p52;
+    static Vector start() noexcept { return Vector{} + unit; }
+    static Vector add(Vector sum, Vector samples, double tap) noexcept {
+        const Vector weight = Vector{} + tap;
+        if (Mixed && tap < 0) {
+            return _mm512_fmadd_round_pd(samples, weight, sum, _MM_FROUND_TO_POS_INF | _MM_FROUND_NO_EXC);
+        }
+        return _mm512_fmadd_round_pd(samples, weight, sum, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+    }
+    static auto finish(Vector sum) noexcept {
+        typedef std::int64_t Longs __attribute__((vector_size(sizeof(Vector))));
+        return fixedSamples(__builtin_convertvector((Longs)sum, Lanes<double>::Ints));
+    }
+};
+#endif
+
+/// What decides which rule gives a kernel's sums.
+struct SumFacts {
+    double magnitude = 0;   ///< the sum of the weights without their signs; not a number where a weight is not
+    double grain = 1;       ///< all weights are multiples of this power of two
+    bool fractions = false; ///< some negative weight is no multiple of 1/65536
+
+    explicit SumFacts(std::span<const float> taps) noexcept {
+        bool any = false;
+        for (const float tap : taps) {
+            magnitude += std::fabs(static_cast<double>(tap));
+            if (tap == 0 || !std::isfinite(tap)) continue;
+            int exponent = 0;
+            const double mantissa = std::ldexp(std::frexp(std::fabs(tap), &exponent), 24);
+            const int zeros = std::countr_zero(static_cast<std::uint32_t>(mantissa));
+            const double own = std::ldexp(1.0, exponent - 24 + zeros);
+            grain = any ? std::min(grain, own) : own;
+            any = true;
+            fractions = fractions || (tap < 0 && own < 0x1p-16);
+        }
+    }
+
+    /// Whether every product and sum of samples up to `largest` fits `bits` bits, so that no rounding takes place at
+    /// that precision (with one bit to spare for sums that were rounded to fewer).
+    bool exactWithin(double largest, int bits) const noexcept {
+        const double reach = largest * magnitude;
+        return reach < std::ldexp(grain, bits - 1) && reach < 0x1p126;
+    }
+    /// Whether multiply-adds in single precision give the sums that are rounded after every weight.
+    bool floatServes(double largest) const noexcept { return exactWithin(largest, hasFusedMultiplyAdd ? 53 : 24); }
+};
+
+} // namespace orvi

@@ -1,0 +1,204 @@
+// The fast walk of the interiors, where every window lies inside the source.
+//
+// A rectangle is cut into strips of columns that stay in the first cache. The source rows of a strip are converted once
+// each to floats or doubles, bands side by side without gaps, and kept in a ring as long as a window needs them. A few
+// output rows are made together, so that a loaded vector serves all of them. How a product joins a sum is a rule:
+//
+//     struct Rule {
+//         using Element = float, double or an integer;  // of the converted rows
+//         using Tap = what a weight is turned into;
+//         static Vector start();                        // a vector of Element
+//         static Vector add(Vector sum, Vector samples, Tap tap);
+//         static Ints finish(Vector sum);               // results in the range of a sample, as 32-bit lanes
+//     };
+#pragma once
+
+#include <cstring>
+#include <utility>
+
+#include "memory/filter/NineRegions.h"
+#include "memory/filter/samples.h"
+#include "memory/frame/lanes.h"
+
+namespace orvi {
+
+/// A vector of `Element` and integers of as many lanes.
+template <class Element>
+struct Lanes {
+    static constexpr std::size_t count = lanes::vectorBytes / sizeof(Element);
+    typedef Element Vector __attribute__((vector_size(lanes::vectorBytes)));
+    typedef std::int32_t Ints __attribute__((vector_size(count * sizeof(std::int32_t))));
+    typedef float Floats __attribute__((vector_size(count * sizeof(float))));
+};
+
+/// Memory of the strips of one call; there is one call at a time.
+inline constexpr std::size_t stripBytes = std::size_t{1} << 19;
+inline constexpr long maxStripRows = 160;
+extern std::byte stripMemory[stripBytes];
+
+/// Samples of a strip: long enough for the vectors, short enough for the rows to stay in the cache.
+inline constexpr long stripSamples = 512;
+inline constexpr long leastStripSamples = 64;
+/// Vectors read whole beyond the last sample of a row.
+inline constexpr long stripSlack = 64;
+
+/// Writes the bands of pixels without gaps.
+template <class To, class From>
+void packRow(To* to, const From* from, std::ptrdiff_t pixel, long bands, long pixels) noexcept {
+    if (pixel == bands) {
+        for (long i = 0; i < pixels * bands; ++i) to[i] = static_cast<To>(from[i]);
+        return;
+    }
+    for (long i = 0; i < pixels; ++i) {
+        for (long band = 0; band < bands; ++band) *to++ = static_cast<To>(from[i * pixel + band]);
+    }
+}
+
+template <class T>
+void unpackRow(T* to, const T* from, std::ptrdiff_t pixel, long bands, long pixels) noexcept {
+    if (pixel == bands) {
+        std::memcpy(to, from, static_cast<std::size_t>(pixels * bands) * sizeof(T));
+        return;
+    }
+    for (long i = 0; i < pixels; ++i) {
+        for (long band = 0; band < bands; ++band) to[i * pixel + band] = *from++;
+    }
+}
+
+/// The samples of a window's rows and weights as one block of output sees them.
+template <class Rule>
+struct StripBlock {
+    const typename Rule::Element* const* rows; ///< converted, from the first of the first output row's window on
+    const typename Rule::Tap* taps;
+    long width; ///< of the window
+    long height;
+    long step; ///< from a column to the next, in samples
+};
+
+/// `Rows` output rows of `Vectors` vectors from sample `at` on. `Height` is that of the window, 0 where it is not known
+/// to the compiler (one row is then made at a time).
+template <class Rule, int Rows, int Vectors, int Height, class T>
+inline void makeBlock(const StripBlock<Rule>& block, long at, T (*results)[stripSamples]) noexcept {
+    using Element = typename Rule::Element;
+    using Vector = typename Lanes<Element>::Vector;
+    constexpr long lanesCount = Lanes<Element>::count;
+    Vector sums[Rows][Vectors];
+    for (auto& row : sums) {
+        for (Vector& sum : row) sum = Rule::start();
+    }
+    const auto sourceRow = [&]<int S>(std::integral_constant<int, S>, const Element* from, long tapRow) {
+        constexpr int firstRow = Height == 0 || S < Height ? 0 : S - Height + 1;
+        constexpr int lastRow = Height == 0 || S >= Rows ? Rows - 1 : S;
+        const typename Rule::Tap* tap = block.taps + tapRow * block.width;
+        for (long column = 0; column < block.width; ++column, from += block.step, ++tap) {
+            Vector samples[Vectors];
+#pragma GCC unroll 8
+            for (int i = 0; i < Vectors; ++i) samples[i] = lanes::load<Vector>(from + i * lanesCount);
+#pragma GCC unroll 8
+            for (int row = firstRow; row <= lastRow; ++row) {
+                const typename Rule::Tap weight = *(tap - row * block.width);
+#pragma GCC unroll 8
+                for (int i = 0; i < Vectors; ++i) sums[row][i] = Rule::add(sums[row][i], samples[i], weight);
+            }
+        }
+    };
+    if constexpr (Height == 0) {
+        for (long row = 0; row < block.height; ++row) {
+            sourceRow(std::integral_constant<int, 0>{}, block.rows[row] + at, row);
+        }
+    } else {
+        [&]<int... S>(std::integer_sequence<int, S...>) {
+            (sourceRow(std::integral_constant<int, S>{}, block.rows[S] + at, long{S}), ...);
+        }
+        (std::make_integer_sequence<int, Height + Rows - 1>{});
+    }
+#pragma GCC unroll 8
+    for (int row = 0; row < Rows; ++row) {
+#pragma GCC unroll 8
+        for (int i = 0; i < Vectors; ++i) {
+            typedef T Packed __attribute__((vector_size(lanesCount * sizeof(T))));
+            lanes::store(results[row] + at + i * lanesCount,
+                         __builtin_convertvector(Rule::finish(sums[row][i]), Packed));
+        }
+    }
+}
+
+/// Works off a rectangle of an interior by strips.
+template <class T, class Rule>
+class StripWalk {
+public:
+    using Element = typename Rule::Element;
+
+    StripWalk(const NineRegions& images, const Window& window, const typename Rule::Tap* taps) noexcept
+        : images_(images),
+          window_(window),
+          taps_(taps),
+          bands_(images.bands()),
+          source_(images.source(), images.width(), images.height()) {}
+
+    /// False where the window is too large for the strips: nothing is written then.
+    template <int Rows, int Vectors, int Height>
+    bool rectangle(const Rect& rect) noexcept {
+        ringRows_ = window_.height + Rows - 1;
+        if (ringRows_ > maxStripRows) return false;
+        rowSamples_ = static_cast<long>(stripBytes / sizeof(Element)) / ringRows_ & ~15L;
+        const long room = rowSamples_ - (window_.width - 1) * bands_ - stripSlack;
+        const long pixels = std::min(room, stripSamples) / bands_;
+        if (room < leastStripSamples || pixels < 1) return false;
+        for (long x = 0; x < static_cast<long>(rect.width); x += pixels) {
+            strip<Rows, Vectors, Height>(rect, x, std::min(pixels, static_cast<long>(rect.width) - x));
+        }
+        return true;
+    }
+
+private:
+    template <int Rows, int Vectors, int Height>
+    void strip(const Rect& rect, long x, long pixels) noexcept {
+        constexpr long vectorSamples = static_cast<long>(Lanes<Element>::count) * Vectors;
+        alignas(64) static T results[Rows][stripSamples];
+        const Raster& to = images_.destination();
+        const long firstRow = rect.y + images_.source().oy - window_.keyY;
+        const long firstColumn = rect.x + x + images_.source().ox - window_.keyX;
+        const long height = static_cast<long>(rect.height);
+        const long sourceRows = height + window_.height - 1;
+        long converted = 0;
+        for (long y = 0; y < height; y += Rows) {
+            const Element* rows[maxStripRows];
+            for (long i = 0; i < ringRows_; ++i) {
+                // Rows below the last one serve output rows that are not stored.
+                const long row = std::min(y + i, sourceRows - 1);
+                rows[i] = ring(row);
+                if (row < converted) continue;
+                convert(ring(row), source_.at(firstColumn, firstRow + row), pixels + window_.width - 1);
+                ++converted;
+            }
+            const StripBlock<Rule> block{rows, taps_, window_.width, window_.height, bands_};
+            for (long at = 0; at < pixels * bands_; at += vectorSamples) {
+                makeBlock<Rule, Rows, Vectors, Height>(block, at, results);
+            }
+            for (long i = 0; i < Rows && y + i < height; ++i) {
+                unpackRow(to.at<T>(rect.x + x, rect.y + y + i), results[i], to.pixelOf<T>(), bands_, pixels);
+            }
+        }
+    }
+
+    Element* ring(long row) const noexcept {
+        return reinterpret_cast<Element*>(stripMemory) + row % ringRows_ * rowSamples_;
+    }
+
+    /// What vectors read beyond the samples is set, so that it is a number.
+    void convert(Element* to, const T* from, long pixels) const noexcept {
+        packRow(to, from, source_.pixel, bands_, pixels);
+        std::fill_n(to + pixels * bands_, stripSlack, Element{0});
+    }
+
+    const NineRegions& images_;
+    Window window_;
+    const typename Rule::Tap* taps_;
+    long bands_;
+    Samples<const T> source_;
+    long ringRows_ = 0;
+    long rowSamples_ = 0;
+};
+
+} // namespace orvi
