@@ -3,6 +3,7 @@
 
 #include "memory/filter/Taps.h"
 #include "memory/filter/samples.h"
+#include "memory/filter/stripRules.h"
 #include "memory/filter/sums.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 
@@ -21,19 +22,109 @@ bool accepts(OrvOp* op, bool row) noexcept {
     return op->getLongParam(2) == zeroEdge && (row ? isRow(kernelOf(op)) : isColumn(kernelOf(op)));
 }
 
+/// The weights of one kernel, and whether their sums are exact in single precision.
+struct Stage {
+    const float* taps;
+    bool exact;
+
+    Stage(const Taps& from, double largest) noexcept
+        : taps(from.values.get()), exact(SumFacts({from.values.get(), from.count()}).exactWithin(largest, 24)) {}
+};
+
 template <class T>
 class Pair {
 public:
-    Pair(const NineRegions& images, const Window& window, const float* inner, const float* outer,
+    Pair(const NineRegions& images, const Window& window, const Taps& inner, const Taps& outer,
          bool outerIsRow) noexcept
         : images_(images),
           window_(window),
-          inner_(inner),
-          outer_(outer),
+          inner_(inner, largest),
+          outer_(outer, largest),
           outerIsRow_(outerIsRow),
           source_(images.source(), images.width(), images.height()) {}
 
     void interior(const Rect& rect) const noexcept {
+        const long bands = images_.bands();
+        if (!images_.fits(window_) || bands > mostBands) return everyPixel(rect);
+        const long most = chunkSamples / bands;
+        for (long x = 0; x < static_cast<long>(rect.width); x += most) {
+            const long pixels = std::min(most, static_cast<long>(rect.width) - x);
+            for (long y = 0; y < static_cast<long>(rect.height); ++y) row(rect.x + x, rect.y + y, pixels, y == 0);
+        }
+    }
+
+private:
+    static constexpr double largest = sizeof(T) == 1 ? 255 : 32768;
+    static constexpr long chunkSamples = 1024;
+    static constexpr long mostBands = 64;
+    static constexpr long chunkRoom = chunkSamples + (pairTaps - 1) * mostBands;
+
+    /// A chunk of one output row. Where the outer kernel is a column, the rows between the stages are kept from one
+    /// output row to the next.
+    void row(long x, long y, long pixels, bool first) const noexcept {
+        static T packed[pairTaps][chunkRoom];
+        static T between[pairTaps][chunkRoom];
+        static T results[chunkSamples];
+        const long bands = images_.bands();
+        const long left = x + images_.source().ox - window_.keyX;
+        const long top = y + images_.source().oy - window_.keyY;
+        const long wide = pixels + pairTaps - 1;
+        const T* from[pairTaps];
+        const auto sourceRow = [&](long i) -> const T* {
+            const T* samples = source_.at(left, top + i);
+            if (source_.pixel == bands) return samples;
+            packRow(packed[i], samples, source_.pixel, bands, wide);
+            return packed[i];
+        };
+        const auto columns = [&](const T* samples) {
+            for (long i = 0; i < pairTaps; ++i) from[i] = samples + i * bands;
+        };
+        if (outerIsRow_) {
+            for (long i = 0; i < pairTaps; ++i) from[i] = sourceRow(i);
+            fiveTaps(between[0], from, inner_, wide * bands);
+            columns(between[0]);
+        } else {
+            for (long i = first ? 0 : pairTaps - 1; i < pairTaps; ++i) {
+                columns(sourceRow(i));
+                fiveTaps(between[(top + i) % pairTaps], from, inner_, pixels * bands);
+            }
+            for (long i = 0; i < pairTaps; ++i) from[i] = between[(top + i) % pairTaps];
+        }
+        fiveTaps(results, from, outer_, pixels * bands);
+        const Raster& to = images_.destination();
+        unpackRow(to.at<T>(x, y), results, to.pixelOf<T>(), bands, pixels);
+    }
+
+    static void fiveTaps(T* to, const T* const* from, const Stage& stage, long samples) noexcept {
+        if (stage.exact) return sumRows<FloatRule<T>>(to, from, stage.taps, samples);
+        sumRows<WholeRule<T>>(to, from, stage.taps, samples);
+    }
+
+    /// Sums of five rows of samples, each rounded once.
+    template <class Rule>
+    static void sumRows(T* to, const T* const* from, const float* taps, long samples) noexcept {
+        using Vector = typename Rule::Vector;
+        constexpr long lanesCount = Lanes<typename Rule::Element>::count;
+        typedef T Packed __attribute__((vector_size(lanesCount * sizeof(T))));
+        long i = 0;
+        for (; i + lanesCount <= samples; i += lanesCount) {
+            Vector sum = Rule::start();
+#pragma GCC unroll 5
+            for (long k = 0; k < pairTaps; ++k) {
+                const Vector values = __builtin_convertvector(lanes::load<Packed>(from[k] + i), Vector);
+                sum = Rule::add(sum, values, taps[k]);
+            }
+            lanes::store(to + i, __builtin_convertvector(Rule::finish(sum), Packed));
+        }
+        for (; i < samples; ++i) {
+            WholeSum<T> sum;
+            for (long k = 0; k < pairTaps; ++k) sum.add(from[k][i], taps[k]);
+            to[i] = sum.result();
+        }
+    }
+
+    /// The plain walk: sample positions are held inside the image.
+    void everyPixel(const Rect& rect) const noexcept {
         for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
             const long top = y + images_.source().oy - window_.keyY;
             for (long x = rect.x; x < rect.x + static_cast<long>(rect.width); ++x) {
@@ -44,7 +135,6 @@ public:
         }
     }
 
-private:
     T evaluate(long left, long top, unsigned band) const noexcept {
         WholeSum<T> sum;
         for (long i = 0; i < pairTaps; ++i) {
@@ -52,17 +142,17 @@ private:
             for (long j = 0; j < pairTaps; ++j) {
                 const long column = outerIsRow_ ? i : j;
                 const long row = outerIsRow_ ? j : i;
-                between.add(source_.nearest(left + column, top + row)[band], inner_[j]);
+                between.add(source_.nearest(left + column, top + row)[band], inner_.taps[j]);
             }
-            sum.add(between.result(), outer_[i]);
+            sum.add(between.result(), outer_.taps[i]);
         }
         return sum.result();
     }
 
     const NineRegions& images_;
     Window window_;
-    const float* inner_;
-    const float* outer_;
+    Stage inner_;
+    Stage outer_;
     bool outerIsRow_;
     Samples<const T> source_;
 };
@@ -86,7 +176,7 @@ OrvStatus convolveTwice(OrvOp* outerOp, const char* file) noexcept {
     const Window& row = outerIsRow ? outer.window : inner.window;
     const Window& column = outerIsRow ? inner.window : outer.window;
     const Window window{pairTaps, pairTaps, row.keyX, column.keyY};
-    const Pair<T> pair(images, window, inner.values.get(), outer.values.get(), outerIsRow);
+    const Pair<T> pair(images, window, inner, outer, outerIsRow);
     return images.visit(window, [&](Region region, const Rect& rect) {
         if (region == Region::interior) {
             pair.interior(rect);

@@ -2,12 +2,13 @@
 // the neighbourhood.
 
 #include <algorithm>
+#include <cstring>
 
 #include "memory/filter/samples.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
-#include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/orvi_new.h"
 #include "memory/frame/walk.h"
 #include "orv/device/OrvSel.h"
@@ -51,7 +52,7 @@ struct Dilation {
     static constexpr T start = std::numeric_limits<T>::min();
     template <class T>
     static T of(T a, T b) noexcept {
-        return std::max(a, b);
+        return lanes::larger(a, b);
     }
     /// The bit that decides a pixel.
     static constexpr bool decisive = true;
@@ -61,7 +62,7 @@ struct Erosion {
     static constexpr T start = std::numeric_limits<T>::max();
     template <class T>
     static T of(T a, T b) noexcept {
-        return std::min(a, b);
+        return lanes::smaller(a, b);
     }
     static constexpr bool decisive = false;
 };
@@ -74,25 +75,94 @@ constexpr FrameFacts morphologyFacts(const char* file) noexcept {
     return {file, morphologyFetches<T>, {"di-12", 1, 0}, src1};
 }
 
+/// The extent of the source and where the destination's rectangle lies in it.
+struct Reach {
+    long width;
+    long height;
+
+    explicit Reach(const Raster& from) noexcept
+        : width(static_cast<long>(from.image->getWidth())), height(static_cast<long>(from.image->getHeight())) {}
+
+    /// The part of a run of `pixels` from column `x` on whose samples `offset` columns away lie in the source.
+    struct Part {
+        long first;
+        long end;
+    };
+    Part part(long x, long offset, long pixels) const noexcept {
+        const long first = std::clamp(-(x + offset), 0L, pixels);
+        return {first, std::clamp(width - (x + offset), first, pixels)};
+    }
+};
+
+/// sums[i] becomes the greater or lesser of itself and samples[i].
+template <class Operation, class T>
+void combineRow(T* sums, const T* samples, long count) noexcept {
+    lanes::mapRow(
+        sums, static_cast<std::size_t>(count), [](auto a, auto b) { return Operation::of(a, b); }, sums, samples);
+}
+
+/// Samples of a chunk: it stays in the first cache while every member of the element is added.
+constexpr long chunkSamples = 1024;
+
+/// Makes a chunk of one output row, bands side by side without gaps. Each member of the element brings a whole run.
 template <class T, class Operation>
-void filterRectangle(Frame& frame, const Offsets& offsets, const Rect& rect, T* accumulator) noexcept {
+void filterChunk(const Samples<const T>& source, const Reach& reach, const Offsets& offsets, long sx, long sy,
+                 long bands, long pixels, T* sums) noexcept {
+    T packed[chunkSamples];
+    std::fill_n(sums, pixels * bands, Operation::template start<T>);
+    for (std::size_t i = 0; i < offsets.count; ++i) {
+        const long row = sy + offsets.rows[i];
+        if (row < 0 || row >= reach.height) continue;
+        const auto [first, end] = reach.part(sx, offsets.columns[i], pixels);
+        if (first >= end) continue;
+        const T* samples = source.at(sx + offsets.columns[i] + first, row);
+        const long count = (end - first) * bands;
+        if (source.pixel != bands) {
+            packRow(packed, samples, source.pixel, bands, end - first);
+            samples = packed;
+        }
+        combineRow<Operation>(sums + first * bands, samples, count);
+    }
+}
+
+/// The plain walk, for pixels too wide for a chunk.
+template <class T, class Operation>
+void filterPixels(Frame& frame, const Offsets& offsets, const Rect& rect, unsigned bands, T* accumulator) noexcept {
     const Raster& from = frame[src1];
-    const Samples<const T> source(from, static_cast<long>(from.image->getWidth()),
-                                  static_cast<long>(from.image->getHeight()));
-    const unsigned bands = commonBands(frame[dst], from);
+    const Reach reach(from);
+    const Samples<const T> source(from, reach.width, reach.height);
     for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
         for (long x = rect.x; x < rect.x + static_cast<long>(rect.width); ++x) {
             std::fill_n(accumulator, bands, Operation::template start<T>);
             for (std::size_t i = 0; i < offsets.count; ++i) {
                 const long sx = x + offsets.columns[i] + from.ox;
                 const long sy = y + offsets.rows[i] + from.oy;
-                if (sx < 0 || sx >= source.width || sy < 0 || sy >= source.height) continue;
-                const T* pixel = source.at(sx, sy);
-                for (unsigned band = 0; band < bands; ++band) {
-                    accumulator[band] = Operation::of(accumulator[band], pixel[band]);
-                }
+                if (sx < 0 || sx >= reach.width || sy < 0 || sy >= reach.height) continue;
+                combineRow<Operation>(accumulator, source.at(sx, sy), static_cast<long>(bands));
             }
             std::copy_n(accumulator, bands, frame[dst].at<T>(x, y));
+        }
+    }
+}
+
+template <class T, class Operation>
+void filterRectangle(Frame& frame, const Offsets& offsets, const Rect& rect, T* accumulator) noexcept {
+    const Raster& from = frame[src1];
+    const Raster& to = frame[dst];
+    const unsigned bandCount = commonBands(to, from);
+    const long bands = bandCount;
+    if (bands == 0) return;
+    if (bands > chunkSamples) return filterPixels<T, Operation>(frame, offsets, rect, bandCount, accumulator);
+    const Reach reach(from);
+    const Samples<const T> source(from, reach.width, reach.height);
+    const long most = chunkSamples / bands;
+    T sums[chunkSamples];
+    for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
+        for (long done = 0; done < static_cast<long>(rect.width); done += most) {
+            const long x = rect.x + done;
+            const long pixels = std::min(most, static_cast<long>(rect.width) - done);
+            filterChunk<T, Operation>(source, reach, offsets, x + from.ox, y + from.oy, bands, pixels, sums);
+            unpackRow(to.at<T>(x, y), sums, to.pixelOf<T>(), bands, pixels);
         }
     }
 }
@@ -112,24 +182,58 @@ OrvStatus morphology(OrvOp* op, const FrameFacts& facts) noexcept {
     return ORV_SUCCESS;
 }
 
+/// 64 bits from a position of a row, the first the most significant. Reads no byte that holds none of the `count` bits
+/// asked for; what lies behind them is unset.
+std::uint64_t loadBits(const std::uint8_t* row, long position, long count) noexcept {
+    const std::uint8_t* from = row + (position >> 3);
+    const int shift = static_cast<int>(position & 7);
+    const long bytes = (shift + count + 7) >> 3;
+    if (bytes >= 8) {
+        std::uint64_t word;
+        std::memcpy(&word, from, sizeof word);
+        word = __builtin_bswap64(word) << shift;
+        return bytes == 8 ? word : word | from[8] >> (8 - shift);
+    }
+    std::uint64_t word = 0;
+    for (long i = 0; i < bytes; ++i) word |= static_cast<std::uint64_t>(from[i]) << (56 - 8 * i);
+    return word << shift;
+}
+
+/// Writes the first `count` bits of a word and leaves the others of their bytes alone.
+void storeBits(std::uint8_t* row, std::size_t position, std::uint64_t word, long count) noexcept {
+    std::uint8_t* to = row + (position >> 3);
+    for (long done = 0, shift = static_cast<long>(position & 7); done < count; ++to, shift = 0) {
+        const long bits = std::min(8 - shift, count - done);
+        const unsigned mask = (0xffU << (8 - bits) & 0xffU) >> shift;
+        const unsigned value = static_cast<unsigned>(word << done >> 56) >> shift;
+        *to = static_cast<std::uint8_t>((*to & ~mask) | (value & mask));
+        done += bits;
+    }
+}
+
+constexpr long wordBits = 64;
+
+/// Makes a run of bits, a word at a time: each member of the element brings 64 shifted bits. In a dilation positions
+/// outside the source count as 0; an erosion is the dilation of the zeros.
 template <class Operation>
-void filterBits(const Raster& from, const Offsets& offsets, long x, long y, unsigned band, BitPosition to,
-                unsigned length) noexcept {
-    const long width = static_cast<long>(from.image->getWidth());
-    const long height = static_cast<long>(from.image->getHeight());
-    for (long i = 0; i < static_cast<long>(length); ++i) {
-        bool hit = false;
-        for (std::size_t k = 0; k < offsets.count && !hit; ++k) {
-            const long sx = x + i + offsets.columns[k] + from.ox;
-            const long sy = y + offsets.rows[k] + from.oy;
-            if (sx < 0 || sx >= width || sy < 0 || sy >= height) continue;
-            const BitPosition at = from.bit(sx - from.ox, sy - from.oy, band);
-            hit = ((*at.byte & bit_mask[at.offset]) != 0) == Operation::decisive;
+void filterBits(const Raster& from, const Reach& reach, const Offsets& offsets, long x, long y, unsigned band,
+                BitPosition to, unsigned length) noexcept {
+    const auto* plane = reinterpret_cast<const std::uint8_t*>(from.data) + band * from.bandStride;
+    constexpr std::uint64_t flip = Operation::decisive ? 0 : ~std::uint64_t{0};
+    for (long done = 0; done < static_cast<long>(length); done += wordBits) {
+        const long count = std::min(wordBits, static_cast<long>(length) - done);
+        std::uint64_t hits = 0;
+        for (std::size_t i = 0; i < offsets.count; ++i) {
+            const long row = y + offsets.rows[i] + from.oy;
+            if (row < 0 || row >= reach.height) continue;
+            const long column = x + done + from.ox;
+            const auto [first, end] = reach.part(column, offsets.columns[i], count);
+            if (first >= end) continue;
+            const long position = column + offsets.columns[i] + first + static_cast<long>(from.offset);
+            const std::uint64_t bits = loadBits(plane + row * from.stride, position, end - first) ^ flip;
+            hits |= (bits & ~std::uint64_t{0} << (wordBits - (end - first))) >> first;
         }
-        const std::size_t position = to.offset + static_cast<std::size_t>(i);
-        std::uint8_t& byte = to.byte[position >> 3];
-        const std::uint8_t mask = bit_mask[position & 7];
-        byte = static_cast<std::uint8_t>(hit == Operation::decisive ? byte | mask : byte & ~mask);
+        storeBits(to.byte, to.offset + static_cast<std::size_t>(done), hits ^ flip, count);
     }
 }
 
@@ -140,10 +244,11 @@ OrvStatus bitMorphology(OrvOp* op, const FrameFacts& facts) noexcept {
     if (!offsets.read(static_cast<OrvSel*>(op->getPtrParam(1)))) return fail(frame.image(src1), noMemory, facts.file);
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = commonBands(frame[dst], frame[src1]);
+    const Reach reach(frame[src1]);
     for (Rect rect{}; frame.rects().next(rect);) {
         for (unsigned band = 0; band < bands; ++band) {
             for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
-                filterBits<Operation>(frame[src1], offsets, rect.x, y, band, frame[dst].bit(rect.x, y, band),
+                filterBits<Operation>(frame[src1], reach, offsets, rect.x, y, band, frame[dst].bit(rect.x, y, band),
                                       rect.width);
             }
         }

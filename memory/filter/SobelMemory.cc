@@ -47,16 +47,63 @@ struct Bytes {
     std::uint8_t operator()(Gradient g) const noexcept {
         return cut<std::uint8_t>(static_cast<float>(std::sqrt(squares[std::abs(g.x)] + squares[std::abs(g.y)])));
     }
+    /// The same without the table: the sum of squares is exact in single precision, and its root rounds alike.
+    static std::uint8_t inRow(Gradient g) noexcept {
+        const float magnitude = std::sqrt(static_cast<float>(g.x * g.x + g.y * g.y) * 0.25F);
+        return static_cast<std::uint8_t>(static_cast<int>(std::min(magnitude + 0.5F, 255.0F)));
+    }
 };
 
 struct Shorts {
     using Sample = std::int16_t;
-    std::int16_t operator()(Gradient g) const noexcept {
+    std::int16_t operator()(Gradient g) const noexcept { return inRow(g); }
+    static std::int16_t inRow(Gradient g) noexcept {
         const double x = g.x;
         const double y = g.y;
-        return cut<std::int16_t>(static_cast<float>(std::sqrt(x * x + y * y)) * 0.5);
+        const float root = static_cast<float>(std::sqrt(x * x + y * y));
+        const float rounded = static_cast<float>(static_cast<double>(root) * 0.5 + 0.5);
+        return static_cast<std::int16_t>(static_cast<int>(std::min(rounded, 32767.0F)));
     }
 };
+
+/// Samples of a chunk of an interior row.
+constexpr long chunkSamples = 1024;
+
+/// A chunk of results from the samples of three rows, `step` samples from a column to the next.
+template <class Magnitude, class T>
+void sobelRow(T* to, const T* above, const T* middle, const T* below, long step, long samples) noexcept {
+    const T* rows[] = {above + step, middle + step, below + step};
+    for (long i = 0; i < samples; ++i) {
+        to[i] = Magnitude::inRow(gradient([&](int column, int row) { return int{rows[row + 1][i + column * step]}; }));
+    }
+}
+
+/// The interior, where every window lies inside the source.
+template <class Magnitude>
+void sobelInterior(const NineRegions& images, const Rect& rect) noexcept {
+    using T = typename Magnitude::Sample;
+    const Samples<const T> source(images.source(), images.width(), images.height());
+    const Raster& to = images.destination();
+    const long bands = images.bands();
+    const long most = chunkSamples / bands;
+    T packed[3][3 * chunkSamples];
+    T results[chunkSamples];
+    for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
+        for (long done = 0; done < static_cast<long>(rect.width); done += most) {
+            const long x = rect.x + done;
+            const long pixels = std::min(most, static_cast<long>(rect.width) - done);
+            const T* rows[3];
+            for (long i = 0; i < 3; ++i) {
+                rows[i] = source.at(x + images.source().ox - 1, y + images.source().oy + i - 1);
+                if (source.pixel == bands) continue;
+                packRow(packed[i], rows[i], source.pixel, bands, pixels + 2);
+                rows[i] = packed[i];
+            }
+            sobelRow<Magnitude>(results, rows[0], rows[1], rows[2], bands, pixels * bands);
+            unpackRow(to.at<T>(x, y), results, to.pixelOf<T>(), bands, pixels);
+        }
+    }
+}
 
 template <class Magnitude>
 void sobelRectangle(const NineRegions& images, Region region, const Rect& rect, Magnitude magnitude) noexcept {
@@ -80,7 +127,12 @@ void sobelRectangle(const NineRegions& images, Region region, const Rect& rect, 
 template <class Magnitude>
 OrvStatus sobel(NineRegions& images, Magnitude magnitude) noexcept {
     return images.visit(sobelWindow, [&](Region region, const Rect& rect) {
-        sobelRectangle(images, region, rect, magnitude);
+        const bool byRows = images.fits(sobelWindow) && images.bands() <= chunkSamples;
+        if (region == Region::interior && byRows) {
+            sobelInterior<Magnitude>(images, rect);
+        } else {
+            sobelRectangle(images, region, rect, magnitude);
+        }
         return true;
     });
 }

@@ -33,6 +33,29 @@ struct Samples {
     }
 };
 
+/// Writes the bands of pixels without gaps.
+template <class To, class From>
+void packRow(To* to, const From* from, std::ptrdiff_t pixel, long bands, long pixels) noexcept {
+    if (pixel == bands) {
+        for (long i = 0; i < pixels * bands; ++i) to[i] = static_cast<To>(from[i]);
+        return;
+    }
+    for (long i = 0; i < pixels; ++i) {
+        for (long band = 0; band < bands; ++band) *to++ = static_cast<To>(from[i * pixel + band]);
+    }
+}
+
+template <class T>
+void unpackRow(T* to, const T* from, std::ptrdiff_t pixel, long bands, long pixels) noexcept {
+    if (pixel == bands) {
+        std::memcpy(to, from, static_cast<std::size_t>(pixels * bands) * sizeof(T));
+        return;
+    }
+    for (long i = 0; i < pixels; ++i) {
+        for (long band = 0; band < bands; ++band) to[i * pixel + band] = *from++;
+    }
+}
+
 /// Writes 0 to every band of a rectangle.
 template <class T>
 void zeroRectangle(const Raster& raster, unsigned bands, const Rect& rect) noexcept {

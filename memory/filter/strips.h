@@ -42,29 +42,6 @@ inline constexpr long leastStripSamples = 64;
 /// Vectors read whole beyond the last sample of a row.
 inline constexpr long stripSlack = 64;
 
-/// Writes the bands of pixels without gaps.
-template <class To, class From>
-void packRow(To* to, const From* from, std::ptrdiff_t pixel, long bands, long pixels) noexcept {
-    if (pixel == bands) {
-        for (long i = 0; i < pixels * bands; ++i) to[i] = static_cast<To>(from[i]);
-        return;
-    }
-    for (long i = 0; i < pixels; ++i) {
-        for (long band = 0; band < bands; ++band) *to++ = static_cast<To>(from[i * pixel + band]);
-    }
-}
-
-template <class T>
-void unpackRow(T* to, const T* from, std::ptrdiff_t pixel, long bands, long pixels) noexcept {
-    if (pixel == bands) {
-        std::memcpy(to, from, static_cast<std::size_t>(pixels * bands) * sizeof(T));
-        return;
-    }
-    for (long i = 0; i < pixels; ++i) {
-        for (long band = 0; band < bands; ++band) to[i * pixel + band] = *from++;
-    }
-}
-
 /// The samples of a window's rows and weights as one block of output sees them.
 template <class Rule>
 struct StripBlock {
