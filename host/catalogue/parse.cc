@@ -198,4 +198,8 @@ Value parseValue(const Operation& operation, const Parameter& parameter, const s
     }
 }
 
+void checkText(const Operation& operation, const Parameter& parameter, const std::string& text) {
+    parseValue(operation, parameter, text);
+}
+
 } // namespace orv

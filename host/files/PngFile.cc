@@ -29,6 +29,14 @@ void onError(png_structp png, png_const_charp message) {
 
 void onWarning(png_structp, png_const_charp) {}
 
+/// Profiles are kept as they are: libpng's opinion of widespread ones must not stop a picture.
+void acceptProfiles(png_structp png) {
+    png_set_benign_errors(png, 1);
+#ifdef PNG_SKIP_sRGB_CHECK_PROFILE
+    png_set_option(png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
+#endif
+}
+
 /// Runs calls of libpng; false where it complained. The calls must own nothing.
 template <class Calls>
 bool guarded(png_structp png, Calls&& calls) {
@@ -95,6 +103,7 @@ private:
 
     void readHead() {
         check(guarded(png_, [&] {
+            acceptProfiles(png_);
             png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
             png_init_io(png_, file_.get());
             png_read_info(png_, head_);
@@ -248,6 +257,7 @@ int levelOf(const std::string& path, const std::string& compression) {
 
 void writeHead(PngWrite& out, std::FILE* file, const PictureInfo& info, int colour, int level) {
     const int depth = info.type == ORV_BIT ? 1 : info.type == ORV_SHORT ? 16 : 8;
+    acceptProfiles(out.png);
     png_init_io(out.png, file);
     png_set_compression_level(out.png, level);
     png_set_IHDR(out.png, out.head, info.width, info.height, depth, colour, PNG_INTERLACE_NONE,

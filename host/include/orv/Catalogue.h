@@ -88,6 +88,9 @@ ORV_API std::span<const Operation* const> catalogue() noexcept;
 /// An operation by its name; dashes count as underscores. Throws Error with the nearest name.
 ORV_API const Operation& operationNamed(std::string_view name);
 
+/// Reads the text of a parameter only to say what is wrong with it. Throws Error.
+ORV_API void checkText(const Operation& operation, const Parameter& parameter, const std::string& text);
+
 /// The one of some names that is nearest to a text, empty where none is near.
 ORV_API std::string nearestName(std::string_view text, std::span<const std::string_view> names);
 

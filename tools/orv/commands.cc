@@ -1,0 +1,108 @@
+#include "commands.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "orv/orv.h"
+
+namespace orv::tool {
+
+namespace {
+
+constexpr Command all[] = {
+    {"list", "every operation; --registrations: what the device entered", list},
+    {"help", "an operation in full", help},
+    {"info", "size, bands, type and format of files", info},
+    {"chart", "draws a test chart", chart},
+    {"compare", "whether two pictures are the same", compare},
+    {"hash", "a fingerprint of the samples", hash},
+    {"version", "the version and the build of the device that was chosen", showVersion},
+};
+
+std::string dashed(std::string_view name) {
+    std::string text(name);
+    std::ranges::replace(text, '_', '-');
+    return text;
+}
+
+void printParameter(const Parameter& parameter) {
+    fmt::print("  --{:<16} {}", dashed(parameter.name), parameter.help);
+    if (!parameter.fallback.empty()) fmt::print(" (default {})", parameter.fallback);
+    fmt::print("\n");
+    for (const Choice& choice : parameter.choices) fmt::print("      {:<14} {}\n", choice.word, choice.help);
+}
+
+std::string sourcesText(unsigned count) {
+    std::string text;
+    for (unsigned i = 0; i < count; ++i) text += fmt::format(" SRC{}", count == 1 ? "" : std::to_string(i + 1));
+    return text;
+}
+
+void printOperation(const Operation& operation) {
+    fmt::print("{}: {}\n", operation.name, operation.help);
+    if (!operation.details.empty()) fmt::print("{}\n", operation.details);
+    fmt::print("\n  orv {}{}{}{}\n", dashed(operation.name), sourcesText(operation.sources),
+               operation.givesImage ? " -o DST" : "", operation.parameters.empty() ? "" : " [--flag value]...");
+    if (!operation.parameters.empty()) fmt::print("\n");
+    for (const Parameter& parameter : operation.parameters) printParameter(parameter);
+    fmt::print("\nExample:\n  {}\n", operation.example);
+}
+
+void printGrammar() {
+    fmt::print("orv: pixel operations on 1-bit, 8-bit and 16-bit pictures\n\n"
+               "  orv OP SRC... -o DST [--flag value]...    run an operation\n");
+    for (const Command& command : all) fmt::print("  orv {:<37} {}\n", command.name, command.help);
+    fmt::print("\n'orv list' shows the operations, 'orv help OP' one of them.\n");
+}
+
+} // namespace
+
+std::span<const Command> commands() noexcept { return all; }
+
+int list(const Words& words) {
+    if (words == Words{"--registrations"}) {
+        const Session session;
+        std::size_t number = 0;
+        for (const std::string& path : session.registrations()) fmt::print("{} {}\n", ++number, path);
+        return 0;
+    }
+    if (!words.empty()) throw Usage(fmt::format("list: '{}' is no flag of list (--registrations)", words.front()));
+    std::string_view group;
+    for (const Operation* operation : catalogue()) {
+        if (operation->group != group) {
+            group = operation->group;
+            fmt::print("\n{}\n", group);
+        }
+        fmt::print("  {:<24}{}{}\n", dashed(operation->name), operation->help,
+                   operation->body != nullptr ? " [recipe]" : "");
+    }
+    return 0;
+}
+
+int help(const Words& words) {
+    if (words.empty()) {
+        printGrammar();
+        return 0;
+    }
+    const auto command = std::ranges::find_if(all, [&](const Command& c) { return words.front() == c.name; });
+    if (command != std::end(all)) {
+        fmt::print("orv {}: {}\n", command->name, command->help);
+        return 0;
+    }
+    try {
+        printOperation(operationNamed(words.front()));
+    } catch (const Error& error) {
+        throw Usage(error.what());
+    }
+    return 0;
+}
+
+int showVersion(const Words& words) {
+    if (!words.empty()) throw Usage(fmt::format("version: takes no words, '{}' came", words.front()));
+    const Session session;
+    fmt::print("orv {}\ndevice build: {} ({})\n", version(), session.build(), session.modulePath());
+    return 0;
+}
+
+} // namespace orv::tool

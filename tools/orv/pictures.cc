@@ -1,0 +1,141 @@
+// Commands that look at pictures: info, compare, hash.
+
+#include <cinttypes>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "commands.h"
+#include "files/Reader.h"
+#include "orv/orv.h"
+
+namespace orv::tool {
+
+namespace {
+
+void parse(CLI::App& app, const Words& words) {
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+    } catch (const CLI::ParseError& error) {
+        throw Usage(fmt::format("{}: {}; see 'orv help {}'", app.get_name(), error.what(), app.get_name()));
+    }
+}
+
+std::string_view typeName(const files::PictureInfo& info) { return nameOf(static_cast<Type>(info.type)); }
+
+nlohmann::json describe(const std::string& path, const files::PictureInfo& info) {
+    nlohmann::json line{{"file", path},
+                        {"format", nameOf(info.format)},
+                        {"width", info.width},
+                        {"height", info.height},
+                        {"bands", info.bands},
+                        {"type", typeName(info)},
+                        {"bits", info.bits},
+                        {"encoding", nameOf(info.encoding)},
+                        {"compression", info.compression},
+                        {"orientation", info.orientation}};
+    if (info.dpi.x > 0) line["dpi"] = {info.dpi.x, info.dpi.y};
+    if (!info.palette.empty()) line["palette"] = info.palette.size();
+    if (!info.icc.empty()) line["icc"] = info.icc.size();
+    return line;
+}
+
+/// FNV-1a over 64 bits (Fowler, Noll, Vo): simple, and the same on every machine.
+class Fingerprint {
+public:
+    void add(std::uint32_t value) noexcept {
+        for (int shift = 0; shift < 32; shift += 8) {
+            state_ ^= (value >> shift) & 0xffU;
+            state_ *= 0x100000001b3U;
+        }
+    }
+    std::uint64_t value() const noexcept { return state_; }
+
+private:
+    std::uint64_t state_ = 0xcbf29ce484222325U;
+};
+
+std::uint64_t fingerprintOf(const Image& image) {
+    Fingerprint print;
+    for (const unsigned fact : {image.width(), image.height(), image.bands(), static_cast<unsigned>(image.type())})
+        print.add(fact);
+    for (unsigned y = 0; y < image.height(); ++y) {
+        for (unsigned x = 0; x < image.width(); ++x) {
+            for (unsigned b = 0; b < image.bands(); ++b) print.add(static_cast<std::uint32_t>(image.sample(x, y, b)));
+        }
+    }
+    return print.value();
+}
+
+} // namespace
+
+int info(const Words& words) {
+    CLI::App app("size, bands, type and format of files", "info");
+    std::vector<std::string> paths;
+    bool json = false;
+    app.add_option("FILE", paths, "the files")->required();
+    app.add_flag("--json", json, "as JSON");
+    parse(app, words);
+    nlohmann::json all = nlohmann::json::array();
+    int status = 0;
+    for (const std::string& path : paths) {
+        try {
+            const auto reader = files::Reader::open(path);
+            const files::PictureInfo& i = reader->info();
+            all.push_back(describe(path, i));
+            if (json) continue;
+            fmt::print("{}: {} x {}, {} band{}, {}, {}, {}{}{}\n", path, i.width, i.height, i.bands,
+                       i.bands == 1 ? "" : "s", typeName(i), nameOf(i.encoding), nameOf(i.format),
+                       i.compression.empty() ? "" : " (" + i.compression + ")",
+                       i.dpi.x > 0 ? fmt::format(", {:.4g} dpi", i.dpi.x) : "");
+        } catch (const Error& error) {
+            fmt::print(stderr, "orv: {}\n", error.what());
+            status = 1;
+        }
+    }
+    if (json) fmt::print("{}\n", all.dump(2));
+    return status;
+}
+
+int compare(const Words& words) {
+    CLI::App app("whether two pictures are the same", "compare");
+    std::vector<std::string> paths;
+    long most = 0;
+    app.add_option("FILE", paths, "the two files")->required()->expected(2);
+    app.add_option("--max-diff", most, "the greatest difference that counts as the same")
+        ->check(CLI::NonNegativeNumber);
+    parse(app, words);
+    Session session;
+    const Image a = session.read(paths[0]);
+    const Image b = session.read(paths[1]);
+    if (a.width() != b.width() || a.height() != b.height() || a.bands() != b.bands() || a.type() != b.type()) {
+        fmt::print("different: {} is {}, {} is {}\n", paths[0], a.describe(), paths[1], b.describe());
+        return 1;
+    }
+    std::uint64_t differing = 0;
+    int greatest = 0;
+    for (unsigned y = 0; y < a.height(); ++y) {
+        for (unsigned x = 0; x < a.width(); ++x) {
+            for (unsigned band = 0; band < a.bands(); ++band) {
+                const int difference = std::abs(a.sample(x, y, band) - b.sample(x, y, band));
+                greatest = std::max(greatest, difference);
+                differing += difference != 0 ? 1 : 0;
+            }
+        }
+    }
+    fmt::print("{} samples differ, by {} at most\n", differing, greatest);
+    return greatest <= most ? 0 : 1;
+}
+
+int hash(const Words& words) {
+    CLI::App app("a fingerprint of the samples", "hash");
+    std::vector<std::string> paths;
+    app.add_option("FILE", paths, "the files")->required();
+    parse(app, words);
+    Session session;
+    for (const std::string& path : paths) fmt::print("{:016x}  {}\n", fingerprintOf(session.read(path)), path);
+    return 0;
+}
+
+} // namespace orv::tool
