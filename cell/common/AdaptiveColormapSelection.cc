@@ -1,7 +1,6 @@
 #include "cell/common/AdaptiveColormapSelection.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -12,9 +11,6 @@ namespace {
 using namespace orvi;
 
 constexpr const char* file = "AdaptiveColormapSelection.cc";
-
-constexpr double BUMPDIST = 27.712812921; // the diagonal of a bucket, 16 times the root of 3
-constexpr double FACTOR = 5.856406461;    // half the diagonal less 8
 
 constexpr int beyondAll = 196608; // three times 256 squared
 
@@ -133,28 +129,28 @@ void AdaptiveColormapSelection::printStats() const noexcept {
 }
 
 void AdaptiveColormapSelection::initBucket(int bucket) noexcept {
-    const int center[3] = {(bucket >> 8 & 15) * 16 + 8, (bucket >> 4 & 15) * 16 + 8, (bucket & 15) * 16 + 8};
-    int distances[mostColors];
-    int farthest[mostColors]; // the largest of the three differences
-    int best = beyondAll;
+    const int low[3] = {(bucket >> 8 & 15) * 16, (bucket >> 4 & 15) * 16, (bucket & 15) * 16};
+    int nearest[mostColors]; // the least squared distance from an entry to a colour of the bucket
+    int limit = beyondAll;   // the least of the greatest ones: some entry is as near to every colour
     for (int i = 0; i < colorCount_; ++i) {
         if (used_[i] <= 0) continue;
-        distances[i] = squaredDistance(i, center[0], center[1], center[2]);
-        farthest[i] = std::max({difference_[colors_[0][i] - center[0]], difference_[colors_[1][i] - center[1]],
-                                difference_[colors_[2][i] - center[2]]});
-        best = std::min(best, distances[i]);
+        int least = 0;
+        int greatest = 0;
+        for (int axis = 0; axis < 3; ++axis) {
+            const int toLow = difference_[colors_[axis][i] - low[axis]];
+            const int toHigh = difference_[colors_[axis][i] - (low[axis] + 15)];
+            const bool inside = toLow + toHigh == 15;
+            least += inside ? 0 : SquaresTable::squares[std::min(toLow, toHigh)];
+            greatest += SquaresTable::squares[std::max(toLow, toHigh)];
+        }
+        nearest[i] = least;
+        limit = std::min(limit, greatest);
     }
-
-    // A colour in the bucket lies within half a diagonal of the centre, so its nearest entry lies within the reach. The
-    // limits are one wider than the reach truncated, so that an exact tie at a corner keeps both of its entries.
-    const auto reach = static_cast<float>(std::sqrt(best) + BUMPDIST);
-    const int distanceLimit = static_cast<int>(reach * reach) + 1;
-    const int axisLimit = static_cast<int>(reach - FACTOR) + 1;
 
     std::fill_n(scratch_, mostColors + 1, -1);
     int kept = 0;
     for (int i = 0; i < colorCount_; ++i) {
-        if (used_[i] > 0 && distances[i] <= distanceLimit && farthest[i] <= axisLimit) scratch_[kept++] = i;
+        if (used_[i] > 0 && nearest[i] <= limit) scratch_[kept++] = i;
     }
 
     auto* list = newArray<std::int32_t>(static_cast<std::size_t>(kept) + 1);

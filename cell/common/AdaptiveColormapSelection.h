@@ -76,6 +76,8 @@ public:
     std::int32_t totalError(int entry) const noexcept { return totalErrors_[entry]; }
     std::int32_t sum(int component, int entry) const noexcept { return sums_[component][entry]; }
     std::int32_t sumOfSquares(int component, int entry) const noexcept { return squareSums_[component][entry]; }
+    /// Whether the bucket of a colour has been set up, so that answers in it may be relied on until the next colormap.
+    bool knowsBucketOf(int c0, int c1, int c2) const noexcept { return buckets_[bucketOf(c0, c1, c2)] != nullptr; }
     int blocksInUse() const noexcept { return static_cast<int>(blockCount_); }
     int bucketsInUse() const noexcept { return bucketCount_; }
 

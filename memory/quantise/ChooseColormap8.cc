@@ -44,8 +44,17 @@ enum Direction { blue, green, red };
 
 constexpr int cellAt(int r, int g, int b) noexcept { return r * plane + g * side + b; }
 
-void Hist3d(Moment* wt, Moment* mr, Moment* mg, Moment* mb, float* m2, const std::uint8_t* data, unsigned height,
-            unsigned width, std::ptrdiff_t scanline_stride, std::ptrdiff_t pixel_stride) noexcept {
+/// A cell of the histogram while it is filled: all sums in one place. The squares are summed in single precision, pixel
+/// by pixel.
+struct alignas(32) Bin {
+    std::uint32_t weight;
+    float squares;
+    Moment r, g, b;
+};
+Bin bins[cellCount];
+
+void Hist3d(const std::uint8_t* data, unsigned height, unsigned width, std::ptrdiff_t scanline_stride,
+            std::ptrdiff_t pixel_stride) noexcept {
     int squares[256];
     for (int i = 0; i < 256; ++i) squares[i] = i * i;
     for (unsigned row = 0; row < height; ++row, data += scanline_stride) {
@@ -54,13 +63,23 @@ void Hist3d(Moment* wt, Moment* mr, Moment* mg, Moment* mb, float* m2, const std
             const int r = pixel[0];
             const int g = pixel[1];
             const int b = pixel[2];
-            const int cell = cellAt((r >> 3) + 1, (g >> 3) + 1, (b >> 3) + 1);
-            ++wt[cell];
-            mr[cell] += r;
-            mg[cell] += g;
-            mb[cell] += b;
-            m2[cell] += static_cast<float>(squares[r] + squares[g] + squares[b]);
+            Bin& bin = bins[cellAt((r >> 3) + 1, (g >> 3) + 1, (b >> 3) + 1)];
+            ++bin.weight;
+            bin.squares += static_cast<float>(squares[r] + squares[g] + squares[b]);
+            bin.r += r;
+            bin.g += g;
+            bin.b += b;
         }
+    }
+}
+
+void takeBins(Moment* wt, Moment* mr, Moment* mg, Moment* mb, float* m2) noexcept {
+    for (int cell = 0; cell < cellCount; ++cell) {
+        wt[cell] = bins[cell].weight;
+        mr[cell] = bins[cell].r;
+        mg[cell] = bins[cell].g;
+        mb[cell] = bins[cell].b;
+        m2[cell] = bins[cell].squares;
     }
 }
 
@@ -268,11 +287,6 @@ bool makeArrays() noexcept {
     return false;
 }
 
-void clearArrays() noexcept {
-    for (Moment* moment : {wtp, mrp, mgp, mbp}) std::fill_n(moment, cellCount, Moment{0});
-    std::fill_n(m2p, cellCount, 0.0F);
-}
-
 } // namespace
 
 OrvStatus OrvDeviceComputeTypeMemory::ChooseColormap8(OrvOp* op, int) noexcept {
@@ -299,12 +313,12 @@ OrvStatus OrvDeviceComputeTypeMemory::ChooseColormap8(OrvOp* op, int) noexcept {
     if (list == nullptr) return fail(source, {"di-8", 1, 1, 151}, file);
     RectCursor rects(list);
     if (!makeArrays()) return fail(source, noMemory, file);
-    clearArrays();
+    std::memset(bins, 0, sizeof bins);
     // Every rectangle is counted from the image's first pixel: its size alone matters, as intended.
     for (Rect rect{}; rects.next(rect);) {
-        Hist3d(wtp, mrp, mgp, mbp, m2p, storage->byte.data, rect.height, rect.width, storage->byte.scanline_stride,
-               storage->byte.pixel_stride);
+        Hist3d(storage->byte.data, rect.height, rect.width, storage->byte.scanline_stride, storage->byte.pixel_stride);
     }
+    takeBins(wtp, mrp, mgp, mbp, m2p);
     GenerateColormap8(colormap.get(), colours);
 
     OrvSystemState* state = source->getSystemState();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "cell/common/AdaptiveColormapSelection.h"
 #include "cell/common/CmapTable.h"
@@ -149,6 +150,45 @@ OrvStatus band1_8_to_8_grid(OrvImage* source, OrvImage* destination, OrvLookup* 
     return ORV_SUCCESS;
 }
 
+/// Answers of the selection by colour, side by side for colours that lie close together, so that a picture finds most
+/// of them in the nearest caches. A bucket of 16 by 16 by 16 colours takes a page: memory is used as colours are met.
+class Answers {
+public:
+    Answers() noexcept {
+        for (unsigned v = 0; v < 256; ++v) {
+            const unsigned bucket = (v >> 4) << 12;
+            const unsigned cube = (v >> 2 & 3) << 6;
+            place_[0][v] = bucket << 8 | cube << 4 | (v & 3) << 4;
+            place_[1][v] = bucket << 4 | cube << 2 | (v & 3) << 2;
+            place_[2][v] = bucket | cube | (v & 3);
+        }
+    }
+
+    /// One more than the index, 0 where it is not known. Index 255 is never known: it would be 256.
+    std::uint8_t& of(const std::uint8_t* pixel) noexcept {
+        return answers[place_[0][pixel[0]] | place_[1][pixel[1]] | place_[2][pixel[2]]];
+    }
+
+    void note(std::uint8_t& answer, int index) noexcept {
+        answer = static_cast<std::uint8_t>(index + 1);
+        used_[(&answer - answers) / page] = true;
+    }
+
+    void forget() noexcept {
+        for (unsigned bucket = 0; bucket < std::size(used_); ++bucket) {
+            if (used_[bucket]) std::memset(answers + std::size_t{bucket} * page, 0, page);
+            used_[bucket] = false;
+        }
+    }
+
+private:
+    static constexpr std::size_t page = 4096;
+    static inline std::uint8_t answers[page * page];
+    bool used_[page] = {};
+    std::uint32_t place_[3][256];
+};
+Answers answers;
+
 /// The colormap of the last lookup that three-band images were mapped to, and what was learned of it.
 struct {
     UsedCmapTable* table = nullptr;
@@ -175,9 +215,16 @@ struct {
             return ORV_FAILURE;
         }
         selection->useNewColormap(*table);
+        answers.forget();
         return ORV_SUCCESS;
     }
 } colormap;
+
+int select(const std::uint8_t* pixel) noexcept {
+    const int index = colormap.selection->selectIndex(pixel[0], pixel[1], pixel[2]);
+    if (colormap.selection->knowsBucketOf(pixel[0], pixel[1], pixel[2])) answers.note(answers.of(pixel), index);
+    return index;
+}
 
 OrvStatus band3_8_to_8_grid(OrvImage* source, OrvImage* destination, OrvLookup* lookup) noexcept {
     static constexpr Fetch fetches[] = {
@@ -193,9 +240,9 @@ OrvStatus band3_8_to_8_grid(OrvImage* source, OrvImage* destination, OrvLookup* 
     if (frame.list(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const int offset = lookup->getOffset();
     const auto kernel = [offset](std::uint8_t* d, const std::uint8_t* s, std::size_t pixels) {
-        AdaptiveColormapSelection& selection = *colormap.selection;
         for (std::size_t i = 0; i < pixels; ++i, s += 3) {
-            d[i] = static_cast<std::uint8_t>(selection.selectIndex(s[0], s[1], s[2]) + offset);
+            const std::uint8_t known = answers.of(s);
+            d[i] = static_cast<std::uint8_t>((known != 0 ? known - 1 : select(s)) + offset);
         }
     };
     walkRuns<std::uint8_t, std::uint8_t>(frame.rects(), kernel, Operand{&frame[dst], 1}, Operand{&frame[src1], 3});
