@@ -1,0 +1,68 @@
+// Measurements of an op beside a peer and beside a copy of the same bytes.
+//
+// A source registers its measurements and orvbench runs them: the op, the peer and the copy take turns, so that a busy
+// machine slows all of them, and the fastest of each counts.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orv/host/host.h"
+
+namespace orvbench {
+
+inline constexpr unsigned side = 2048;
+
+/// A session over the build that was asked for, kept for the whole run.
+orv::host::Session& session();
+
+/// An image of random samples with dense rows. `offset` (BIT alone) is the bit at which its rows begin; they then have
+/// a byte more.
+class Picture {
+public:
+    Picture(OrvDataType type, unsigned bands, unsigned offset = 0, unsigned width = side, unsigned height = side);
+
+    orv::host::Image& image() noexcept { return *image_; }
+    template <class T = unsigned char>
+    T* samples() noexcept {
+        return reinterpret_cast<T*>(bytes_.data());
+    }
+    std::size_t bytes() const noexcept { return bytes_.size(); }
+
+private:
+    std::vector<unsigned char> bytes_;
+    orv::host::Owned<orv::host::Image> image_;
+};
+
+/// A call of an op, ready to run any number of times.
+class Call {
+public:
+    Call(const char* op, std::vector<Picture*> sources, Picture& destination);
+    orv::host::Op& op() noexcept { return *op_; }
+    void operator()();
+
+private:
+    orv::host::Owned<orv::host::Op> op_;
+};
+
+/// One row of the table. What `prepare` makes lives while the row is measured.
+struct Measurement {
+    struct Runs {
+        std::function<void()> orv;
+        std::function<void()> peer; ///< none: beside the copy alone
+        std::size_t bytes = 0;      ///< read and written by the op
+        std::shared_ptr<void> holds;
+    };
+    std::string name;
+    std::string peer;
+    double goal = 0; ///< of the peer's speed
+    std::function<Runs()> prepare;
+};
+
+/// Adds a row; the answer lets it stand in an initialiser.
+bool measure(Measurement measurement);
+
+} // namespace orvbench
