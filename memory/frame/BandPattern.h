@@ -16,7 +16,7 @@ class BandPattern {
 public:
     /// `value(band)` for each of the bands.
     template <class Value>
-    BandPattern(unsigned bands, Value value) noexcept : period_(bands * std::max(1U, repeated / bands)) {
+    BandPattern(unsigned bands, Value value) noexcept : period_(std::size_t{bands} * pixels(bands)) {
         for (unsigned band = 0; band < bands; ++band) samples_[band] = value(band);
         for (std::size_t i = bands; i < period_; ++i) samples_[i] = samples_[i - bands];
     }
@@ -25,9 +25,18 @@ public:
     std::size_t period() const noexcept { return period_; }
 
 private:
-    static constexpr unsigned repeated = 2048;
     static constexpr std::size_t capacity = 65536;
-    alignas(64) inline static T samples_[capacity];
+
+    /// Whole vectors, so that no rest is left at the end of each repetition, while the pattern stays small.
+    static constexpr unsigned pixels(unsigned bands) noexcept {
+        constexpr unsigned vector = 64;
+        constexpr unsigned samples = 2048;
+        if (bands <= samples / vector) return samples / (vector * bands) * vector;
+        return bands <= 256 ? vector : 1;
+    }
+
+    // Room for a vector that starts at the last sample.
+    alignas(64) inline static T samples_[capacity + 16];
 
     std::size_t period_;
 };

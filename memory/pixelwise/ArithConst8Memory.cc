@@ -97,13 +97,19 @@ void subtractFromBytes(Frame& frame, const std::int32_t* values) noexcept {
     });
 }
 
+/// The quotients of constants and samples; a divisor of 0 gives the limit of the constant's sign, or 0.
 template <class T>
-T quotient(float c, T divisor) noexcept {
-    const T infinite = c < 0 && lowest<T> < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
-    const T ofZero = c == 0 ? T{0} : infinite;
-    const T rounded = roundInLanes<T>(c / (divisor == 0 ? 1.0F : static_cast<float>(divisor)));
-    return divisor == 0 ? ofZero : rounded;
-}
+struct Quotient {
+    using Lanes = FloatLanes<T>;
+    using Floats = typename Lanes::Floats;
+
+    typename Lanes::Samples operator()(Floats divisor, Floats c) const noexcept {
+        const Floats zero = {};
+        constexpr float negative = lowest<T> < 0 ? lowest<T> : highest<T>;
+        const Floats limit = c == zero ? zero : (c < zero ? negative + zero : highest<T> + zero);
+        return Lanes::round(divisor == zero ? limit : c / (divisor == zero ? zero + 1.0F : divisor));
+    }
+};
 
 template <class T>
 bool holdsZero(const T* s, std::size_t samples) noexcept {
@@ -112,19 +118,16 @@ bool holdsZero(const T* s, std::size_t samples) noexcept {
     return zeros != 0;
 }
 
-/// A float result for each sample of the frame's images: `result(constant, sample)`; `look(s, samples)` sees each run
-/// before it may be overwritten.
-template <class T, class Result, class Look>
-void eachResult(Frame& frame, OrvOp* op, Result result, Look look) noexcept {
+/// Float results of the samples and the constants: `op` works on FloatLanes<T>; `look(s, samples)` sees each run before
+/// it may be overwritten.
+template <class T, class Op, class Look>
+void eachResult(Frame& frame, OrvOp* op, Op result, Look look) noexcept {
     const float* constants = constantsOf(op);
     const unsigned bands = commonBands(frame[dst], frame[src1]);
     const BandPattern<float> pattern(bands, [&](unsigned band) { return constantOf(constants[band]); });
     walkSamples<T>(frame, bands, [&](T* d, const T* s, std::size_t samples) {
         look(s, samples);
-        overPeriods(samples, pattern.period(), [&](std::size_t first, std::size_t count) {
-            const float* const c = pattern.get();
-            for (std::size_t i = 0; i < count; ++i) d[first + i] = result(c[i], s[first + i]);
-        });
+        mapFloatsWithBands(d, s, samples, result, pattern);
     });
 }
 
@@ -133,7 +136,7 @@ OrvStatus divideInto(OrvOp* op, const FrameFacts& facts) noexcept {
     Frame frame(op);
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     bool zero = false;
-    eachResult<T>(frame, op, quotient<T>,
+    eachResult<T>(frame, op, Quotient<T>{},
                   [&](const T* s, std::size_t samples) { zero = zero || holdsZero(s, samples); });
     // Every pixel has been written: a divisor of 0 is told, and the op has succeeded.
     if (zero) fail(frame.image(src1), zeroDivisor, facts.file);
@@ -206,9 +209,9 @@ OrvStatus OrvDeviceComputeTypeMemory::MultiplyConst16(OrvOp* op, int) noexcept {
     static constexpr FrameFacts facts = oneSource<T, T>("MultiplyConst16Memory.cc");
     Frame frame(op);
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
+    using Floats = FloatLanes<T>::Floats;
     eachResult<T>(
-        frame, op, [](float c, T v) { return roundInLanes<T>(static_cast<float>(v) * c); },
-        [](const T*, std::size_t) {});
+        frame, op, [](Floats v, Floats c) { return FloatLanes<T>::round(v * c); }, [](const T*, std::size_t) {});
     return ORV_SUCCESS;
 }
 

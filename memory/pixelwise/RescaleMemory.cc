@@ -106,15 +106,13 @@ OrvStatus OrvDeviceComputeTypeMemory::Rescale16(OrvOp* op, int) noexcept {
     const unsigned used = commonBands(frame[dst], frame[src1]);
     const BandPattern<float, 0> scales(used, [&](unsigned band) { return scaling.scale(band); });
     const BandPattern<float, 1> offsets(used, [&](unsigned band) { return scaling.offset(band); });
+    using Floats = FloatLanes<T>::Floats;
+    const auto rescale = [](Floats v, Floats scale, Floats offset) {
+        const Floats product = v * scale;
+        return FloatLanes<T>::round(product + offset);
+    };
     const auto kernel = [&](T* d, const T* s, std::size_t pixels) {
-        overPeriods(pixels * used, scales.period(), [&](std::size_t first, std::size_t count) {
-            const float* const scale = scales.get();
-            const float* const offset = offsets.get();
-            for (std::size_t i = 0; i < count; ++i) {
-                const float product = static_cast<float>(s[first + i]) * scale[i];
-                d[first + i] = roundInLanes<T>(product + offset[i]);
-            }
-        });
+        mapFloatsWithBands(d, s, pixels * used, rescale, scales, offsets);
     };
     walkRuns<T, T>(frame.rects(), kernel, Operand{&frame[dst], used}, Operand{&frame[src1], used});
     return ORV_SUCCESS;
