@@ -41,28 +41,25 @@ struct Reach {
     }
 };
 
-/// Source rows as floats, as many as the kernel reaches: source values plus the error received so far.
+/// Rows of floats, as many as the kernel reaches: the row at work, which starts as source values, and the errors of the
+/// rows above it.
 class Ring {
 public:
     Ring(long rows, std::size_t samples) noexcept
-        : samples_(samples),
-          count_(rows),
-          block_(static_cast<std::size_t>(rows) * samples),
-          rows_(static_cast<std::size_t>(rows)) {
+        : count_(rows), block_(static_cast<std::size_t>(rows) * samples), rows_(static_cast<std::size_t>(rows)) {
         if (!*this) return;
-        for (long row = 0; row < rows; ++row)
-            rows_[static_cast<std::size_t>(row)] = &block_[static_cast<std::size_t>(row) * samples];
+        for (std::size_t row = 0; row < static_cast<std::size_t>(rows); ++row) rows_[row] = &block_[row * samples];
     }
 
     explicit operator bool() const noexcept { return block_ && rows_; }
     long size() const noexcept { return count_; }
+    /// The row at work is row 0, the one above it row 1.
     float* operator[](long row) const noexcept { return rows_[static_cast<std::size_t>(row)]; }
 
-    /// The finished row's buffer goes to the end.
-    void rotate() noexcept { std::rotate(rows_.get(), rows_.get() + 1, rows_.get() + count_); }
+    /// The row at work becomes the one above; the farthest one's buffer serves the next.
+    void rotate() noexcept { std::rotate(rows_.get(), rows_.get() + count_ - 1, rows_.get() + count_); }
 
 private:
-    std::size_t samples_;
     long count_;
     Array<float> block_;
     Array<float*> rows_;
@@ -86,23 +83,6 @@ void readRow(const Raster& source, long row, long width, float* to) noexcept {
     }
 }
 
-template <class D>
-void writeIndex(const Raster& image, long x, long y, int index) noexcept {
-    if constexpr (std::is_same_v<D, Bit>) {
-        const BitPosition at = image.bit(x, y, 0);
-        orv_bit_setvalue(at.byte, index != 0 ? 1 : 0, 1, at.offset);
-    } else {
-        *image.at<D>(x, y) = static_cast<D>(index);
-    }
-}
-
-/// The pixel gains a share of the error: the product is exact, and the sum is rounded to single precision once.
-void gain(float* pixel, const float* error, float weight, unsigned bands) noexcept {
-    for (unsigned band = 0; band < bands; ++band) {
-        pixel[band] = static_cast<float>(double{pixel[band]} + double{error[band]} * double{weight});
-    }
-}
-
 /// One image on its way through the pass.
 struct Pass {
     Raster source; ///< from its own first pixel, whatever the origin
@@ -112,47 +92,106 @@ struct Pass {
     Reach reach;
 };
 
-void spread(const Pass& pass, const Ring& ring, long x, long rowsBelow, const float* error) noexcept {
+/// What a pixel gains: the product is exact, and the sum is rounded to single precision once.
+float gain(float value, float error, float weight) noexcept {
+    return static_cast<float>(double{value} + double{error} * double{weight});
+}
+
+void gainRow(float* row, const float* errors, float weight, std::size_t samples) noexcept {
+    for (std::size_t i = 0; i < samples; ++i) row[i] = gain(row[i], errors[i], weight);
+}
+
+/// The row at work gains from the rows above: errors arrive in the order in which the pixels were done.
+void gainFromAbove(const Pass& pass, const Ring& ring, long y) noexcept {
     const Reach& reach = pass.reach;
-    const unsigned bands = pass.source.bands;
-    const long first = -std::min(reach.left, x);
-    const auto pixelAt = [&](long row, long dx) { return ring[row] + static_cast<std::size_t>(x + dx) * bands; };
-    for (long dx = 1; dx <= std::min(reach.besideKey, pass.width - 1 - x); ++dx) {
-        gain(pixelAt(0, dx), error, reach.key[dx], bands);
+    const long bands = static_cast<long>(pass.source.bands);
+    for (long above = std::min(reach.below, y); above >= 1; --above) {
+        const float* weights = reach.key + above * reach.width;
+        for (long dx = reach.right; dx >= -reach.left; --dx) {
+            const long first = std::max(dx, 0L);
+            const long count = pass.width - std::abs(dx);
+            if (count <= 0) continue;
+            gainRow(ring[0] + first * bands, ring[above] + (first - dx) * bands, weights[dx],
+                    static_cast<std::size_t>(count * bands));
+        }
     }
-    const long last = std::min(reach.right, pass.width - 1 - x);
-    for (long row = 1; row <= rowsBelow; ++row) {
-        const float* weights = reach.key + row * reach.width;
-        for (long dx = first; dx <= last; ++dx) gain(pixelAt(row, dx), error, weights[dx], bands);
+}
+
+constexpr long chunkPixels = 512;
+
+template <class D>
+void storeIndices(const SampleOf<D>* indices, const Raster& image, long x, long y, long count) noexcept {
+    if constexpr (std::is_same_v<D, Bit>) {
+        const BitPosition to = image.bit(x, y, 0);
+        packBits(indices, 1, to.byte, to.offset, static_cast<std::size_t>(count));
+    } else {
+        for (long i = 0; i < count; ++i) *image.at<D>(x + i, y) = indices[i];
+    }
+}
+
+template <class D>
+SampleOf<D> asSample(int index) noexcept {
+    if constexpr (std::is_same_v<D, Bit>) return index != 0 ? 1 : 0;
+    return static_cast<SampleOf<D>>(index);
+}
+
+/// Quantises a row from left to right: each pixel gains from those to its left, then turns into its error.
+template <class D, unsigned Bands, class Search>
+void diffuseRow(const Pass& pass, float* row, long y, const Search& search) noexcept {
+    const unsigned bands = Bands != 0 ? Bands : pass.source.bands;
+    const Reach& reach = pass.reach;
+    SampleOf<D> indices[chunkPixels];
+    for (long start = 0; start < pass.width; start += chunkPixels) {
+        const long count = std::min(chunkPixels, pass.width - start);
+        for (long i = 0; i < count; ++i) {
+            float* pixel = row + static_cast<std::size_t>(start + i) * bands;
+            for (long dx = std::min(reach.besideKey, start + i); dx >= 1; --dx) {
+                const float* errors = pixel - dx * static_cast<long>(bands);
+                for (unsigned band = 0; band < bands; ++band)
+                    pixel[band] = gain(pixel[band], errors[band], reach.key[dx]);
+            }
+            indices[i] = asSample<D>(search.quantise(pixel) + search.offset());
+        }
+        storeIndices<D>(indices, pass.result, start, y, count);
+    }
+}
+
+/// The same where only the left neighbour gives, as with most kernels: its error stays at hand.
+template <class D, unsigned Bands, class Search>
+void diffuseRowFromNeighbour(const Pass& pass, float* row, long y, const Search& search) noexcept {
+    const float weight = pass.reach.key[1];
+    SampleOf<D> indices[chunkPixels];
+    float error[Bands] = {};
+    for (long start = 0; start < pass.width; start += chunkPixels) {
+        const long count = std::min(chunkPixels, pass.width - start);
+        for (long i = 0; i < count; ++i, row += Bands) {
+            for (unsigned band = 0; band < Bands; ++band) error[band] = gain(row[band], error[band], weight);
+            indices[i] = asSample<D>(search.quantise(error) + search.offset());
+            for (unsigned band = 0; band < Bands; ++band) row[band] = error[band];
+        }
+        storeIndices<D>(indices, pass.result, start, y, count);
     }
 }
 
 template <class D, class Search>
-void diffuseRow(const Pass& pass, const Ring& ring, long y, float* error, Search& search) noexcept {
-    const unsigned bands = pass.source.bands;
-    const long rowsBelow = std::min(pass.reach.below, pass.rows - 1 - y);
-    for (long x = 0; x < pass.width; ++x) {
-        const float* pixel = ring[0] + static_cast<std::size_t>(x) * bands;
-        const auto match = search(pixel);
-        writeIndex<D>(pass.result, x, y, match.index + search.offset());
-        if (match.color == nullptr) continue;
-        bool any = false;
-        for (unsigned band = 0; band < bands; ++band) {
-            error[band] = band < search.bands() ? pixel[band] - static_cast<float>(match.color[band]) : 0.0F;
-            any = any || error[band] != 0.0F;
-        }
-        if (any) spread(pass, ring, x, rowsBelow, error);
+void diffuseRow(const Pass& pass, float* row, long y, const Search& search) noexcept {
+    const bool neighbourAlone = pass.reach.besideKey == 1;
+    if constexpr (Search::bandsAre1) {
+        if (pass.source.bands == 1 && neighbourAlone) return diffuseRowFromNeighbour<D, 1>(pass, row, y, search);
     }
+    if constexpr (Search::bandsAre3) {
+        if (pass.source.bands == 3 && neighbourAlone) return diffuseRowFromNeighbour<D, 3>(pass, row, y, search);
+    }
+    diffuseRow<D, 0>(pass, row, y, search);
 }
 
 template <class S, class D, class Search>
-void diffuseRows(const Pass& pass, Ring& ring, float* error, Search& search) noexcept {
-    for (long row = 0; row < ring.size(); ++row) readRow<S>(pass.source, row, pass.width, ring[row]);
+void diffuseRows(const Pass& pass, Ring& ring, const Search& search) noexcept {
     for (long y = 0; y < pass.rows; ++y) {
-        diffuseRow<D>(pass, ring, y, error, search);
-        ring.rotate();
-        const long next = y + ring.size();
-        if (next < pass.rows) readRow<S>(pass.source, next, pass.width, ring[ring.size() - 1]);
+        if (y > 0) ring.rotate();
+        readRow<S>(pass.source, y, pass.width, ring[0]);
+        gainFromAbove(pass, ring, y);
+        diffuseRow<D>(pass, ring[0], y, search);
     }
 }
 
@@ -234,9 +273,10 @@ OrvStatus diffuse(OrvImage* source, OrvImage* destination, OrvKernel* kernel, co
     if (search.prepare() != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = pass.source.bands;
     Ring ring(std::min(pass.rows, std::max(pass.reach.below, 0L) + 1), std::size_t{width} * bands);
+    // The error of one pixel: the ring's rows hold it, the allocation stays a part of the pass.
     const Array<float> error(bands);
     if (!ring || !error) return fail(destination, noMemory, lines.file);
-    diffuseRows<S, D>(pass, ring, error.get(), search);
+    diffuseRows<S, D>(pass, ring, search);
 
     // The temporary image lies as the source does.
     pass.result.ox = frame[src1].ox;
@@ -245,25 +285,35 @@ OrvStatus diffuse(OrvImage* source, OrvImage* destination, OrvKernel* kernel, co
     return ORV_SUCCESS;
 }
 
-// The searches. Each answers an index and the entry's samples.
+// The searches. Each answers a pixel's index and leaves the error in its place.
 
 template <class T>
 class SearchBase {
 public:
+    static constexpr bool bandsAre1 = false;
+    static constexpr bool bandsAre3 = false;
+
     SearchBase(OrvLookup* lookup, unsigned sourceBands) noexcept
-        : palette_(lookup), bands_(std::min(sourceBands, palette_.bands)) {}
+        : palette_(lookup), sourceBands_(sourceBands), bands_(std::min(sourceBands, palette_.bands)) {}
 
     OrvStatus prepare() noexcept { return ORV_SUCCESS; }
     int offset() const noexcept { return palette_.offset; }
-    unsigned bands() const noexcept { return bands_; }
 
 protected:
+    /// Bands that the lookup lacks have no error, nor has a pixel without a colour.
+    int take(const Match<T>& match, float* pixel) const noexcept {
+        const unsigned bands = match.color != nullptr ? bands_ : 0;
+        for (unsigned band = 0; band < bands; ++band) pixel[band] -= static_cast<float>(match.color[band]);
+        for (unsigned band = bands; band < sourceBands_; ++band) pixel[band] = 0.0F;
+        return match.index;
+    }
     Match<T> entry(unsigned index) const noexcept {
         if (index >= palette_.entries) return {static_cast<int>(index), nullptr};
         return {static_cast<int>(index), palette_[index]};
     }
 
     Palette<T> palette_;
+    unsigned sourceBands_;
     unsigned bands_;
 };
 
@@ -272,22 +322,28 @@ template <class T>
 class FullSearch : public SearchBase<T> {
 public:
     using SearchBase<T>::SearchBase;
-    Match<T> operator()(const float* pixel) const noexcept {
-        return find_nearest_color(pixel, this->palette_, this->bands_);
+    int quantise(float* pixel) const noexcept {
+        return this->take(find_nearest_color(pixel, this->palette_, this->bands_), pixel);
     }
 };
 
 /// Three bands of bytes: the grid of cells.
 class GridSearch : public SearchBase<std::uint8_t> {
 public:
+    static constexpr bool bandsAre3 = true;
+
     GridSearch(OrvLookup* lookup, unsigned sourceBands) noexcept : SearchBase(lookup, sourceBands), lookup_(lookup) {}
 
     OrvStatus prepare() noexcept {
         renew_nc_grid(lookup_);
         return ORV_SUCCESS;
     }
-    Match<std::uint8_t> operator()(const float* pixel) const noexcept {
-        return nc_grid_32to8_3(pixel, lookup_, palette_);
+    int quantise(float* pixel) const noexcept {
+        const Match<std::uint8_t> match = nc_grid_32to8_3(pixel, lookup_, palette_);
+        for (unsigned band = 0; band < 3; ++band) {
+            pixel[band] = match.color != nullptr ? pixel[band] - static_cast<float>(match.color[band]) : 0.0F;
+        }
+        return match.index;
     }
 
 private:
@@ -338,13 +394,17 @@ private:
 /// One band of bytes: among equally near entries the one with the larger value, then the higher index.
 class SortedSearch : public SearchBase<std::uint8_t> {
 public:
+    static constexpr bool bandsAre1 = true;
+
     SortedSearch(OrvLookup* lookup, unsigned sourceBands, const PathFacts& facts) noexcept
         : SearchBase(lookup, sourceBands), lookup_(lookup), facts_(facts) {}
 
     OrvStatus prepare() noexcept { return sortedEntries.fit(lookup_, palette_, facts_); }
-    Match<std::uint8_t> operator()(const float* pixel) const noexcept {
-        if (palette_.entries == 0) return {0, nullptr};
-        return entry(sortedEntries.byHalves[toInt(2.0 * double{*pixel}, 0, halfValues - 1)]);
+    int quantise(float* pixel) const noexcept {
+        if (palette_.entries == 0) return take({0, nullptr}, pixel);
+        const std::uint8_t index = sortedEntries.byHalves[toInt(2.0F * *pixel, 0, halfValues - 1)];
+        *pixel -= static_cast<float>(palette_.samples[index]);
+        return index;
     }
 
 private:
@@ -356,21 +416,34 @@ private:
 template <class T>
 class ThresholdSearch : public SearchBase<T> {
 public:
+    static constexpr bool bandsAre1 = true;
+
     ThresholdSearch(OrvLookup* lookup, unsigned sourceBands) noexcept : SearchBase<T>(lookup, sourceBands) {
-        if (this->palette_.entries < 2) return;
-        const int first = this->palette_[0][0];
-        const int second = this->palette_[1][0];
-        threshold_ = static_cast<float>(first + second) / 2.0F;
-        higher_ = second >= first ? 1 : 0;
+        const Palette<T>& palette = this->palette_;
+        if (palette.entries != 0) low_ = high_ = static_cast<float>(palette[0][0]);
+        if (palette.entries < 2) return;
+        const auto second = static_cast<float>(palette[1][0]);
+        higher_ = second >= low_ ? 1 : 0;
+        low_ = std::min(high_, second);
+        high_ = std::max(high_, second);
+        threshold_ = (low_ + high_) / 2.0F;
+        lower_ = 1 - higher_;
     }
-    Match<T> operator()(const float* pixel) const noexcept {
-        if (this->palette_.entries < 2) return this->entry(0);
-        return this->entry(*pixel >= threshold_ ? higher_ : 1 - higher_);
+    int quantise(float* pixel) const noexcept {
+        if (this->palette_.entries == 0) return this->take({0, nullptr}, pixel);
+        const float toLow = *pixel - low_;
+        const float toHigh = *pixel - high_;
+        const bool high = *pixel >= threshold_;
+        *pixel = high ? toHigh : toLow;
+        return high ? higher_ : lower_;
     }
 
 private:
     float threshold_ = 0;
-    unsigned higher_ = 0;
+    float low_ = 0;
+    float high_ = 0;
+    int lower_ = 0;
+    int higher_ = 0;
 };
 
 /// Two entries of three bands: the nearer one; where both are as near the brighter one, then the second.
@@ -385,11 +458,11 @@ public:
         }
         preferred_ = sums[1] >= sums[0] ? 1 : 0;
     }
-    Match<T> operator()(const float* pixel) const noexcept {
-        if (this->palette_.entries < 2) return this->entry(0);
+    int quantise(float* pixel) const noexcept {
+        if (this->palette_.entries < 2) return this->take(this->entry(0), pixel);
         const double toPreferred = distance(pixel, preferred_);
         const double toOther = distance(pixel, 1 - preferred_);
-        return this->entry(toOther < toPreferred ? 1 - preferred_ : preferred_);
+        return this->take(this->entry(toOther < toPreferred ? 1 - preferred_ : preferred_), pixel);
     }
 
 private:
