@@ -326,7 +326,25 @@ inline I32 gather(const T* base, I32 index) noexcept {
     for (std::size_t i = 0; i < count<std::int32_t>; ++i) values[i] = base[index[i]];
     return values;
 }
+
+inline U32 gatherWords(const std::byte* base, I32 offset) noexcept {
+    U32 words;
+    for (std::size_t i = 0; i < count<std::int32_t>; ++i) words[i] = load<std::uint32_t>(base + offset[i]);
+    return words;
+}
 } // namespace plain
+
+/// Four bytes from each byte offset, as the processor holds a 32-bit word.
+inline U32 gatherWords(const std::byte* base, I32 offset) noexcept {
+#if defined(__AVX512BW__)
+    // The form with a mask, for compilers that take the plain one's unset operand for a fault.
+    return (U32)_mm512_mask_i32gather_epi32(_mm512_setzero_si512(), 0xffff, (Raw)offset, base, 1);
+#elif defined(__AVX2__)
+    return (U32)_mm256_i32gather_epi32(reinterpret_cast<const int*>(base), (Raw)offset, 1);
+#else
+    return plain::gatherWords(base, offset);
+#endif
+}
 
 /// base[index] for each lane, bytes or shorts as integers. `last` is the index of the last sample that may be read: a
 /// gather reads 32 bits, so lanes near the end read earlier ones and shift.

@@ -5,6 +5,7 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/geometry/Dda.h"
 #include "memory/geometry/GeomOps.h"
+#include "memory/geometry/RunLanes.h"
 #include "memory/geometry/fastPaths.h"
 #include "memory/geometry/interpolate.h"
 #include "memory/geometry/taps.h"
@@ -29,20 +30,93 @@ struct Samples {
 };
 
 template <class T>
-struct NearestPixel {
-    using Dda = FixedDda;
+void copyBands(T* to, const T* from, unsigned bands) noexcept {
+    for (unsigned band = 0; band < bands; ++band) to[band] = from[band];
+}
 
-    static void write(T* to, const Samples<T>& from, const Dda& dda, unsigned bands) noexcept {
-        const T* sample = from.at(dda.column(), dda.row());
-        for (unsigned band = 0; band < bands; ++band) to[band] = sample[band];
+/// Steps every run of a call to the nearest pixel. Positions are known beforehand: a run that stays in the image needs
+/// no look at its single positions, and where they fit 32 bits their offsets are made many at a time.
+template <class T>
+struct NearestRuns {
+    const GeomCall& call;
+
+    void operator()(const geom::scan* scan, const Rect&) const noexcept {
+        const Raster& to = call.dst.raster;
+        for (; scan != nullptr; scan = scan->next) {
+            const Run run = call.start(*scan);
+            T* first = to.at<T>(run.x1, run.y);
+            const long length = run.x2 - run.x1 + 1;
+            if (!inside(FixedDda(run), length)) {
+                plain(first, FixedDda(run), length);
+                continue;
+            }
+            switch (to.pixelOf<T>() == static_cast<std::ptrdiff_t>(call.bands) ? call.bands : 0) {
+            case 1:
+                offsets<1>(first, FixedDda(run), length);
+                break;
+            case 3:
+                offsets<3>(first, FixedDda(run), length);
+                break;
+            case 4:
+                offsets<4>(first, FixedDda(run), length);
+                break;
+            default:
+                offsets<0>(first, FixedDda(run), length);
+            }
+        }
+    }
+
+private:
+    static constexpr long chunk = 256;
+
+    void plain(T* to, FixedDda dda, long length) const noexcept {
+        const Samples<T> source(call.src);
+        const std::ptrdiff_t pixel = call.dst.raster.pixelOf<T>();
+        for (long k = 0; k < length; ++k, dda.step(), to += pixel) {
+            copyBands(to, source.at(dda.column(), dda.row()), call.bands);
+        }
+    }
+
+    /// Both ends of the run lie in an image whose positions and offsets fit 32 bits.
+    bool inside(const FixedDda& dda, long length) const noexcept {
+        const Picture& src = call.src;
+        const auto within = [length](long first, long step, long origin, long size) {
+            const long last = first + step * (length - 1);
+            return std::min(first, last) + origin * FixedDda::one >= 0 &&
+                   std::max(first, last) + origin * FixedDda::one < size * FixedDda::one;
+        };
+        return within(dda.x, dda.dx, src.raster.ox, src.width) && within(dda.y, dda.dy, src.raster.oy, src.height) &&
+               src.width < 0x8000 && src.height < 0x8000 && src.height * src.raster.stride < INT_MAX;
+    }
+
+    /// `Bands` is the destination's pixel stride and the number of bands, 0 for any.
+    template <unsigned Bands>
+    void offsets(T* to, const FixedDda& dda, long length) const noexcept {
+        const Raster& from = call.src.raster;
+        const T* base = reinterpret_cast<const T*>(from.data);
+        const auto stride = static_cast<std::int32_t>(from.strideOf<T>());
+        const auto sourcePixel = static_cast<std::int32_t>(from.pixelOf<T>());
+        const std::ptrdiff_t pixel = Bands != 0 ? static_cast<std::ptrdiff_t>(Bands) : call.dst.raster.pixelOf<T>();
+        const unsigned bands = Bands != 0 ? Bands : call.bands;
+        const auto dx = static_cast<std::uint32_t>(dda.dx);
+        const auto dy = static_cast<std::uint32_t>(dda.dy);
+        for (long done = 0; done < length; done += chunk) {
+            const auto now = static_cast<std::uint32_t>(std::min(chunk, length - done));
+            const auto x = static_cast<std::uint32_t>(dda.x + from.ox * FixedDda::one + done * dda.dx);
+            const auto y = static_cast<std::uint32_t>(dda.y + from.oy * FixedDda::one + done * dda.dy);
+            std::int32_t offset[chunk];
+            for (std::uint32_t k = 0; k < now; ++k) {
+                offset[k] = static_cast<std::int32_t>((y + k * dy) >> 16) * stride +
+                            static_cast<std::int32_t>((x + k * dx) >> 16) * sourcePixel;
+            }
+            for (std::uint32_t k = 0; k < now; ++k, to += pixel) copyBands(to, base + offset[k], bands);
+        }
     }
 };
 
-template <class T>
 struct BilinearPixel {
-    using Dda = FloatDda;
-
-    static void write(T* to, const Samples<T>& from, const Dda& dda, unsigned bands) noexcept {
+    template <class T>
+    static void write(T* to, const Samples<T>& from, const FloatDda& dda, unsigned bands) noexcept {
         const long x = dda.x.whole;
         const long y = dda.y.whole;
         const T* const corners[4] = {from.at(x, y), from.at(x + 1, y), from.at(x, y + 1), from.at(x + 1, y + 1)};
@@ -52,13 +126,27 @@ struct BilinearPixel {
                                         widen(corners[3][band]), dda.x.fraction, dda.y.fraction));
         }
     }
+
+    template <class T>
+    [[gnu::always_inline]] static void make(const LaneSource<T>& from, const AxisLanes& x, const AxisLanes& y,
+                                            unsigned bands, I32* to) noexcept {
+        const I32 columns[2] = {from.columnOffset(x.whole), from.columnOffset(x.whole + 1)};
+        const I32 rows[2] = {from.rowOffset(y.whole), from.rowOffset(y.whole + 1)};
+        for (unsigned first = 0; first < bands; first += LaneSource<T>::samplesPerWord) {
+            const typename LaneSource<T>::template Taps<2> above(from, columns, rows[0], first);
+            const typename LaneSource<T>::template Taps<2> below(from, columns, rows[1], first);
+            for (unsigned band = 0; band < std::min(LaneSource<T>::samplesPerWord, bands - first); ++band) {
+                *to++ = between(between(above(0, band), above(1, band), x.fraction),
+                                between(below(0, band), below(1, band), x.fraction), y.fraction) >>
+                        fractionBits;
+            }
+        }
+    }
 };
 
-template <class T>
 struct BicubicPixel {
-    using Dda = FloatDda;
-
-    static void write(T* to, const Samples<T>& from, const Dda& dda, unsigned bands) noexcept {
+    template <class T>
+    static void write(T* to, const Samples<T>& from, const FloatDda& dda, unsigned bands) noexcept {
         const float fx = dda.x.fraction;
         const float fy = dda.y.fraction;
         const float tx = cubicWeight(fx);
@@ -78,34 +166,87 @@ struct BicubicPixel {
             to[band] = narrow<T>(cubic(rows[0], rows[1], rows[2], rows[3], fy, ty));
         }
     }
-};
 
-/// Steps every run of a call, pixel by pixel.
-template <class T, class Pixel>
-struct PixelRuns {
-    const GeomCall& call;
-
-    void operator()(const geom::scan* scan, const Rect&) const noexcept {
-        const Samples<T> source(call.src);
-        for (; scan != nullptr; scan = scan->next) {
-            const Run run = call.start(*scan);
-            typename Pixel::Dda dda(run);
-            T* to = call.dst.raster.template at<T>(run.x1, run.y);
-            const std::ptrdiff_t pixel = call.dst.raster.template pixelOf<T>();
-            for (long x = run.x1; x <= run.x2; ++x, dda.step(), to += pixel) {
-                Pixel::write(to, source, dda, call.bands);
+    template <class T>
+    [[gnu::always_inline]] static void make(const LaneSource<T>& from, const AxisLanes& x, const AxisLanes& y,
+                                            unsigned bands, I32* to) noexcept {
+        const I32 columns[4] = {from.columnOffset(x.whole - 1), from.columnOffset(x.whole),
+                                from.columnOffset(x.whole + 1), from.columnOffset(x.whole + 2)};
+        const I32 rows[4] = {from.rowOffset(y.whole - 1), from.rowOffset(y.whole), from.rowOffset(y.whole + 1),
+                             from.rowOffset(y.whole + 2)};
+        const F32 tx = cubicWeight(x.fraction);
+        const F32 ty = cubicWeight(y.fraction);
+        const I32 low = widen(std::numeric_limits<T>::min()) - I32{};
+        const I32 high = widen(std::numeric_limits<T>::max()) - I32{};
+        for (unsigned first = 0; first < bands; first += LaneSource<T>::samplesPerWord) {
+            const unsigned group = std::min(LaneSource<T>::samplesPerWord, bands - first);
+            I32 lines[4][LaneSource<T>::samplesPerWord];
+            for (int row = 0; row < 4; ++row) {
+                const typename LaneSource<T>::template Taps<4> tap(from, columns, rows[row], first);
+                for (unsigned band = 0; band < group; ++band) {
+                    lines[row][band] = cubic(tap(0, band), tap(1, band), tap(2, band), tap(3, band), x.fraction, tx);
+                }
+            }
+            for (unsigned band = 0; band < group; ++band) {
+                const I32 value = cubic(lines[0][band], lines[1][band], lines[2][band], lines[3][band], y.fraction, ty);
+                *to++ = lanes::smaller<I32>(lanes::larger<I32>(value, low), high) >> fractionBits;
             }
         }
     }
 };
 
-template <class T, template <class> class Pixel, Interpolation interpolation>
+/// Steps every run of a call with the float DDA: in lanes where they reach, else pixel by pixel.
+template <class T, class Pixel>
+struct FloatRuns {
+    const GeomCall& call;
+
+    void operator()(const geom::scan* scan, const Rect&) const noexcept {
+        const LaneSource<T> source(call.src, call.bands);
+        if (!source.fits() || call.bands > maxLaneBands) {
+            for (; scan != nullptr; scan = scan->next) plain(call.start(*scan));
+            return;
+        }
+        switch (call.bands) {
+        case 1:
+            return inLanes<1>(scan, source);
+        case 3:
+            return inLanes<3>(scan, source);
+        case 4:
+            return inLanes<4>(scan, source);
+        default:
+            return inLanes<0>(scan, source);
+        }
+    }
+
+private:
+    template <unsigned Bands>
+    void inLanes(const geom::scan* scan, const LaneSource<T>& source) const noexcept {
+        RunLanes<T, Pixel, Bands> batch(call, source);
+        for (; scan != nullptr; scan = scan->next) {
+            const Run run = call.start(*scan);
+            if (batch.add(run)) continue;
+            batch.run();
+            if (!batch.add(run)) plain(run);
+        }
+        batch.run();
+    }
+
+    void plain(const Run& run) const noexcept {
+        const Samples<T> source(call.src);
+        T* to = call.dst.raster.template at<T>(run.x1, run.y);
+        const std::ptrdiff_t pixel = call.dst.raster.template pixelOf<T>();
+        FloatDda dda(run);
+        for (long x = run.x1; x <= run.x2; ++x, dda.step(), to += pixel) Pixel::write(to, source, dda, call.bands);
+    }
+};
+
+template <class T, class Runs, Interpolation interpolation>
 OrvStatus pixelEngine(OrvImage* src, OrvImage* dst, const Matrix& m, OrvInterpolationTable*,
                       OrvInterpolationTable*) noexcept {
     if (GeomCall::singular(m)) return ORV_SUCCESS;
     GeomCall call;
     if (call.open(src, dst, m, interpolation, dataTypeOf<T>) != ORV_SUCCESS) return ORV_FAILURE;
-    PixelRuns<T, Pixel<T>> runs{call};
+    Runs runs{call};
     return call.walk(true, runs);
 }
 
@@ -171,11 +312,11 @@ OrvStatus kernelEngine(OrvImage* src, OrvImage* dst, const Matrix& m, OrvInterpo
 }
 
 template <class T>
-constexpr Engine nearestEngine = pixelEngine<T, NearestPixel, Interpolation::nearest>;
+constexpr Engine nearestEngine = pixelEngine<T, NearestRuns<T>, Interpolation::nearest>;
 template <class T>
-constexpr Engine bilinearEngine = pixelEngine<T, BilinearPixel, Interpolation::bilinear>;
+constexpr Engine bilinearEngine = pixelEngine<T, FloatRuns<T, BilinearPixel>, Interpolation::bilinear>;
 template <class T>
-constexpr Engine bicubicEngine = pixelEngine<T, BicubicPixel, Interpolation::bicubic>;
+constexpr Engine bicubicEngine = pixelEngine<T, FloatRuns<T, BicubicPixel>, Interpolation::bicubic>;
 
 using Byte = std::uint8_t;
 using Short = std::int16_t;

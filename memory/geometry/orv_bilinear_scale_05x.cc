@@ -22,6 +22,19 @@ const T* rowAt(const Picture& src, long row) noexcept {
     return reinterpret_cast<const T*>(src.raster.data + std::clamp(row, 0L, src.height - 1) * src.raster.stride);
 }
 
+/// Dense pixels whose four sources lie in the image. `Bands` is the number of bands, 0 for any.
+template <unsigned Bands, class T>
+void halvePixels(T* to, const T* upper, const T* lower, long pixels, unsigned anyBands) noexcept {
+    const unsigned bands = Bands != 0 ? Bands : anyBands;
+    for (long i = 0; i < pixels; ++i) {
+        for (unsigned band = 0; band < bands; ++band) {
+            const long left = 2 * i * bands + band;
+            const long right = left + bands;
+            to[i * bands + band] = mean(upper[left], upper[right], lower[left], lower[right]);
+        }
+    }
+}
+
 template <class T>
 void halveRow(const ScaledRegion& region, const Rect& rect, long y) noexcept {
     const Picture& src = region.src;
@@ -29,12 +42,32 @@ void halveRow(const ScaledRegion& region, const Rect& rect, long y) noexcept {
     const T* upper = rowAt<T>(src, row);
     const T* lower = rowAt<T>(src, row + 1);
     const std::ptrdiff_t pixel = src.raster.pixelOf<T>();
-    for (long x = rect.x; x < rect.x + static_cast<long>(rect.width); ++x) {
+    const unsigned bands = region.bands;
+    const long end = rect.x + static_cast<long>(rect.width);
+    long x = rect.x;
+    const long column0 = 2 * x + src.raster.ox;
+    if (pixel == static_cast<std::ptrdiff_t>(bands) && region.dst.raster.pixelOf<T>() == pixel && column0 >= 0) {
+        const long pixels = std::clamp((src.width - column0) / 2, 0L, end - x);
+        T* to = region.dst.raster.at<T>(x, y);
+        upper += column0 * pixel;
+        lower += column0 * pixel;
+        if (bands == 1) {
+            halvePixels<1>(to, upper, lower, pixels, 0);
+        } else if (bands == 3) {
+            halvePixels<3>(to, upper, lower, pixels, 0);
+        } else {
+            halvePixels<0>(to, upper, lower, pixels, bands);
+        }
+        upper -= column0 * pixel;
+        lower -= column0 * pixel;
+        x += pixels;
+    }
+    for (; x < end; ++x) {
         const long column = 2 * x + src.raster.ox;
         const long left = std::clamp(column, 0L, src.width - 1) * pixel;
         const long right = std::clamp(column + 1, 0L, src.width - 1) * pixel;
         T* to = region.dst.raster.at<T>(x, y);
-        for (unsigned band = 0; band < region.bands; ++band) {
+        for (unsigned band = 0; band < bands; ++band) {
             to[band] = mean(upper[left + band], upper[right + band], lower[left + band], lower[right + band]);
         }
     }

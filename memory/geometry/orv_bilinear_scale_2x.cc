@@ -1,6 +1,7 @@
 // Double size: pixels between two are their mean.
 
 #include <algorithm>
+#include <cstring>
 
 #include "memory/frame/orvi_new.h"
 #include "memory/geometry/fastPaths.h"
@@ -33,27 +34,77 @@ long writtenRows(const Picture& src, const Rect& rect) noexcept {
     return static_cast<double>(src.height - 1) < last ? height - 1 : height;
 }
 
+/// Pairs of columns of a row between two source rows (which may be one): each source sample, then its mean with the
+/// right neighbour's. Along x first, then along y; the mean of a value and itself is that value.
+template <class T>
+void enlargePairs(T* to, const T* upper, const T* lower, long pairs, unsigned bands) noexcept {
+    if (bands == 1) {
+        for (long i = 0; i < pairs; ++i) {
+            to[2 * i] = mean(upper[i], lower[i]);
+            to[2 * i + 1] = mean(mean(upper[i], upper[i + 1]), mean(lower[i], lower[i + 1]));
+        }
+        return;
+    }
+    constexpr long chunk = 512;
+    T whole[chunk];
+    T between[chunk];
+    const long pixelsAtOnce = std::max(1L, chunk / static_cast<long>(bands));
+    for (long done = 0; done < pairs; done += pixelsAtOnce) {
+        const long pixels = std::min(pixelsAtOnce, pairs - done);
+        for (long i = 0; i < pixels * bands; ++i) {
+            whole[i] = mean(upper[i], lower[i]);
+            between[i] = mean(mean(upper[i], upper[i + bands]), mean(lower[i], lower[i + bands]));
+        }
+        for (long i = 0; i < pixels; ++i, to += 2 * bands) {
+            std::memcpy(to, whole + i * bands, bands * sizeof(T));
+            std::memcpy(to + bands, between + i * bands, bands * sizeof(T));
+        }
+        upper += pixels * bands;
+        lower += pixels * bands;
+    }
+}
+
 template <class T>
 class Doubler {
 public:
-    explicit Doubler(const ScaledRegion& region) noexcept : region_(region) {}
+    explicit Doubler(const ScaledRegion& region) noexcept
+        : region_(region),
+          dense_(region.src.raster.pixelOf<T>() == static_cast<std::ptrdiff_t>(region.bands) &&
+                 region.dst.raster.pixelOf<T>() == static_cast<std::ptrdiff_t>(region.bands) &&
+                 region.bands <= maxBands) {}
 
     void row(long x, long y, long columns) const noexcept {
-        const T* upper = rowAt(y >> 1);
-        const T* lower = rowAt((y >> 1) + (y & 1));
-        for (long i = x; i < x + columns; ++i) {
-            const long left = columnAt(i >> 1);
-            const long right = columnAt((i >> 1) + (i & 1));
-            T* to = region_.dst.raster.template at<T>(i, y);
+        const long end = x + columns;
+        const long even = std::min(end, x + (x & 1));
+        const long column = (even >> 1) + region_.src.raster.ox;
+        const long pairs = dense_ && column >= 0 ? std::clamp(region_.src.width - 1 - column, 0L, (end - even) / 2) : 0;
+        single(x, even, y);
+        if (pairs > 0) {
+            enlargePairs(region_.dst.raster.template at<T>(even, y), upper(y) + columnAt(even >> 1),
+                         lower(y) + columnAt(even >> 1), pairs, region_.bands);
+        }
+        single(even + 2 * pairs, end, y);
+    }
+
+private:
+    static constexpr unsigned maxBands = 64;
+
+    /// Any columns, one by one.
+    void single(long x, long end, long y) const noexcept {
+        for (; x < end; ++x) {
+            const long left = columnAt(x >> 1);
+            const long right = columnAt((x >> 1) + (x & 1));
+            T* to = region_.dst.raster.template at<T>(x, y);
             for (unsigned band = 0; band < region_.bands; ++band) {
-                // Along x first, then along y. The mean of a value and itself is that value.
-                to[band] =
-                    mean(mean(upper[left + band], upper[right + band]), mean(lower[left + band], lower[right + band]));
+                to[band] = mean(mean(upper(y)[left + band], upper(y)[right + band]),
+                                mean(lower(y)[left + band], lower(y)[right + band]));
             }
         }
     }
 
-private:
+    const T* upper(long y) const noexcept { return rowAt(y >> 1); }
+    const T* lower(long y) const noexcept { return rowAt((y >> 1) + (y & 1)); }
+
     const T* rowAt(long y) const noexcept {
         const Raster& raster = region_.src.raster;
         const long row = std::clamp(y + raster.oy, 0L, region_.src.height - 1);
@@ -65,6 +116,7 @@ private:
     }
 
     const ScaledRegion& region_;
+    bool dense_;
 };
 
 template <class T>
