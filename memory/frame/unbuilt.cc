@@ -12,64 +12,6 @@ OrvStatus unbuilt(OrvOp* op) noexcept { return orvi::fail(op, {"di-unbuilt", 4, 
 #define ORV_UNBUILT(NAME)                                                                                              \
     OrvStatus OrvDeviceComputeTypeMemory::NAME(OrvOp* op, int) noexcept { return unbuilt(op); }
 
-// table warp
-
-ORV_UNBUILT(TableWarp1nearest)
-ORV_UNBUILT(TableWarp1bilinear)
-ORV_UNBUILT(TableWarp1bicubic)
-ORV_UNBUILT(TableWarp1general)
-ORV_UNBUILT(TableWarpH1nearest)
-ORV_UNBUILT(TableWarpH1bilinear)
-ORV_UNBUILT(TableWarpH1bicubic)
-ORV_UNBUILT(TableWarpH1general)
-ORV_UNBUILT(TableWarpV1nearest)
-ORV_UNBUILT(TableWarpV1bilinear)
-ORV_UNBUILT(TableWarpV1bicubic)
-ORV_UNBUILT(TableWarpV1general)
-ORV_UNBUILT(TableWarp8nearest)
-ORV_UNBUILT(TableWarp8bilinear)
-ORV_UNBUILT(TableWarp8bicubic)
-ORV_UNBUILT(TableWarp8general)
-ORV_UNBUILT(TableWarpH8nearest)
-ORV_UNBUILT(TableWarpH8bilinear)
-ORV_UNBUILT(TableWarpH8bicubic)
-ORV_UNBUILT(TableWarpH8general)
-ORV_UNBUILT(TableWarpV8nearest)
-ORV_UNBUILT(TableWarpV8bilinear)
-ORV_UNBUILT(TableWarpV8bicubic)
-ORV_UNBUILT(TableWarpV8general)
-ORV_UNBUILT(TableWarp16nearest)
-ORV_UNBUILT(TableWarp16bilinear)
-ORV_UNBUILT(TableWarp16bicubic)
-ORV_UNBUILT(TableWarp16general)
-ORV_UNBUILT(TableWarpH16nearest)
-ORV_UNBUILT(TableWarpH16bilinear)
-ORV_UNBUILT(TableWarpH16bicubic)
-ORV_UNBUILT(TableWarpH16general)
-ORV_UNBUILT(TableWarpV16nearest)
-ORV_UNBUILT(TableWarpV16bilinear)
-ORV_UNBUILT(TableWarpV16bicubic)
-ORV_UNBUILT(TableWarpV16general)
-
-// end of table warp
-
-// transpose
-
-ORV_UNBUILT(Transpose1)
-ORV_UNBUILT(Transpose8)
-ORV_UNBUILT(Transpose16)
-
-// end of transpose
-
-// subsample
-
-ORV_UNBUILT(Subsample1to8)
-ORV_UNBUILT(SubsampleAdaptive1)
-ORV_UNBUILT(SubsampleAdaptive8)
-ORV_UNBUILT(SubsampleAdaptive16)
-
-// end of subsample
-
 // measurement
 
 ORV_UNBUILT(Extrema1)

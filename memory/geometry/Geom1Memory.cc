@@ -3,6 +3,7 @@
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/orv_bit_utils.h"
+#include "memory/geometry/BitRun.h"
 #include "memory/geometry/Dda.h"
 #include "memory/geometry/GeomOps.h"
 #include "memory/geometry/bit_interp.h"
@@ -29,42 +30,6 @@ public:
 private:
     const Picture& picture_;
     unsigned band_;
-};
-
-/// Gathers the bits of a run and stores them a byte at a time; bits outside the run stay.
-class BitRun {
-public:
-    explicit BitRun(BitPosition start) noexcept : byte_(start.byte), offset_(start.offset) { begin(); }
-    BitRun(const BitRun&) = delete;
-    BitRun& operator=(const BitRun&) = delete;
-    ~BitRun() {
-        if (mask_ != 0) flush();
-    }
-
-    void put(bool bit) noexcept {
-        const unsigned place = 0x80U >> offset_;
-        mask_ |= place;
-        if (bit) bits_ |= place;
-        next();
-    }
-    /// Leaves a bit as it is.
-    void skip() noexcept { next(); }
-
-private:
-    void begin() noexcept { bits_ = mask_ = 0; }
-    void flush() noexcept { *byte_ = static_cast<std::uint8_t>((*byte_ & ~mask_) | bits_); }
-    void next() noexcept {
-        if (++offset_ != 8) return;
-        if (mask_ != 0) flush();
-        ++byte_;
-        offset_ = 0;
-        begin();
-    }
-
-    std::uint8_t* byte_;
-    unsigned offset_;
-    unsigned bits_ = 0;
-    unsigned mask_ = 0;
 };
 
 struct NearestBit {

@@ -6,6 +6,7 @@
 #include "memory/frame/numbers.h"
 #include "memory/frame/orvi_new.h"
 #include "orv/device/OrvInterpolationTable.h"
+#include "orv/device/OrvOp.h"
 
 namespace orvi {
 
@@ -38,6 +39,22 @@ private:
     Array<float> weights_;
     long size_ = 0;
     unsigned subsamples_ = 0;
+};
+
+/// Both axes of an op, from its parameters 3 and 4, and a sum for each row of a window.
+template <class Sum>
+struct SeparableTaps {
+    Taps h;
+    Taps v;
+    Array<Sum> rowSums;
+
+    /// False without memory.
+    bool open(OrvOp* op) noexcept {
+        const bool read = h.read(static_cast<OrvInterpolationTable*>(op->getObjParam(3))) &&
+                          v.read(static_cast<OrvInterpolationTable*>(op->getObjParam(4)));
+        rowSums = Array<Sum>(static_cast<std::size_t>(v.size()));
+        return read && static_cast<bool>(rowSums);
+    }
 };
 
 /// The samples on one axis that the taps 0, 1, 2, ... fall on.

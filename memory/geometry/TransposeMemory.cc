@@ -1,0 +1,108 @@
+// Flips and turns by one of seven symmetries. Rectangles are in the destination's storage.
+
+#include <algorithm>
+
+#include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/orv_bit_utils.h"
+#include "memory/geometry/PixelTiles.h"
+#include "memory/geometry/Transpose.h"
+#include "memory/geometry/transpose_block.h"
+
+namespace {
+
+using namespace orvi;
+
+template <class T>
+OrvStatus transposePixels(OrvOp* op, const char* file) noexcept {
+    TransposeCall call;
+    if (call.open(op, dataTypeOf<T>, file) != ORV_SUCCESS) return ORV_FAILURE;
+    const Raster& src = call.src;
+    const Raster& dst = call.dst;
+    const std::ptrdiff_t right = call.flip.columnRight * src.pixel + call.flip.rowRight * src.stride;
+    const std::ptrdiff_t down = call.flip.columnDown * src.pixel + call.flip.rowDown * src.stride;
+    for (Rect rect{}; call.rects.next(rect);) {
+        const PixelSteps from{
+            src.data + call.row(rect.x, rect.y) * src.stride + call.column(rect.x, rect.y) * src.pixel, right, down};
+        std::byte* to = dst.data + rect.y * dst.stride + rect.x * dst.pixel;
+        copyPixels(to, dst.pixel, dst.stride, from, call.bands * sizeof(T), rect.width, rect.height);
+    }
+    return ORV_SUCCESS;
+}
+
+constexpr BlockFlip* blockFlips[flipCount] = {blk_flip_x,  blk_flip_y,   blk_flip_d,  blk_flip_a,
+                                              blk_flip_90, blk_flip_180, blk_flip_270};
+constexpr long blockSide = 16;
+
+/// One plane of both images.
+class PlaneTranspose {
+public:
+    PlaneTranspose(const TransposeCall& call, unsigned band) noexcept
+        : call_(call),
+          from_(reinterpret_cast<std::uint8_t*>(call.src.data) + band * call.src.bandStride),
+          to_(reinterpret_cast<std::uint8_t*>(call.dst.data) + band * call.dst.bandStride) {}
+
+    /// Whole blocks lie at byte boundaries of the destination; what lies beside and below them goes bit by bit.
+    void run(const Rect& rect) const noexcept {
+        const long width = static_cast<long>(rect.width);
+        const long head = std::min(width, (8 - ((rect.x + static_cast<long>(call_.dst.offset)) & 7)) & 7);
+        const long blocks = (width - head) / blockSide;
+        const long bottom = rect.y + static_cast<long>(rect.height);
+        const long left = rect.x + head;
+        const long rest = left + blocks * blockSide;
+        long y = rect.y;
+        for (; y + blockSide <= bottom; y += blockSide) {
+            for (long i = 0; i < blocks; ++i) block(left + i * blockSide, y);
+            for (long row = y; row < y + blockSide; ++row) {
+                bits(rect.x, left, row);
+                bits(rest, rect.x + width, row);
+            }
+        }
+        for (; y < bottom; ++y) bits(rect.x, rect.x + width, y);
+    }
+
+private:
+    void block(long x, long y) const noexcept {
+        const long opposite = blockSide - 1;
+        const long column = std::min(call_.column(x, y), call_.column(x + opposite, y + opposite)) +
+                            static_cast<long>(call_.src.offset);
+        const long row = std::min(call_.row(x, y), call_.row(x + opposite, y + opposite));
+        blockFlips[call_.fliptype](from_ + row * call_.src.stride + (column >> 3),
+                                   to_ + y * call_.dst.stride + ((x + static_cast<long>(call_.dst.offset)) >> 3),
+                                   static_cast<unsigned long>(column & 7), static_cast<unsigned long>(call_.src.stride),
+                                   static_cast<unsigned long>(call_.dst.stride));
+    }
+
+    void bits(long first, long end, long y) const noexcept {
+        for (long x = first; x < end; ++x) {
+            const long source = call_.column(x, y) + static_cast<long>(call_.src.offset);
+            const bool set = (from_[call_.row(x, y) * call_.src.stride + (source >> 3)] & bit_mask[source & 7]) != 0;
+            const long place = x + static_cast<long>(call_.dst.offset);
+            std::uint8_t& byte = to_[y * call_.dst.stride + (place >> 3)];
+            const unsigned mask = bit_mask[place & 7];
+            byte = static_cast<std::uint8_t>(set ? byte | mask : byte & ~mask);
+        }
+    }
+
+    const TransposeCall& call_;
+    std::uint8_t* from_;
+    std::uint8_t* to_;
+};
+
+} // namespace
+
+OrvStatus OrvDeviceComputeTypeMemory::Transpose1(OrvOp* op, int) noexcept {
+    TransposeCall call;
+    if (call.open(op, ORV_BIT, "Transpose1Memory.cc") != ORV_SUCCESS) return ORV_FAILURE;
+    for (Rect rect{}; call.rects.next(rect);) {
+        for (unsigned band = 0; band < call.bands; ++band) PlaneTranspose(call, band).run(rect);
+    }
+    return ORV_SUCCESS;
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Transpose8(OrvOp* op, int) noexcept {
+    return transposePixels<std::uint8_t>(op, "Transpose8Memory.cc");
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Transpose16(OrvOp* op, int) noexcept {
+    return transposePixels<std::int16_t>(op, "Transpose16Memory.cc");
+}
