@@ -35,7 +35,9 @@ OrvStatus convert(Frame& frame, const FrameFacts& facts, Cut cut) noexcept {
     walkRuns<D, S>(
         frame.rects(),
         [cut, bands](SampleOf<D>* d, const SampleOf<S>* s, std::size_t pixels) {
-            for (std::size_t i = 0; i < pixels * bands; ++i) d[i] = static_cast<SampleOf<D>>(cut(s[i]));
+            // The bound stands in a variable of its own: bytes that are written may be any object's.
+            const std::size_t samples = pixels * bands;
+            for (std::size_t i = 0; i < samples; ++i) d[i] = static_cast<SampleOf<D>>(cut(s[i]));
         },
         Operand{&frame[dst], bands}, Operand{&frame[src1], bands});
     return ORV_SUCCESS;
