@@ -5,6 +5,7 @@
 // last step, the copy into the destination, honours the region.
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -158,7 +159,7 @@ void diffuseRow(const Pass& pass, float* row, long y, const Search& search) noex
 
 /// The same where only the left neighbour gives, as with most kernels: its error stays at hand.
 template <class D, unsigned Bands, class Search>
-void diffuseRowFromNeighbour(const Pass& pass, float* row, long y, const Search& search) noexcept {
+void diffuseRowFromNeighbour(const Pass& pass, float* row, long y, const Search search) noexcept {
     const float weight = pass.reach.key[1];
     SampleOf<D> indices[chunkPixels];
     float error[Bands] = {};
@@ -431,11 +432,12 @@ public:
     }
     int quantise(float* pixel) const noexcept {
         if (this->palette_.entries == 0) return this->take({0, nullptr}, pixel);
-        const float toLow = *pixel - low_;
-        const float toHigh = *pixel - high_;
-        const bool high = *pixel >= threshold_;
-        *pixel = high ? toHigh : toLow;
-        return high ? higher_ : lower_;
+        // Dithered pixels are no branch predictor's friends.
+        const std::uint32_t high = *pixel >= threshold_ ? ~0U : 0U;
+        const auto toLow = std::bit_cast<std::uint32_t>(*pixel - low_);
+        const auto toHigh = std::bit_cast<std::uint32_t>(*pixel - high_);
+        *pixel = std::bit_cast<float>((toHigh & high) | (toLow & ~high));
+        return lower_ + ((higher_ - lower_) & static_cast<int>(high));
     }
 
 private:

@@ -1,6 +1,7 @@
 #include "memory/quantise/nearest_color_grid.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <limits>
 
@@ -75,9 +76,131 @@ const Item* itemsOf(const int* at, const Palette<std::uint8_t>& palette) noexcep
     return cell.items;
 }
 
+// Small cells inside the large ones, and some way around the grid, where most carried values lie: each knows the few
+// entries that can be nearest to anything in it, in blocks that are compared side by side. All of it can be made again
+// from the lookup; what finds no room here is searched in the large cell's list.
+
+constexpr int fineWidth = 8;
+constexpr int fineReach = 64; // how far the small cells go beyond 0 and 256
+constexpr int fineAxis = (256 + 2 * fineReach) / fineWidth;
+constexpr unsigned mostFineBlocks = 65536;
+constexpr unsigned mostEntries = 256;
+
+typedef float Lanes __attribute__((vector_size(16)));
+typedef std::int32_t IntLanes __attribute__((vector_size(16)));
+constexpr unsigned laneCount = 4;
+
+struct Block {
+    Lanes color[3];
+    IntLanes index;
+};
+
+struct FineCell {
+    std::uint32_t firstBlock;
+    std::uint32_t blocks; ///< 0: not made yet
+};
+
+FineCell fineCells[fineAxis * fineAxis * fineAxis];
+Block fineBlocks[mostFineBlocks];
+unsigned fineBlocksUsed = 0;
+std::uint32_t fineCellsMade[mostFineBlocks];
+unsigned fineCellsUsed = 0;
+
+void forgetFineCells() noexcept {
+    for (unsigned i = 0; i < fineCellsUsed; ++i) fineCells[fineCellsMade[i]] = {};
+    fineCellsUsed = 0;
+    fineBlocksUsed = 0;
+}
+
+/// A small cell's place, or -1 for values beyond them all.
+int fineCellOf(const float* pixel) noexcept {
+    int cell = 0;
+    for (int axis = 0; axis < 3; ++axis) {
+        const float from = pixel[axis] + static_cast<float>(fineReach);
+        if (!(from >= 0.0F && from < static_cast<float>(fineAxis * fineWidth))) return -1;
+        cell = cell * fineAxis + static_cast<int>(from) / fineWidth;
+    }
+    return cell;
+}
+
+/// Fills the indices of the entries that can be nearest to something in a small cell; answers their number.
+unsigned findCandidates(const int* low, const Palette<std::uint8_t>& palette, std::uint8_t* candidates) noexcept {
+    float nearest[mostEntries];
+    float limit = std::numeric_limits<float>::infinity();
+    for (unsigned entry = 0; entry < palette.entries; ++entry) {
+        float least = 0;
+        float greatest = 0;
+        for (int axis = 0; axis < 3; ++axis) {
+            const float toLow = static_cast<float>(palette[entry][axis] - low[axis]);
+            const float toHigh = toLow - static_cast<float>(fineWidth);
+            const float out = std::max({-toLow, toHigh, 0.0F});
+            const float across = std::max(toLow, -toHigh);
+            least += out * out;
+            greatest += across * across;
+        }
+        nearest[entry] = least;
+        limit = std::min(limit, greatest);
+    }
+    // Room for the rounding of distances, and of values to cells.
+    limit = limit * 1.00001F + 0.1F;
+    unsigned count = 0;
+    for (unsigned entry = 0; entry < palette.entries; ++entry) {
+        if (nearest[entry] <= limit) candidates[count++] = static_cast<std::uint8_t>(entry);
+    }
+    return count;
+}
+
+/// Makes a small cell where there is room for it.
+void makeFineCell(int place, const Palette<std::uint8_t>& palette) noexcept {
+    const int low[3] = {place / (fineAxis * fineAxis) * fineWidth - fineReach,
+                        place / fineAxis % fineAxis * fineWidth - fineReach, place % fineAxis * fineWidth - fineReach};
+    std::uint8_t candidates[mostEntries];
+    const unsigned count = findCandidates(low, palette, candidates);
+    const unsigned blocks = (count + laneCount - 1) / laneCount;
+    if (fineBlocksUsed + blocks > mostFineBlocks) return;
+    for (unsigned i = 0; i < blocks * laneCount; ++i) {
+        // The last candidate fills a block up: as near as itself, it changes nothing.
+        const unsigned entry = candidates[std::min(i, count - 1)];
+        Block& block = fineBlocks[fineBlocksUsed + i / laneCount];
+        for (int axis = 0; axis < 3; ++axis) block.color[axis][i % laneCount] = palette[entry][axis];
+        block.index[i % laneCount] = static_cast<std::int32_t>(entry);
+    }
+    fineCells[place] = {fineBlocksUsed, blocks};
+    fineBlocksUsed += blocks;
+    fineCellsMade[fineCellsUsed++] = static_cast<std::uint32_t>(place);
+}
+
+std::int32_t searchBlocks(const FineCell& cell, const float* pixel) noexcept {
+    const Block* block = fineBlocks + cell.firstBlock;
+    const auto distances = [pixel](const Block& b) {
+        const Lanes d0 = pixel[0] - b.color[0];
+        const Lanes d1 = pixel[1] - b.color[1];
+        const Lanes d2 = pixel[2] - b.color[2];
+        return d0 * d0 + d1 * d1 + d2 * d2;
+    };
+    Lanes best = distances(*block);
+    IntLanes index = block->index;
+    for (std::uint32_t i = 1; i < cell.blocks; ++i) {
+        const Lanes distance = distances(block[i]);
+        const IntLanes nearer = distance < best;
+        best = nearer ? distance : best;
+        index = nearer ? block[i].index : index;
+    }
+    // Distances are not negative: they sort as their bits do, then by index.
+    const auto bits = std::bit_cast<IntLanes>(best);
+    std::uint64_t least = ~std::uint64_t{0};
+    for (unsigned lane = 0; lane < laneCount; ++lane) {
+        const std::uint64_t key = static_cast<std::uint64_t>(static_cast<std::uint32_t>(bits[lane])) << 32 |
+                                  static_cast<std::uint32_t>(index[lane]);
+        least = std::min(least, key);
+    }
+    return static_cast<std::int32_t>(least & 0xffffffff);
+}
+
 } // namespace
 
 void destroy_nc_grid() noexcept {
+    forgetFineCells();
     if (grid == nullptr) return;
     for (int cell = 0; cell < gridCells; ++cell) orvi_delete(grid[cell].items);
     orvi_delete(grid);
@@ -95,6 +218,12 @@ void renew_nc_grid(OrvLookup* lookup) noexcept {
 Match<std::uint8_t> nc_grid_32to8_3(const float* pixel, OrvLookup* lookup,
                                     const Palette<std::uint8_t>& palette) noexcept {
     if (palette.entries == 0) return {0, nullptr};
+    const int place = fineCellOf(pixel);
+    if (place >= 0 && fineCells[place].blocks != 0) {
+        const std::int32_t found = searchBlocks(fineCells[place], pixel);
+        return {found, palette[static_cast<unsigned>(found)]};
+    }
+
     // A value outside the grid falls into the cell at its edge, and all distances to it are as much longer at least.
     float outside = 0;
     int at[3];
@@ -105,6 +234,7 @@ Match<std::uint8_t> nc_grid_32to8_3(const float* pixel, OrvLookup* lookup,
     }
     // Without memory the entries are searched as they come.
     const Item* items = makeGrid(lookup) ? itemsOf(at, palette) : nullptr;
+    if (items != nullptr && place >= 0 && palette.entries <= mostEntries) makeFineCell(place, palette);
 
     float best = std::numeric_limits<float>::infinity();
     std::int32_t index = 0;
