@@ -105,16 +105,21 @@ private:
     static void sumRows(T* to, const T* const* from, const float* taps, long samples) noexcept {
         using Vector = typename Rule::Vector;
         constexpr long lanesCount = Lanes<typename Rule::Element>::count;
-        typedef T Packed __attribute__((vector_size(lanesCount * sizeof(T))));
+        // Copies of their own: stores of bytes might change anything else.
+        typename Rule::Tap weights[pairTaps];
+        const T* rows[pairTaps];
+        std::copy_n(taps, pairTaps, weights);
+        std::copy_n(from, pairTaps, rows);
         long i = 0;
         for (; i + lanesCount <= samples; i += lanesCount) {
             Vector sum = Rule::start();
 #pragma GCC unroll 5
             for (long k = 0; k < pairTaps; ++k) {
-                const Vector values = __builtin_convertvector(lanes::load<Packed>(from[k] + i), Vector);
-                sum = Rule::add(sum, values, taps[k]);
+                using Ints = typename Lanes<typename Rule::Element>::Ints;
+                const auto values = convertLanes<Vector>(loadSamples<Ints>(rows[k] + i));
+                sum = Rule::add(sum, values, weights[k]);
             }
-            lanes::store(to + i, __builtin_convertvector(Rule::finish(sum), Packed));
+            storeSamples(to + i, Rule::finish(sum));
         }
         for (; i < samples; ++i) {
             WholeSum<T> sum;

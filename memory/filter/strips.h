@@ -31,6 +31,45 @@ struct Lanes {
     typedef float Floats __attribute__((vector_size(count * sizeof(float))));
 };
 
+/// As many samples as `Ints` has lanes, as integers, and integers in the range of a sample as samples. Compilers take
+/// conversions of vectors of unlike sizes apart, lane by lane.
+template <class Ints, class T>
+inline Ints loadSamples(const T* from) noexcept {
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
+    constexpr bool bytes = sizeof(T) == 1;
+    if constexpr (sizeof(Ints) == 64 && bytes) {
+        return (Ints)_mm512_maskz_cvtepu8_epi32(0xffff, _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+    } else if constexpr (sizeof(Ints) == 64) {
+        return (Ints)_mm512_maskz_cvtepi16_epi32(0xffff, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)));
+    } else if constexpr (bytes) {
+        return (Ints)_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
+    } else {
+        return (Ints)_mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+    }
+#else
+    typedef T Packed __attribute__((vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))));
+    return __builtin_convertvector(lanes::load<Packed>(from), Ints);
+#endif
+}
+template <class T, class Ints>
+inline void storeSamples(T* to, Ints values) noexcept {
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
+    constexpr bool bytes = sizeof(T) == 1;
+    if constexpr (sizeof(Ints) == 64 && bytes) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm512_maskz_cvtepi32_epi8(0xffff, (__m512i)values));
+    } else if constexpr (sizeof(Ints) == 64) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), _mm512_maskz_cvtepi32_epi16(0xffff, (__m512i)values));
+    } else if constexpr (bytes) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm256_maskz_cvtepi32_epi8(0xff, (__m256i)values));
+    } else {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_maskz_cvtepi32_epi16(0xff, (__m256i)values));
+    }
+#else
+    typedef T Packed __attribute__((vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))));
+    lanes::store(to, __builtin_convertvector(values, Packed));
+#endif
+}
+
 /// Memory of the strips of one call; there is one call at a time.
 inline constexpr std::size_t stripBytes = std::size_t{1} << 19;
 inline constexpr long maxStripRows = 160;
@@ -93,9 +132,7 @@ inline void makeBlock(const StripBlock<Rule>& block, long at, T (*results)[strip
     for (int row = 0; row < Rows; ++row) {
 #pragma GCC unroll 8
         for (int i = 0; i < Vectors; ++i) {
-            typedef T Packed __attribute__((vector_size(lanesCount * sizeof(T))));
-            lanes::store(results[row] + at + i * lanesCount,
-                         __builtin_convertvector(Rule::finish(sums[row][i]), Packed));
+            storeSamples(results[row] + at + i * lanesCount, Rule::finish(sums[row][i]));
         }
     }
 }
