@@ -5,7 +5,6 @@
 // last step, the copy into the destination, honours the region.
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -432,12 +431,14 @@ public:
     }
     int quantise(float* pixel) const noexcept {
         if (this->palette_.entries == 0) return this->take({0, nullptr}, pixel);
-        // Dithered pixels are no branch predictor's friends.
-        const std::uint32_t high = *pixel >= threshold_ ? ~0U : 0U;
-        const auto toLow = std::bit_cast<std::uint32_t>(*pixel - low_);
-        const auto toHigh = std::bit_cast<std::uint32_t>(*pixel - high_);
-        *pixel = std::bit_cast<float>((toHigh & high) | (toLow & ~high));
-        return lower_ + ((higher_ - lower_) & static_cast<int>(high));
+        // Dithered pixels are no branch predictor's friends, and the next one waits for the error: it never leaves the
+        // vector registers.
+        using Lanes [[gnu::vector_size(16)]] = float;
+        const Lanes value = {*pixel};
+        const auto high = value >= threshold_;
+        const Lanes error = high ? value - high_ : value - low_;
+        *pixel = error[0];
+        return lower_ + ((higher_ - lower_) & high[0]);
     }
 
 private:

@@ -17,9 +17,6 @@ constexpr int axisCells = 8;
 constexpr int gridCells = axisCells * axisCells * axisCells;
 constexpr float cellWidth = 32.0F;
 
-// Distances are rounded: an entry whose least distance exceeds the best by less than this may still be as near.
-constexpr float roundingMargin = 1.000001F;
-
 struct Item {
     std::int32_t index;
     float key; ///< the least squared distance from the cell to the entry
@@ -38,13 +35,6 @@ int cellOn(float value) noexcept { return toInt(value / cellWidth, 0, axisCells 
 float beyond(float value, int cell) noexcept {
     const float low = static_cast<float>(cell) * cellWidth;
     return std::max({low - value, value - (low + cellWidth), 0.0F});
-}
-
-float squaredDistance(const float* pixel, const std::uint8_t* color) noexcept {
-    const float d0 = pixel[0] - static_cast<float>(color[0]);
-    const float d1 = pixel[1] - static_cast<float>(color[1]);
-    const float d2 = pixel[2] - static_cast<float>(color[2]);
-    return d0 * d0 + d1 * d1 + d2 * d2;
 }
 
 bool makeGrid(OrvLookup* lookup) noexcept {
@@ -78,16 +68,17 @@ const Item* itemsOf(const int* at, const Palette<std::uint8_t>& palette) noexcep
 
 // Small cells inside the large ones, and some way around the grid, where most carried values lie: each knows the few
 // entries that can be nearest to anything in it, in blocks that are compared side by side. All of it can be made again
-// from the lookup; what finds no room here is searched in the large cell's list.
+// from the lookup; what finds no room here is compared with every entry.
 
 constexpr int fineWidth = 8;
 constexpr int fineReach = 64; // how far the small cells go beyond 0 and 256
 constexpr int fineAxis = (256 + 2 * fineReach) / fineWidth;
-constexpr unsigned mostFineBlocks = 65536;
+constexpr unsigned mostFineBlocks = 262144;
+constexpr unsigned fineCellCount = fineAxis * fineAxis * fineAxis;
 constexpr unsigned mostEntries = 256;
 
-typedef float Lanes __attribute__((vector_size(16)));
-typedef std::int32_t IntLanes __attribute__((vector_size(16)));
+using Lanes [[gnu::vector_size(16)]] = float;
+using IntLanes [[gnu::vector_size(16)]] = std::int32_t;
 constexpr unsigned laneCount = 4;
 
 struct Block {
@@ -100,16 +91,18 @@ struct FineCell {
     std::uint32_t blocks; ///< 0: not made yet
 };
 
-FineCell fineCells[fineAxis * fineAxis * fineAxis];
+FineCell fineCells[fineCellCount];
 Block fineBlocks[mostFineBlocks];
 unsigned fineBlocksUsed = 0;
-std::uint32_t fineCellsMade[mostFineBlocks];
+std::uint32_t fineCellsMade[fineCellCount];
 unsigned fineCellsUsed = 0;
+FineCell allEntries; ///< every entry, for what no small cell answers
 
 void forgetFineCells() noexcept {
     for (unsigned i = 0; i < fineCellsUsed; ++i) fineCells[fineCellsMade[i]] = {};
     fineCellsUsed = 0;
     fineBlocksUsed = 0;
+    allEntries = {};
 }
 
 /// A small cell's place, or -1 for values beyond them all.
@@ -123,50 +116,60 @@ int fineCellOf(const float* pixel) noexcept {
     return cell;
 }
 
-/// Fills the indices of the entries that can be nearest to something in a small cell; answers their number.
-unsigned findCandidates(const int* low, const Palette<std::uint8_t>& palette, std::uint8_t* candidates) noexcept {
+/// Fills in the indices of the entries that can be nearest to something in a small cell, ascending; answers their
+/// number. The large cell's list ends the search early: nothing in the small cell is nearer to an entry than its key.
+unsigned findCandidates(const int* low, const Item* items, const Palette<std::uint8_t>& palette,
+                        std::uint8_t* candidates) noexcept {
+    // Room for the rounding of distances, and of values to cells.
+    const auto widened = [](float limit) { return limit * 1.00001F + 0.1F; };
     float nearest[mostEntries];
     float limit = std::numeric_limits<float>::infinity();
-    for (unsigned entry = 0; entry < palette.entries; ++entry) {
+    unsigned met = 0;
+    for (; met < palette.entries && items[met].key <= widened(limit); ++met) {
+        const std::uint8_t* color = palette[static_cast<unsigned>(items[met].index)];
         float least = 0;
         float greatest = 0;
         for (int axis = 0; axis < 3; ++axis) {
-            const float toLow = static_cast<float>(palette[entry][axis] - low[axis]);
+            const float toLow = static_cast<float>(color[axis] - low[axis]);
             const float toHigh = toLow - static_cast<float>(fineWidth);
             const float out = std::max({-toLow, toHigh, 0.0F});
             const float across = std::max(toLow, -toHigh);
             least += out * out;
             greatest += across * across;
         }
-        nearest[entry] = least;
+        nearest[met] = least;
         limit = std::min(limit, greatest);
     }
-    // Room for the rounding of distances, and of values to cells.
-    limit = limit * 1.00001F + 0.1F;
     unsigned count = 0;
-    for (unsigned entry = 0; entry < palette.entries; ++entry) {
-        if (nearest[entry] <= limit) candidates[count++] = static_cast<std::uint8_t>(entry);
+    for (unsigned i = 0; i < met; ++i) {
+        if (nearest[i] <= widened(limit)) candidates[count++] = static_cast<std::uint8_t>(items[i].index);
     }
+    std::sort(candidates, candidates + count);
     return count;
 }
 
-/// Makes a small cell where there is room for it.
-void makeFineCell(int place, const Palette<std::uint8_t>& palette) noexcept {
-    const int low[3] = {place / (fineAxis * fineAxis) * fineWidth - fineReach,
-                        place / fineAxis % fineAxis * fineWidth - fineReach, place % fineAxis * fineWidth - fineReach};
-    std::uint8_t candidates[mostEntries];
-    const unsigned count = findCandidates(low, palette, candidates);
-    const unsigned blocks = (count + laneCount - 1) / laneCount;
-    if (fineBlocksUsed + blocks > mostFineBlocks) return;
-    for (unsigned i = 0; i < blocks * laneCount; ++i) {
+/// Appends candidates as blocks.
+FineCell addBlocks(const std::uint8_t* candidates, unsigned count, const Palette<std::uint8_t>& palette) noexcept {
+    const FineCell cell = {fineBlocksUsed, (count + laneCount - 1) / laneCount};
+    for (unsigned i = 0; i < cell.blocks * laneCount; ++i) {
         // The last candidate fills a block up: as near as itself, it changes nothing.
         const unsigned entry = candidates[std::min(i, count - 1)];
-        Block& block = fineBlocks[fineBlocksUsed + i / laneCount];
+        Block& block = fineBlocks[cell.firstBlock + i / laneCount];
         for (int axis = 0; axis < 3; ++axis) block.color[axis][i % laneCount] = palette[entry][axis];
         block.index[i % laneCount] = static_cast<std::int32_t>(entry);
     }
-    fineCells[place] = {fineBlocksUsed, blocks};
-    fineBlocksUsed += blocks;
+    fineBlocksUsed += cell.blocks;
+    return cell;
+}
+
+/// Makes a small cell where there is room for it.
+void makeFineCell(int place, const Item* items, const Palette<std::uint8_t>& palette) noexcept {
+    if (fineBlocksUsed + 2 * mostEntries / laneCount > mostFineBlocks) return;
+    const int low[3] = {place / (fineAxis * fineAxis) * fineWidth - fineReach,
+                        place / fineAxis % fineAxis * fineWidth - fineReach, place % fineAxis * fineWidth - fineReach};
+    std::uint8_t candidates[mostEntries];
+    const unsigned count = findCandidates(low, items, palette, candidates);
+    fineCells[place] = addBlocks(candidates, count, palette);
     fineCellsMade[fineCellsUsed++] = static_cast<std::uint32_t>(place);
 }
 
@@ -224,30 +227,19 @@ Match<std::uint8_t> nc_grid_32to8_3(const float* pixel, OrvLookup* lookup,
         return {found, palette[static_cast<unsigned>(found)]};
     }
 
-    // A value outside the grid falls into the cell at its edge, and all distances to it are as much longer at least.
-    float outside = 0;
-    int at[3];
-    for (int axis = 0; axis < 3; ++axis) {
-        at[axis] = cellOn(pixel[axis]);
-        const float distance = beyond(pixel[axis], at[axis]);
-        outside += distance * distance;
-    }
-    // Without memory the entries are searched as they come.
+    // The cell at the grid's edge takes the values outside.
+    const int at[3] = {cellOn(pixel[0]), cellOn(pixel[1]), cellOn(pixel[2])};
     const Item* items = makeGrid(lookup) ? itemsOf(at, palette) : nullptr;
-    if (items != nullptr && place >= 0 && palette.entries <= mostEntries) makeFineCell(place, palette);
-
-    float best = std::numeric_limits<float>::infinity();
-    std::int32_t index = 0;
-    for (unsigned i = 0; i < palette.entries; ++i) {
-        const std::int32_t entry = items != nullptr ? items[i].index : static_cast<std::int32_t>(i);
-        if (items != nullptr && items[i].key + outside > best * roundingMargin) break;
-        const float distance = squaredDistance(pixel, palette[static_cast<unsigned>(entry)]);
-        if (distance < best || (distance == best && entry < index)) {
-            best = distance;
-            index = entry;
-        }
+    // Without memory for the list all entries are searched, as for what lies beyond the small cells.
+    if (items != nullptr && place >= 0) makeFineCell(place, items, palette);
+    if (allEntries.blocks == 0) {
+        std::uint8_t every[mostEntries];
+        for (unsigned entry = 0; entry < palette.entries; ++entry) every[entry] = static_cast<std::uint8_t>(entry);
+        allEntries = addBlocks(every, palette.entries, palette);
     }
-    return {index, palette[static_cast<unsigned>(index)]};
+    const bool small = place >= 0 && fineCells[place].blocks != 0;
+    const std::int32_t found = searchBlocks(small ? fineCells[place] : allEntries, pixel);
+    return {found, palette[static_cast<unsigned>(found)]};
 }
 
 } // namespace orvi
