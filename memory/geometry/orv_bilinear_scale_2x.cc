@@ -36,9 +36,10 @@ long writtenRows(const Picture& src, const Rect& rect) noexcept {
 
 /// Pairs of columns of a row between two source rows (which may be one): each source sample, then its mean with the
 /// right neighbour's. Along x first, then along y; the mean of a value and itself is that value.
-template <class T>
-void enlargePairs(T* to, const T* upper, const T* lower, long pairs, unsigned bands) noexcept {
-    if (bands == 1) {
+/// `Bands` is the number of bands, 0 for any.
+template <unsigned Bands, class T>
+void enlargePairs(T* to, const T* upper, const T* lower, long pairs, unsigned anyBands) noexcept {
+    if constexpr (Bands == 1) {
         for (long i = 0; i < pairs; ++i) {
             to[2 * i] = mean(upper[i], lower[i]);
             to[2 * i + 1] = mean(mean(upper[i], upper[i + 1]), mean(lower[i], lower[i + 1]));
@@ -48,16 +49,18 @@ void enlargePairs(T* to, const T* upper, const T* lower, long pairs, unsigned ba
     constexpr long chunk = 512;
     T whole[chunk];
     T between[chunk];
-    const long pixelsAtOnce = std::max(1L, chunk / static_cast<long>(bands));
-    for (long done = 0; done < pairs; done += pixelsAtOnce) {
-        const long pixels = std::min(pixelsAtOnce, pairs - done);
+    const long bands = static_cast<long>(Bands != 0 ? Bands : anyBands);
+    const std::size_t size = static_cast<std::size_t>(bands) * sizeof(T);
+    const long atOnce = chunk / bands;
+    for (long done = 0; done < pairs; done += atOnce) {
+        const long pixels = std::min(atOnce, pairs - done);
         for (long i = 0; i < pixels * bands; ++i) {
             whole[i] = mean(upper[i], lower[i]);
             between[i] = mean(mean(upper[i], upper[i + bands]), mean(lower[i], lower[i + bands]));
         }
         for (long i = 0; i < pixels; ++i, to += 2 * bands) {
-            std::memcpy(to, whole + i * bands, bands * sizeof(T));
-            std::memcpy(to + bands, between + i * bands, bands * sizeof(T));
+            std::memcpy(to, whole + i * bands, size);
+            std::memcpy(to + bands, between + i * bands, size);
         }
         upper += pixels * bands;
         lower += pixels * bands;
@@ -79,15 +82,28 @@ public:
         const long column = (even >> 1) + region_.src.raster.ox;
         const long pairs = dense_ && column >= 0 ? std::clamp(region_.src.width - 1 - column, 0L, (end - even) / 2) : 0;
         single(x, even, y);
-        if (pairs > 0) {
-            enlargePairs(region_.dst.raster.template at<T>(even, y), upper(y) + columnAt(even >> 1),
-                         lower(y) + columnAt(even >> 1), pairs, region_.bands);
-        }
+        if (pairs > 0) enlargeRow(even, y, pairs);
         single(even + 2 * pairs, end, y);
     }
 
 private:
     static constexpr unsigned maxBands = 64;
+
+    void enlargeRow(long x, long y, long pairs) const noexcept {
+        T* to = region_.dst.raster.template at<T>(x, y);
+        const T* above = upper(y) + columnAt(x >> 1);
+        const T* below = lower(y) + columnAt(x >> 1);
+        switch (region_.bands) {
+        case 1:
+            return enlargePairs<1>(to, above, below, pairs, 0);
+        case 3:
+            return enlargePairs<3>(to, above, below, pairs, 0);
+        case 4:
+            return enlargePairs<4>(to, above, below, pairs, 0);
+        default:
+            return enlargePairs<0>(to, above, below, pairs, region_.bands);
+        }
+    }
 
     /// Any columns, one by one.
     void single(long x, long end, long y) const noexcept {

@@ -19,9 +19,13 @@ float rounded(float factor) noexcept { return static_cast<float>(toInt(factor + 
 template <unsigned Bands>
 void doublePixels(std::uint8_t* to, const std::uint8_t* from, long pixels, unsigned anyBands) noexcept {
     const unsigned bands = Bands != 0 ? Bands : anyBands;
-    for (long i = 0; i < pixels; ++i) {
-        for (unsigned band = 0; band < bands; ++band) to[2 * i * bands + band] = from[i * bands + band];
-        for (unsigned band = 0; band < bands; ++band) to[(2 * i + 1) * bands + band] = from[i * bands + band];
+    if constexpr (Bands == 1) {
+        for (long i = 0; i < pixels; ++i) to[2 * i] = to[2 * i + 1] = from[i];
+        return;
+    }
+    for (long i = 0; i < pixels; ++i, to += 2 * bands, from += bands) {
+        std::memcpy(to, from, bands);
+        std::memcpy(to + bands, from, bands);
     }
 }
 
