@@ -81,6 +81,7 @@ struct Lane {
     bool bits;
     bool dense;
     bool keeps;
+    bool stores;
 
     explicit Lane(const Operand& operand) noexcept
         : raster(operand.raster),
@@ -88,7 +89,8 @@ struct Lane {
           size(bands * sampleSize(operand.raster->type)),
           bits(operand.raster->type == ORV_BIT),
           dense(!bits && static_cast<std::size_t>(operand.raster->pixel) == size),
-          keeps(operand.keepsOthers) {}
+          keeps(operand.keepsOthers || operand.readOnly),
+          stores(!operand.readOnly) {}
 
     Lane() noexcept = default;
 
@@ -161,7 +163,7 @@ private:
             if (!direct[i] && (i > 0 || lane.keeps)) lane.load(rows[i], x, y, pixels);
         }
         run_(kernel_, rows, pixels, {x, y});
-        if (!direct[0]) lanes_[0].store(rows[0], x, y, pixels);
+        if (!direct[0] && lanes_[0].stores) lanes_[0].store(rows[0], x, y, pixels);
     }
 
     Lane lanes_[maxOperands];

@@ -20,6 +20,7 @@ struct Operand {
     const Raster* raster;
     unsigned bands;
     bool keepsOthers = false; ///< a destination that the kernel may leave as it is: its old samples are packed first
+    bool readOnly = false;    ///< in the destination's place: the image is read alone
 };
 
 /// How a walk's kernel sees the samples of a type: a bit arrives as a byte of 0 or 1, and leaves as one that is 0 or
@@ -62,7 +63,13 @@ void walkRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Operands.
                  const_cast<void*>(static_cast<const void*>(&kernel)));
 }
 
-/// The same for kernels whose results depend on where a pixel lies:
+/// Runs `kernel(const SampleOf<S>* s, std::size_t pixels)` over all rectangles of an image that is only read.
+template <class S, class Kernel>
+void walkReadRuns(RectCursor& rects, Kernel&& kernel, const Raster& source) noexcept {
+    walkRuns<S>(rects, kernel, Operand{.raster = &source, .bands = source.bands, .readOnly = true});
+}
+
+/// walkRuns for kernels whose results depend on where a pixel lies:
 /// `kernel(Place place, SampleOf<D>* d, const SampleOf<S>*... s, std::size_t pixels)`, each run within one row.
 template <class D, class... S, class Kernel, class... Operands>
 void walkPlacedRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Operands... sources) noexcept {

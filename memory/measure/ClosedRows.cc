@@ -1,0 +1,111 @@
+#include "memory/measure/ClosedRows.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "memory/frame/lanes.h"
+#include "memory/frame/orv_bit_utils.h"
+#include "orv/device/OrvSystemState.h"
+
+namespace orvi {
+
+bool Scratch::make(OrvImage* like, OrvDataType type) noexcept {
+    OrvSystemState* const state = like->getSystemState();
+    if (state == nullptr) return false;
+    image_ = state->createImage(like->getWidth(), like->getHeight(), 1, type);
+    if (image_ == nullptr) return false;
+    float x = 0;
+    float y = 0;
+    like->getOrigin(&x, &y);
+    image_->setOrigin(x, y);
+    return raster_.read(image_, type);
+}
+
+namespace {
+
+constexpr long wordBits = 64;
+
+/// A word with the first byte in memory at the top.
+std::uint64_t firstByteHighest(std::uint64_t word) noexcept {
+    if constexpr (std::endian::native == std::endian::little) {
+        return __builtin_bswap64(word);
+    } else {
+        return word;
+    }
+}
+
+/// Up to eight bytes, the first at the top.
+std::uint64_t word(const std::uint8_t* from, std::size_t bytes) noexcept {
+    if (bytes >= sizeof(std::uint64_t)) return firstByteHighest(lanes::load<std::uint64_t>(from));
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < bytes; ++i) value |= std::uint64_t{from[i]} << (56 - 8 * i);
+    return value;
+}
+
+} // namespace
+
+ClosedRows::ClosedRows(const Raster& scratch, Barrier& barrier, long width, long height) noexcept
+    : data_(reinterpret_cast<std::uint8_t*>(scratch.data)),
+      stride_(scratch.stride),
+      barrier_(barrier),
+      width_(width),
+      height_(height),
+      rowBytes_((static_cast<std::size_t>(width) + 7) >> 3) {}
+
+void ClosedRows::make(long row) noexcept {
+    std::uint8_t* to = at(row);
+    for (long column = 0; column < width_; column += Barrier::chunkPixels, to += Barrier::chunkBytes) {
+        barrier_.bits(column, row, static_cast<unsigned>(std::min<long>(width_ - column, Barrier::chunkPixels)), to);
+    }
+    if (first_ == end_) {
+        first_ = row;
+        end_ = row + 1;
+    } else {
+        first_ = std::min(first_, row);
+        end_ = std::max(end_, row + 1);
+    }
+}
+
+void ClosedRows::keepFlooded() noexcept {
+    std::uint8_t bits[Barrier::chunkBytes];
+    for (long row = first_; row < end_; ++row) {
+        std::uint8_t* to = at(row);
+        for (long column = 0; column < width_; column += Barrier::chunkPixels, to += Barrier::chunkBytes) {
+            const auto pixels = static_cast<unsigned>(std::min<long>(width_ - column, Barrier::chunkPixels));
+            barrier_.bits(column, row, pixels, bits);
+            for (unsigned i = 0; i < (pixels + 7) >> 3; ++i) to[i] = static_cast<std::uint8_t>(to[i] ^ bits[i]);
+        }
+    }
+}
+
+long ClosedRows::firstBit(const std::uint8_t* row, long from, long end, std::uint64_t flip) const noexcept {
+    if (from >= end) return from;
+    auto byte = static_cast<std::size_t>(from >> 3);
+    const std::uint64_t head = (word(row + byte, rowBytes_ - byte) ^ flip) << (from & 7);
+    if (head != 0) return std::min(end, from + std::countl_zero(head));
+    for (byte += sizeof head; static_cast<long>(byte * 8) < end; byte += sizeof head) {
+        const std::uint64_t bits = word(row + byte, rowBytes_ - byte) ^ flip;
+        if (bits != 0) return std::min(end, static_cast<long>(byte * 8) + std::countl_zero(bits));
+    }
+    return end;
+}
+
+long ClosedRows::lastClosed(long row, long from) noexcept {
+    const std::uint8_t* const bytes = use(row);
+    long end = from + 1; // bits from here on do not count
+    while (end > 0) {
+        const long first = std::max(0L, ((end + 7) >> 3) - static_cast<long>(sizeof(std::uint64_t))); // byte
+        const auto count = static_cast<std::size_t>(((end + 7) >> 3) - first);
+        const std::uint64_t bits = word(bytes + first, count) >> (wordBits - (end - first * 8));
+        if (bits != 0) return end - 1 - std::countr_zero(bits);
+        end = first * 8;
+    }
+    return -1;
+}
+
+void ClosedRows::close(long row, long from, long end) noexcept {
+    if (from >= end) return;
+    orv_bit_setvalue(use(row) + (from >> 3), 1, static_cast<unsigned>(end - from), static_cast<unsigned>(from & 7));
+}
+
+} // namespace orvi

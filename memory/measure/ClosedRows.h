@@ -1,0 +1,94 @@
+// The one-bit scratch image of a flood, and searches in its rows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "memory/frame/Raster.h"
+
+namespace orvi {
+
+/// An image that the device makes for the time of a call, of the size and origin of another.
+class Scratch {
+public:
+    Scratch() noexcept = default;
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    ~Scratch() { orv_destroy(image_); }
+
+    /// False where the image or its storage cannot be had.
+    bool make(OrvImage* like, OrvDataType type) noexcept;
+
+    const Raster& raster() const noexcept { return raster_; }
+
+private:
+    OrvImage* image_ = nullptr;
+    Raster raster_;
+};
+
+/// Which pixels a flood may not enter.
+class Barrier {
+public:
+    static constexpr unsigned chunkPixels = 512;
+    static constexpr unsigned chunkBytes = chunkPixels / 8;
+
+    /// Writes, for up to chunkPixels pixels of a row (storage positions), a bit each: set where the flood may not
+    /// enter. What fills up the last byte is unset.
+    virtual void bits(long column, long row, unsigned pixels, std::uint8_t* to) noexcept = 0;
+
+protected:
+    Barrier() noexcept = default;
+    Barrier(const Barrier&) = default;
+    Barrier& operator=(const Barrier&) = default;
+    ~Barrier() = default;
+};
+
+/// The rows of a flood's scratch image: a bit is set where the flood may not go (on), be it kept out by the barrier or
+/// have been there. Rows are made when the flood first comes to them; since it comes to neighbours of earlier rows
+/// alone, those made are always one run of rows. Positions are those of the storage.
+class ClosedRows {
+public:
+    ClosedRows(const Raster& scratch, Barrier& barrier, long width, long height) noexcept;
+
+    long width() const noexcept { return width_; }
+    long height() const noexcept { return height_; }
+    bool hasRow(long row) const noexcept { return row >= 0 && row < height_; }
+    bool isOpen(long column, long row) noexcept {
+        if (column < 0 || column >= width_ || !hasRow(row)) return false;
+        return (use(row)[column >> 3] & (0x80U >> (column & 7))) == 0;
+    }
+
+    /// The first column from `from` to `end` - 1 that is open or closed, else `end` (or `from`, where that is beyond).
+    long firstOpen(long row, long from, long end) noexcept { return firstBit(use(row), from, end, ~std::uint64_t{0}); }
+    long firstClosed(long row, long from, long end) noexcept { return firstBit(use(row), from, end, 0); }
+    /// The last closed column up to `from`, or -1.
+    long lastClosed(long row, long from) noexcept;
+    /// Closes the columns from `from` to `end` - 1.
+    void close(long row, long from, long end) noexcept;
+
+    /// Leaves in the scratch the pixels where the flood has been alone: from now on "closed" means flooded.
+    void keepFlooded() noexcept;
+    /// The rows that the flood came to: from..end - 1.
+    long firstRow() const noexcept { return first_; }
+    long endRow() const noexcept { return end_; }
+
+private:
+    std::uint8_t* at(long row) const noexcept { return data_ + row * stride_; }
+    std::uint8_t* use(long row) noexcept {
+        if (row < first_ || row >= end_) make(row);
+        return at(row);
+    }
+    void make(long row) noexcept;
+    long firstBit(const std::uint8_t* row, long from, long end, std::uint64_t flip) const noexcept;
+
+    std::uint8_t* data_;
+    std::ptrdiff_t stride_;
+    Barrier& barrier_;
+    long width_;
+    long height_;
+    std::size_t rowBytes_;
+    long first_ = 0;
+    long end_ = 0;
+};
+
+} // namespace orvi

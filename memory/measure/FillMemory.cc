@@ -1,0 +1,185 @@
+// Boundary fill: what a flood from the seed reaches before it meets the boundary colour takes the fill colour. The
+// flood reads the source and writes a scratch image alone, over the whole image; the destination is painted afterwards,
+// within the region.
+
+#include <algorithm>
+#include <cstring>
+
+#include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/bit_rows.h"
+#include "memory/frame/lanes.h"
+#include "memory/frame/numbers.h"
+#include "memory/measure/floodFrame.h"
+#include "memory/measure/floods.h"
+
+namespace {
+
+using namespace orvi;
+
+/// A colour in an image's own samples; for bits one bit a band, packed.
+template <class S>
+class Colour {
+public:
+    Colour(const float* values, unsigned bands) noexcept : samples_(bands) {
+        if (!samples_) return;
+        std::transform(values, values + bands, samples_.get(), roundTo<S>);
+    }
+
+    explicit operator bool() const noexcept { return static_cast<bool>(samples_); }
+    S operator[](unsigned band) const noexcept { return samples_[band]; }
+    const S* data() const noexcept { return samples_.get(); }
+
+private:
+    Array<S> samples_;
+};
+
+template <>
+class Colour<Bit> {
+public:
+    Colour(const float* values, unsigned bands) noexcept : bits_((bands + 7) >> 3) {
+        if (!bits_) return;
+        std::fill_n(bits_.get(), (bands + 7) >> 3, std::uint8_t{0});
+        for (unsigned band = 0; band < bands; ++band) {
+            if (toBit(values[band])) bits_[band >> 3] |= bit_mask[band & 7];
+        }
+    }
+
+    explicit operator bool() const noexcept { return static_cast<bool>(bits_); }
+    bool operator[](unsigned band) const noexcept { return (bits_[band >> 3] & bit_mask[band & 7]) != 0; }
+
+private:
+    Array<std::uint8_t> bits_;
+};
+
+/// Keeps a flood out of the pixels that have the boundary colour in every band.
+template <class S>
+class ColourBarrier final : public Barrier {
+public:
+    ColourBarrier(const Raster& source, const Colour<S>& colour) noexcept : source_(source), colour_(colour) {}
+
+    void bits(long column, long row, unsigned pixels, std::uint8_t* to) noexcept override {
+        const S* const from = source_.at<S>(column - source_.ox, row - source_.oy);
+        const std::ptrdiff_t step = source_.pixelOf<S>();
+        alignas(lanes::vectorBytes) std::uint8_t equal[chunkPixels];
+        const unsigned padded = (pixels + 7) & ~7U;
+        std::fill(equal + pixels, equal + padded, std::uint8_t{0});
+        if (step == 1) {
+            const S boundary = colour_[0];
+            for (unsigned i = 0; i < pixels; ++i) equal[i] = from[i] == boundary;
+        } else {
+            spaced(from, step, pixels, equal);
+        }
+        lanes::gatherBits(to, equal, padded / 8);
+    }
+
+private:
+    void spaced(const S* from, std::ptrdiff_t step, unsigned pixels, std::uint8_t* equal) const noexcept {
+        std::fill(equal, equal + pixels, std::uint8_t{1});
+        for (unsigned band = 0; band < source_.bands; ++band) {
+            const S boundary = colour_[band];
+            const S* sample = from + band;
+            for (unsigned i = 0; i < pixels; ++i, sample += step) equal[i] &= *sample == boundary;
+        }
+    }
+
+    const Raster& source_;
+    const Colour<S>& colour_;
+};
+
+template <>
+class ColourBarrier<Bit> final : public Barrier {
+public:
+    ColourBarrier(const Raster& source, const Colour<Bit>& colour) noexcept : source_(source), colour_(colour) {}
+
+    void bits(long column, long row, unsigned pixels, std::uint8_t* to) noexcept override {
+        to[(pixels - 1) >> 3] = 0;
+        for (unsigned band = 0; band < source_.bands; ++band) {
+            const unsigned flip = colour_[band] ? 0 : 0xff;
+            const BitPosition from = source_.bit(column - source_.ox, row - source_.oy, band);
+            if (band == 0) {
+                combineBits(
+                    {to, 0}, pixels, [flip](auto v) { return equal(v, flip); }, from);
+            } else {
+                combineBits(
+                    {to, 0}, pixels, [flip](auto d, auto v) { return d & equal(v, flip); }, BitPosition{to, 0}, from);
+            }
+        }
+    }
+
+private:
+    template <class W>
+    static W equal(W bits, unsigned flip) noexcept {
+        return static_cast<W>(bits ^ lanes::everyByte<W>(flip));
+    }
+
+    const Raster& source_;
+    const Colour<Bit>& colour_;
+};
+
+template <class S>
+void paint(const Raster& image, const Colour<S>& colour, long x, long y, long pixels) noexcept {
+    S* to = image.at<S>(x, y);
+    const std::ptrdiff_t step = image.pixelOf<S>();
+    if (step == 1) {
+        std::fill_n(to, pixels, colour[0]);
+        return;
+    }
+    for (long i = 0; i < pixels; ++i, to += step) std::copy_n(colour.data(), image.bands, to);
+}
+
+void paint(const Raster& image, const Colour<Bit>& colour, long x, long y, long pixels) noexcept {
+    for (unsigned band = 0; band < image.bands; ++band) {
+        const BitPosition to = image.bit(x, y, band);
+        orv_bit_setvalue(to.byte, colour[band], static_cast<unsigned>(pixels), to.offset);
+    }
+}
+
+OrvStatus flood(ClosedRows& rows, FrameStack<RunFrame>& stack, Seed seed) noexcept {
+    return floodRuns(rows, stack, seed);
+}
+
+OrvStatus flood(ClosedRows& rows, FrameStack<SpanFrame>& stack, Seed seed) noexcept {
+    if (!rows.hasRow(seed.row)) return ORV_FAILURE; // told as lack of memory
+    floodSpans(rows, stack, seed);
+    return ORV_SUCCESS;
+}
+
+template <class S, class StackFrame>
+OrvStatus fill(OrvOp* op, const char* file) noexcept {
+    Frame frame(op);
+    if (frame.open(fillFacts<S>(file)) != ORV_SUCCESS) return ORV_FAILURE;
+    const Raster& source = frame[src1];
+    const Raster& destination = frame[dst];
+    OrvImage* const image = source.image;
+
+    Scratch scratch;
+    if (!scratch.make(image, ORV_BIT)) return fail(image, noFillMemory, file);
+    const Colour<S> boundary(static_cast<const float*>(op->getPtrParam(3)), source.bands);
+    if (!boundary) return fail(image, noFillMemory, file);
+    const Colour<S> colour(static_cast<const float*>(op->getPtrParam(4)), destination.bands);
+    if (!colour) return fail(image, noFillMemory, file);
+    FrameStack<StackFrame> stack;
+    if (!stack) return fail(image, noFillMemory, file);
+
+    ColourBarrier<S> barrier(source, boundary);
+    ClosedRows rows(scratch.raster(), barrier, image->getWidth(), image->getHeight());
+    if (flood(rows, stack, seedOf(op, source)) != ORV_SUCCESS) return fail(image, noFillMemory, file);
+    rows.keepFlooded();
+    eachFlooded(frame.rects(), rows, source,
+                [&](long x, long y, long pixels) { paint(destination, colour, x, y, pixels); });
+    return ORV_SUCCESS;
+}
+
+} // namespace
+
+OrvStatus OrvDeviceComputeTypeMemory::Fill1(OrvOp* op, int) noexcept {
+    return fill<Bit, RunFrame>(op, "Fill1Memory.cc");
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Fill8(OrvOp* op, int) noexcept {
+    return fill<std::uint8_t, SpanFrame>(op, "Fill8Memory.cc");
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Fill16(OrvOp* op, int) noexcept {
+    return fill<std::int16_t, SpanFrame>(op, "Fill16Memory.cc");
+}

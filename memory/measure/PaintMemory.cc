@@ -1,0 +1,152 @@
+// Paint: stamps a brush at a list of positions. Each stamp blends the source with a colour by the brush's weights and
+// writes the destination, so stamps build up only where the two are one image.
+
+#include <algorithm>
+#include <type_traits>
+
+#include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/lanes.h"
+#include "memory/frame/numbers.h"
+#include "memory/frame/orv_bit_utils.h"
+#include "memory/frame/orv_float_utils.h"
+#include "memory/frame/orvi_new.h"
+#include "memory/frame/walk.h"
+#include "memory/measure/PaintStamps.h"
+#include "orv/device/OrvVersionNumber.h"
+
+namespace {
+
+using namespace orvi;
+
+/// The blend of a sample with a colour, stored once in single precision.
+float blended(float weight, float colour, int sample) noexcept {
+    const double a = weight;
+    return static_cast<float>(a * colour + sample * (1.0 - a));
+}
+
+template <class S>
+void paintRow(const Stamp& stamp, const float* colour, long x, long y, unsigned pixels) noexcept {
+    const float* const weights = stamp.weights(x, y);
+    const unsigned bands = commonBands(stamp.source, stamp.destination);
+    const S* from = stamp.source.template at<S>(x, y);
+    S* to = stamp.destination.template at<S>(x, y);
+    for (unsigned i = 0; i < pixels; ++i) {
+        for (unsigned band = 0; band < bands; ++band)
+            to[band] = roundTo<S>(blended(weights[i], colour[band], from[band]));
+        from += stamp.source.template pixelOf<S>();
+        to += stamp.destination.template pixelOf<S>();
+    }
+}
+
+template <>
+void paintRow<Bit>(const Stamp& stamp, const float* colour, long x, long y, unsigned pixels) noexcept {
+    const float* const weights = stamp.weights(x, y);
+    const unsigned bands = commonBands(stamp.source, stamp.destination);
+    for (unsigned i = 0; i < pixels; ++i) {
+        for (unsigned band = 0; band < bands; ++band) {
+            const BitPosition from = stamp.source.bit(x + i, y, band);
+            const BitPosition to = stamp.destination.bit(x + i, y, band);
+            const int sample = (*from.byte & bit_mask[from.offset]) != 0 ? 1 : 0;
+            orv_bit_setvalue(to.byte, toBit(blended(weights[i], colour[band], sample)), 1, to.offset);
+        }
+    }
+}
+
+template <class S>
+OrvStatus paint(OrvOp* op, const char* file) noexcept {
+    PaintStamps stamps(op, {file, {"di-12", 6, 0}});
+    if (stamps.fetchSource(dataTypeOf<S>) != ORV_SUCCESS) return ORV_FAILURE;
+    if (stamps.fetchDestination(dataTypeOf<S>) != ORV_SUCCESS) return ORV_FAILURE;
+    auto* const brush = static_cast<OrvKernel*>(op->getObjParam(2));
+    const auto* const colour = static_cast<const float*>(op->getPtrParam(1));
+    return stamps.run(brush, [colour](const Stamp& stamp, long x, long y, unsigned pixels) {
+        paintRow<S>(stamp, colour, x, y, pixels);
+    });
+}
+
+constexpr unsigned threeBands = 3;
+
+/// The premultiplied colours of one brush and one colour, rounding included. Kept from call to call, and made anew when
+/// the brush's version or the colour is another.
+class BrushTable {
+public:
+    /// Null where memory cannot be had.
+    const float* get(OrvKernel* brush, const float* colour) noexcept {
+        OrvVersionNumber version;
+        brush->getVersion(&version);
+        const bool fresh =
+            table_ != nullptr && !(version != version_) && std::equal(colour_, colour_ + threeBands, colour);
+        if (fresh) return table_;
+        version_ = version;
+        std::copy_n(colour, threeBands, colour_);
+        orvi_delete(table_);
+        const std::size_t entries = std::size_t{brush->getWidth()} * brush->getHeight();
+        table_ = newArray<float>(entries * threeBands);
+        if (table_ != nullptr) fill(brush->getValue(), entries);
+        return table_;
+    }
+
+private:
+    void fill(const float* brush, std::size_t entries) noexcept {
+        for (std::size_t k = 0; k < entries; ++k) {
+            for (unsigned band = 0; band < threeBands; ++band) {
+                table_[k * threeBands + band] = static_cast<float>(static_cast<double>(brush[k]) * colour_[band] + 0.5);
+            }
+        }
+    }
+
+    float* table_ = nullptr;
+    OrvVersionNumber version_;
+    float colour_[threeBands] = {};
+};
+
+BrushTable brushTable;
+
+/// No clamp: a colour outside the range of bytes wraps around.
+std::uint8_t lowByte(double value) noexcept {
+    return static_cast<std::uint8_t>(toInt(value, lowest<std::int32_t>, highest<std::int32_t>));
+}
+
+void paintRow3(const Stamp& stamp, const float* byteToFloat, const float* table, long x, long y,
+               unsigned pixels) noexcept {
+    const float* const weights = stamp.weights(x, y);
+    const float* colours = table + (weights - stamp.brush) * std::ptrdiff_t{threeBands};
+    const unsigned bands = std::min(threeBands, stamp.destination.bands);
+    const std::uint8_t* from = stamp.source.at<std::uint8_t>(x, y);
+    std::uint8_t* to = stamp.destination.at<std::uint8_t>(x, y);
+    for (unsigned i = 0; i < pixels; ++i, colours += threeBands) {
+        const auto inverse = static_cast<float>(1.0 - static_cast<double>(weights[i]));
+        for (unsigned band = 0; band < bands; ++band) {
+            to[band] = lowByte(static_cast<double>(byteToFloat[from[band]]) * inverse + colours[band]);
+        }
+        from += stamp.source.pixel;
+        to += stamp.destination.pixel;
+    }
+}
+
+} // namespace
+
+OrvStatus OrvDeviceComputeTypeMemory::Paint1(OrvOp* op, int) noexcept { return paint<Bit>(op, "Paint1Memory.cc"); }
+
+OrvStatus OrvDeviceComputeTypeMemory::Paint8(OrvOp* op, int) noexcept {
+    return paint<std::uint8_t>(op, "Paint8Memory.cc");
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Paint16(OrvOp* op, int) noexcept {
+    return paint<std::int16_t>(op, "Paint16Memory.cc");
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::Paint8_3Band(OrvOp* op, int) noexcept {
+    PaintStamps stamps(op, {"Paint8_3BandMemory.cc", {"di-7", 1, 0}});
+    if (stamps.fetchSource(ORV_BYTE) != ORV_SUCCESS) return ORV_FAILURE;
+    if (stamps.source().bands != threeBands) return ORV_FAILURE; // declines
+    if (stamps.fetchDestination(ORV_BYTE) != ORV_SUCCESS) return ORV_FAILURE;
+    const float* const byteToFloat = orv_float_utils_get_b2f();
+    if (byteToFloat == nullptr) return ORV_FAILURE;
+    auto* const brush = static_cast<OrvKernel*>(op->getPtrParam(2));
+    const float* const table = brushTable.get(brush, static_cast<const float*>(op->getPtrParam(1)));
+    if (table == nullptr) return ORV_FAILURE; // declines: the general form needs no table
+    return stamps.run(brush, [=](const Stamp& stamp, long x, long y, unsigned pixels) {
+        paintRow3(stamp, byteToFloat, table, x, y, pixels);
+    });
+}

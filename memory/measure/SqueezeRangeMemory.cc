@@ -1,0 +1,117 @@
+// A lookup that packs the values in use into a run without gaps.
+
+#include <algorithm>
+
+#include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/numbers.h"
+#include "memory/frame/orvi_new.h"
+#include "memory/frame/walk.h"
+#include "memory/measure/SourceRegion.h"
+#include "orv/device/OrvLookup.h"
+
+namespace {
+
+using namespace orvi;
+
+/// Where the searches of a member start, and what its first value in use maps to. The three are unlike on purpose:
+/// the 8-bit form alone packs down to 0, and the 16-bit one never finds a smallest value above -1.
+struct SqueezeFacts {
+    const char* file;
+    int lowestValue;
+    int smallestStart;
+    bool packsToZero;
+};
+
+/// The values met, and the span of them.
+template <class T, unsigned Values>
+class ValuesInUse {
+public:
+    explicit ValuesInUse(const SqueezeFacts& facts) noexcept
+        : lowest_(facts.lowestValue), smallest_(facts.smallestStart), largest_(facts.lowestValue - 1) {}
+
+    void operator()(const T* samples, std::size_t pixels) noexcept {
+        for (std::size_t i = 0; i < pixels && met_ != Values; i += block) { // once all are met none can be new
+            const std::size_t end = std::min(pixels, i + block);
+            for (std::size_t j = i; j < end; ++j) note(samples[j]);
+        }
+    }
+
+    bool any() const noexcept { return met_ != 0; }
+    bool has(int value) const noexcept { return flags_[value - lowest_] != 0; }
+    int smallest() const noexcept { return smallest_; }
+    int largest() const noexcept { return largest_; }
+
+private:
+    void note(int value) noexcept {
+        std::uint8_t& flag = flags_[value - lowest_];
+        if (flag != 0) return;
+        flag = 1;
+        ++met_;
+        smallest_ = std::min(smallest_, value);
+        largest_ = std::max(largest_, value);
+    }
+
+    static constexpr std::size_t block = 1024;
+
+    std::uint8_t flags_[Values] = {};
+    unsigned met_ = 0;
+    int lowest_;
+    int smallest_;
+    int largest_;
+};
+
+/// Each value from the smallest to the largest maps to the rank of the nearest value in use at or below it.
+template <class T, class Values>
+void fillRanks(T* table, const Values& values, int rank) noexcept {
+    for (int value = values.smallest(); value <= values.largest(); ++value) {
+        if (values.has(value)) ++rank;
+        *table++ = static_cast<T>(rank);
+    }
+}
+
+template <class S, unsigned Values>
+OrvStatus squeezeRange(OrvOp* op, const SqueezeFacts& facts) noexcept {
+    using T = SampleOf<S>;
+    constexpr OrvDataType type = dataTypeOf<S>;
+    const RegionFacts region{facts.file, {"di-10", 1, 0}, {"di-6", 0, 0}, {"di-8", 0, 0}};
+    SourceRegion source(op, region);
+    if (source.image()->getBands() != 1) return source.report({"di-211", 4, 1});
+    if (source.fetch(type) != ORV_SUCCESS) return ORV_FAILURE;
+    OrvSystemState* const state = source.image()->getSystemState();
+    if (state == nullptr) return fail(state, {"di-209", 0, 0}, facts.file);
+    if (source.list() != ORV_SUCCESS) return ORV_FAILURE;
+
+    ValuesInUse<T, Values> values(facts);
+    walkReadRuns<S>(source.rects(), values, source.raster());
+    auto& result = *static_cast<OrvLookup**>(op->getPtrParam(1));
+    if (!values.any()) {
+        result = nullptr; // an empty region has no values
+        return ORV_SUCCESS;
+    }
+    const auto entries = static_cast<unsigned>(values.largest() - values.smallest() + 1);
+    const Array<T> table(entries);
+    if (!table) return source.report(noMemory);
+    fillRanks(table.get(), values, facts.packsToZero ? -1 : values.smallest() - 1);
+    OrvLookup* const lookup =
+        state->createLookup(type, type, 1, entries, static_cast<short>(values.smallest()), table.get());
+    if (lookup == nullptr) {
+        source.rects().leak();
+        return source.report({"di-210", 1, 0});
+    }
+    result = lookup;
+    return ORV_SUCCESS;
+}
+
+} // namespace
+
+OrvStatus OrvDeviceComputeTypeMemory::SqueezeRange1(OrvOp* op, int) noexcept {
+    return squeezeRange<Bit, 2>(op, {"SqueezeRange1Memory.cc", 0, 1, false});
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::SqueezeRange8(OrvOp* op, int) noexcept {
+    return squeezeRange<std::uint8_t, 256>(op, {"SqueezeRange8Memory.cc", 0, 255, true});
+}
+
+OrvStatus OrvDeviceComputeTypeMemory::SqueezeRange16(OrvOp* op, int) noexcept {
+    return squeezeRange<std::int16_t, 65536>(op, {"SqueezeRange16Memory.cc", -32768, -1, false});
+}
