@@ -39,7 +39,6 @@ void withBits(Call& call) {
 
 constexpr auto factor =
     list(Parameter{.name = "value", .kind = Kind::factors, .help = "a number a band, or one for all"});
-constexpr auto level = list(Parameter{.name = "value", .kind = Kind::levels, .help = "a level a band, or one for all"});
 constexpr auto bitMask = list(Parameter{.name = "value",
                                         .kind = Kind::bits,
                                         .help = "bits a band, or the same for all (0xf0, 15)",
