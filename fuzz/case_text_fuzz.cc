@@ -1,4 +1,5 @@
-// Any text as a case file: read or refused with a line number, and what is read is written to a text that reads as equal.
+// Any text as a case file: read or refused with a line number, and what is read is written to a text that reads as
+// equal.
 
 #include <cstdint>
 #include <cstdlib>

@@ -133,14 +133,14 @@ private:
 
     void out(const ExpectedImage& expected) {
         const StagedImage& image = stage_.image(expected.image);
-        const std::size_t count = image.spec->sampleCount();
+        const std::size_t count = image.declared->sampleCount();
         if (!expected.values.empty() && expected.values.size() != count) {
             return add(expected.line, "out " + expected.image + ": " + std::to_string(count) + " samples, but " +
                                           std::to_string(expected.values.size()) + " expected");
         }
         std::size_t wrong = 0;
         std::string first;
-        eachSample(*image.spec, [&](unsigned column, unsigned row, unsigned band, std::size_t i) {
+        eachSample(*image.declared, [&](unsigned column, unsigned row, unsigned band, std::size_t i) {
             const auto& wanted = expected.values.empty() ? expected.fill : expected.values[i];
             const double came = stage_.sample(image, column, row, band);
             if (agrees(wanted, came, expected.within)) return true;
@@ -155,20 +155,21 @@ private:
 
     bool isNamed(const StagedImage& image) const {
         const auto& out = call_.expect.out;
-        return std::any_of(out.begin(), out.end(), [&](const ExpectedImage& e) { return e.image == image.spec->name; });
+        return std::any_of(out.begin(), out.end(),
+                           [&](const ExpectedImage& e) { return e.image == image.declared->name; });
     }
 
     bool isAncestor(const StagedImage& ancestor, const StagedImage& image) const {
-        for (std::string parent = image.spec->parent; !parent.empty(); parent = case_.image(parent).parent) {
-            if (parent == ancestor.spec->name) return true;
+        for (std::string parent = image.declared->parent; !parent.empty(); parent = case_.image(parent).parent) {
+            if (parent == ancestor.declared->name) return true;
         }
         return false;
     }
 
     static bool holds(const StagedImage& image, unsigned column, unsigned row, unsigned band) {
         const auto within = [](unsigned at, unsigned from, unsigned size) { return at >= from && at - from < size; };
-        return within(column, image.rootX, image.spec->width) && within(row, image.rootY, image.spec->height) &&
-               within(band, image.rootBand, image.spec->bands);
+        return within(column, image.rootX, image.declared->width) && within(row, image.rootY, image.declared->height) &&
+               within(band, image.rootBand, image.declared->bands);
     }
 
     /// All that an image's storage must keep: the bits that hold no sample, and, unless the expectations speak of the
@@ -178,7 +179,7 @@ private:
         const bool changed = std::memcmp(root.before.data(), root.memory->data(), root.before.size()) != 0;
         if (&root == &image) {
             if (!root.memory->marginsIntact())
-                add(0, "memory beside the storage of " + image.spec->name + " was written");
+                add(0, "memory beside the storage of " + image.declared->name + " was written");
             if (changed) gaps(root);
         }
         if (changed && !isNamed(image)) unchanged(image);
@@ -189,7 +190,7 @@ private:
         const unsigned char* now = root.memory->data();
         for (std::size_t i = 0; i < bits.size(); ++i) {
             if (((now[i] ^ root.before[i]) & ~bits[i]) == 0) continue;
-            return add(0, "storage of " + root.spec->name + ": byte " + std::to_string(i) +
+            return add(0, "storage of " + root.declared->name + ": byte " + std::to_string(i) +
                               ", which holds bits that are no samples, was " + std::to_string(root.before[i]) +
                               ", is " + std::to_string(now[i]));
         }
@@ -205,7 +206,7 @@ private:
             named.push_back(&other);
         }
         const StagedImage& root = stage_.images()[image.root];
-        eachSample(*image.spec, [&](unsigned column, unsigned row, unsigned band, std::size_t) {
+        eachSample(*image.declared, [&](unsigned column, unsigned row, unsigned band, std::size_t) {
             const double was = stage_.sample(image, column, row, band, root.before);
             const double is = stage_.sample(image, column, row, band);
             if (agrees(was, is, 0)) return true;
@@ -213,7 +214,7 @@ private:
                 return holds(*other, column + image.rootX, row + image.rootY, band + image.rootBand);
             });
             if (shared) return true;
-            add(0, "image " + image.spec->name + " must not change, but " + place(column, row, band) + " was " +
+            add(0, "image " + image.declared->name + " must not change, but " + place(column, row, band) + " was " +
                        text(was) + ", is " + text(is));
             return false;
         });
@@ -332,8 +333,8 @@ private:
             &root == &image && std::memcmp(root.before.data(), root.memory->data(), root.before.size()) != 0;
         if (!changed && !isNamed(image)) return;
         ExpectedImage& out = made.out.emplace_back();
-        out.image = image.spec->name;
-        eachSample(*image.spec, [&](unsigned column, unsigned row, unsigned band, std::size_t) {
+        out.image = image.declared->name;
+        eachSample(*image.declared, [&](unsigned column, unsigned row, unsigned band, std::size_t) {
             out.values.emplace_back(stage_.sample(image, column, row, band));
             return true;
         });
@@ -341,7 +342,7 @@ private:
 
     void recordTouched(const StagedImage& image, Expectations& made) {
         const auto& expected = call_.expect.touched;
-        const std::string& name = image.spec->name;
+        const std::string& name = image.declared->name;
         const bool named = name == call_.dst || std::any_of(expected.begin(), expected.end(),
                                                             [&](const ExpectedTouch& e) { return e.image == name; });
         const bool called = image.object->touchedCount() > 0;

@@ -139,53 +139,53 @@ Stage::Stage(const Case& c, orv::host::Session& session, Storage storage) : case
 
 void Stage::makeImages(const Case& c, Storage storage) {
     images_.reserve(c.images.size());
-    for (const Image& spec : c.images) {
+    for (const Image& declared : c.images) {
         StagedImage& made = images_.emplace_back();
-        made.spec = &spec;
-        if (spec.parent.empty())
+        made.declared = &declared;
+        if (declared.parent.empty())
             makeRoot(made, storage);
         else
             makeChild(made, c);
-        need(made.object != nullptr, "image " + spec.name + " cannot be made");
-        made.object->place(spec.originX, spec.originY);
-        made.object->setInputOutput(spec.io);
-        if (spec.roi) {
+        need(made.object != nullptr, "image " + declared.name + " cannot be made");
+        made.object->place(declared.originX, declared.originY);
+        made.object->setInputOutput(declared.io);
+        if (declared.roi) {
             std::vector<orv::host::Rect> rects;
-            for (const Rect& r : *spec.roi) {
+            for (const Rect& r : *declared.roi) {
                 rects.push_back({r.x, r.y, static_cast<unsigned>(r.width), static_cast<unsigned>(r.height)});
             }
             need(made.object->setRegion(rects), "no memory for a region");
         }
-        names_[spec.name] = {.object = made.object.get()};
+        names_[declared.name] = {.object = made.object.get()};
     }
 }
 
 void Stage::makeRoot(StagedImage& made, Storage storage) {
-    const Image& spec = *made.spec;
-    need(spec.data.empty() || spec.data.size() == spec.sampleCount(),
-         "image " + spec.name + " has a wrong count of data");
+    const Image& declared = *made.declared;
+    need(declared.data.empty() || declared.data.size() == declared.sampleCount(),
+         "image " + declared.name + " has a wrong count of data");
     made.root = images_.size() - 1;
-    unsigned char* bytes = made.memory.emplace(storage, extentOf(spec)).data();
-    eachSample(spec, [&](unsigned column, unsigned row, unsigned band) {
-        writeSample(spec, bytes, placeOf(spec, column, row, band), spec.at(column, row, band));
+    unsigned char* bytes = made.memory.emplace(storage, extentOf(declared)).data();
+    eachSample(declared, [&](unsigned column, unsigned row, unsigned band) {
+        writeSample(declared, bytes, placeOf(declared, column, row, band), declared.at(column, row, band));
     });
     const SampleMemory& memory = *made.memory;
     made.before.assign(memory.data(), memory.data() + memory.size());
-    made.object =
-        orv::host::Image::wrap(session_, {spec.type, spec.width, spec.height, spec.bands}, recordOf(spec, bytes));
+    made.object = orv::host::Image::wrap(session_, {declared.type, declared.width, declared.height, declared.bands},
+                                         recordOf(declared, bytes));
 }
 
 void Stage::makeChild(StagedImage& made, const Case& c) {
-    const Image& spec = *made.spec;
+    const Image& declared = *made.declared;
     const auto parent = std::find_if(images_.begin(), images_.end() - 1,
-                                     [&](const StagedImage& i) { return i.spec->name == spec.parent; });
-    need(parent != images_.end() - 1, "image " + spec.name + " comes before its parent in case " + c.name);
+                                     [&](const StagedImage& i) { return i.declared->name == declared.parent; });
+    need(parent != images_.end() - 1, "image " + declared.name + " comes before its parent in case " + c.name);
     made.root = parent->root;
-    made.rootX = parent->rootX + spec.atX;
-    made.rootY = parent->rootY + spec.atY;
-    made.rootBand = parent->rootBand + spec.atBand;
-    made.object =
-        orv::host::Image::child(*parent->object, spec.atX, spec.atY, spec.atBand, spec.width, spec.height, spec.bands);
+    made.rootX = parent->rootX + declared.atX;
+    made.rootY = parent->rootY + declared.atY;
+    made.rootBand = parent->rootBand + declared.atBand;
+    made.object = orv::host::Image::child(*parent->object, declared.atX, declared.atY, declared.atBand, declared.width,
+                                          declared.height, declared.bands);
 }
 
 template <class T>
@@ -241,35 +241,37 @@ void Stage::makeTables(const Case& c) {
     }
 }
 
-void Stage::makeLookup(const Lookup& spec) {
+void Stage::makeLookup(const Lookup& declared) {
     std::vector<std::vector<unsigned char>> bytes;
     std::vector<orv::host::LookupTable> tables;
-    for (const Lookup::Table& table : spec.tables) {
-        auto& block = bytes.emplace_back(table.data.size() * sampleSize(spec.out) + 1);
-        writeSamples(spec.out, table.data.data(), table.data.size(), block.data());
+    for (const Lookup::Table& table : declared.tables) {
+        auto& block = bytes.emplace_back(table.data.size() * sampleSize(declared.out) + 1);
+        writeSamples(declared.out, table.data.data(), table.data.size(), block.data());
         tables.push_back({block.data(), static_cast<unsigned>(table.data.size()), table.offset});
     }
-    need(spec.combined || tables.size() == 1, "lookup " + spec.name + " has no table, or several");
-    auto made = spec.combined
-                    ? orv::host::Lookup::makeCombined(session_, spec.in, spec.out, tables)
-                    : orv::host::Lookup::makeSingle(session_, spec.in, spec.out, spec.bands,
-                                                    tables[0].entries / spec.bands, tables[0].offset, tables[0].data);
-    need(made != nullptr, "lookup " + spec.name + " cannot be made");
-    if (spec.cube) {
-        need(made->setCube(spec.cube->multipliers, spec.cube->dimensions, spec.cube->origin), "no memory for a cube");
+    need(declared.combined || tables.size() == 1, "lookup " + declared.name + " has no table, or several");
+    auto made = declared.combined ? orv::host::Lookup::makeCombined(session_, declared.in, declared.out, tables)
+                                  : orv::host::Lookup::makeSingle(session_, declared.in, declared.out, declared.bands,
+                                                                  tables[0].entries / declared.bands, tables[0].offset,
+                                                                  tables[0].data);
+    need(made != nullptr, "lookup " + declared.name + " cannot be made");
+    if (declared.cube) {
+        need(made->setCube(declared.cube->multipliers, declared.cube->dimensions, declared.cube->origin),
+             "no memory for a cube");
     }
-    lookups_[spec.name] = made.get();
-    keep(spec.name, std::move(made));
+    lookups_[declared.name] = made.get();
+    keep(declared.name, std::move(made));
 }
 
 void Stage::makeArrays(const Case& c, Storage storage) {
-    const auto make = [&](const Array& spec, std::map<std::string, StagedArray>& into, auto sample) {
+    const auto make = [&](const Array& declared, std::map<std::string, StagedArray>& into, auto sample) {
         using T = decltype(sample);
-        const std::vector<T> values = as<T>(spec.data);
+        const std::vector<T> values = as<T>(declared.data);
         StagedArray& made =
-            into.emplace(spec.name, StagedArray{&spec, SampleMemory(storage, values.size() * sizeof(T))}).first->second;
+            into.emplace(declared.name, StagedArray{&declared, SampleMemory(storage, values.size() * sizeof(T))})
+                .first->second;
         if (!values.empty()) std::memcpy(made.memory.data(), values.data(), made.memory.size());
-        names_[spec.name] = {.pointer = made.memory.data()};
+        names_[declared.name] = {.pointer = made.memory.data()};
     };
     for (const Array& each : c.floats) make(each, floats_, float{});
     for (const Array& each : c.ulongs) make(each, ulongs_, std::uint32_t{});
@@ -283,7 +285,7 @@ const Stage::Named& Stage::named(const std::string& name) const {
 
 StagedImage& Stage::image(const std::string& name) {
     const auto found =
-        std::find_if(images_.begin(), images_.end(), [&](const StagedImage& i) { return i.spec->name == name; });
+        std::find_if(images_.begin(), images_.end(), [&](const StagedImage& i) { return i.declared->name == name; });
     if (found == images_.end()) throw std::runtime_error("no image " + name);
     return *found;
 }
@@ -320,8 +322,8 @@ void Stage::apply(const SetContents& set) {
 }
 
 void Stage::apply(const Touch& touch) {
-    const auto image =
-        std::find_if(images_.begin(), images_.end(), [&](const StagedImage& i) { return i.spec->name == touch.name; });
+    const auto image = std::find_if(images_.begin(), images_.end(),
+                                    [&](const StagedImage& i) { return i.declared->name == touch.name; });
     if (image != images_.end()) return image->object->samplesChanged();
     if (OrvObject* object = named(touch.name).object) orv::host::renewVersion(*object);
 }
@@ -402,24 +404,24 @@ orv::host::CallResult Stage::run(const Call& call) {
 
 double Stage::sample(const StagedImage& image, unsigned column, unsigned row, unsigned band) const {
     const StagedImage& root = images_[image.root];
-    const Place place = placeOf(*root.spec, column + image.rootX, row + image.rootY, band + image.rootBand);
-    return readSample(*root.spec, root.memory->data(), place);
+    const Place place = placeOf(*root.declared, column + image.rootX, row + image.rootY, band + image.rootBand);
+    return readSample(*root.declared, root.memory->data(), place);
 }
 
 double Stage::sample(const StagedImage& image, unsigned column, unsigned row, unsigned band,
                      const std::vector<unsigned char>& bytes) const {
-    const Image& root = *images_[image.root].spec;
+    const Image& root = *images_[image.root].declared;
     return readSample(root, bytes.data(),
                       placeOf(root, column + image.rootX, row + image.rootY, band + image.rootBand));
 }
 
 std::vector<unsigned char> Stage::sampleBits(const StagedImage& root) const {
     std::vector<unsigned char> bits(root.before.size());
-    const Image& spec = *root.spec;
-    const std::size_t size = sampleSize(spec.type);
-    eachSample(spec, [&](unsigned column, unsigned row, unsigned band) {
-        const Place place = placeOf(spec, column, row, band);
-        if (spec.type == ORV_BIT)
+    const Image& declared = *root.declared;
+    const std::size_t size = sampleSize(declared.type);
+    eachSample(declared, [&](unsigned column, unsigned row, unsigned band) {
+        const Place place = placeOf(declared, column, row, band);
+        if (declared.type == ORV_BIT)
             bits[place.byte] = static_cast<unsigned char>(bits[place.byte] | place.mask);
         else
             std::fill_n(bits.begin() + static_cast<std::ptrdiff_t>(place.byte), size, static_cast<unsigned char>(0xFF));

@@ -14,7 +14,7 @@ namespace orvcase {
 
 /// An image of a case. Samples are reached through the root, the image without a parent that holds them.
 struct StagedImage {
-    const Image* spec = nullptr;
+    const Image* declared = nullptr;
     orv::host::Owned<orv::host::Image> object = {};
     std::size_t root = 0; ///< its place among the images
     unsigned rootX = 0;
@@ -62,7 +62,7 @@ private:
         void* pointer = nullptr;
     };
     struct StagedArray {
-        const Array* spec;
+        const Array* declared;
         SampleMemory memory;
     };
 
@@ -70,7 +70,7 @@ private:
     void makeRoot(StagedImage& made, Storage storage);
     void makeChild(StagedImage& made, const Case& c);
     void makeTables(const Case& c);
-    void makeLookup(const Lookup& spec);
+    void makeLookup(const Lookup& declared);
     void makeArrays(const Case& c, Storage storage);
     template <class T>
     void keep(const std::string& name, orv::host::Owned<T> object);
