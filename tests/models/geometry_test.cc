@@ -211,10 +211,16 @@ void engineRound(unsigned seed) {
     check(c);
 }
 
+/// ORV_CASES shortens a run, as it does for the other models.
+int roundsOf(int usual) {
+    const char* text = std::getenv("ORV_CASES");
+    return text != nullptr ? std::atoi(text) : usual;
+}
+
 TEST(Geometry, EnginesAnswerAsTheModel) {
     const char* text = std::getenv("ORV_SEED");
     const unsigned base = text != nullptr ? static_cast<unsigned>(std::atoi(text)) : 1;
-    const int rounds = text != nullptr ? 1 : 4000;
+    const int rounds = text != nullptr ? 1 : roundsOf(1500);
     for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) engineRound(base + static_cast<unsigned>(i));
 }
 
@@ -405,7 +411,7 @@ void pathRound(unsigned seed) {
 TEST(Geometry, FastPathsAnswerAsTheModel) {
     const char* text = std::getenv("ORV_SEED");
     const unsigned base = text != nullptr ? static_cast<unsigned>(std::atoi(text)) : 1;
-    const int rounds = text != nullptr ? 1 : 4000;
+    const int rounds = text != nullptr ? 1 : roundsOf(1500);
     for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) pathRound(base + static_cast<unsigned>(i));
 }
 
