@@ -136,10 +136,8 @@ private:
                 for (int j = next; j < n_; ++j) {
                     addMultiple(columnOfV(j), dot(row(i), columnOfV(j), next, n_), columnOfV(i), next, n_);
                 }
-            } else {
-                for (int j = next; j < n_; ++j) columnOfV(i)[j] = 0.0F;
             }
-            for (int j = next; j < n_; ++j) v_[i * n_ + j] = 0.0F;
+            for (int j = next; j < n_; ++j) columnOfV(i)[j] = columnOfV(j)[i] = 0.0F;
             v_[i * n_ + i] = 1.0F;
         }
     }
