@@ -1,7 +1,11 @@
 #include "memory/geometry/PixelTiles.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <utility>
+
+#include "memory/frame/lanes.h"
 
 namespace orvi {
 
@@ -28,8 +32,142 @@ void copyTile(const Target& to, const PixelSteps& from, std::size_t size, std::p
     }
 }
 
+// Squares of pixels of a power of two of bytes, as many on a side as a vector holds, are turned in vectors:
+// interleaving the first half of the rows with the second, once for each doubling, exchanges rows and columns.
+
+template <class E>
+struct SquareOf {
+    typedef E Row __attribute__((vector_size(16)));
+    static constexpr int side = 16 / sizeof(E);
+};
+
+/// From pixel `first` on, one of `a` and one of `b` in turn.
+template <int first, class Row, std::size_t... I>
+Row interleave(Row a, Row b, std::index_sequence<I...>) noexcept {
+    constexpr int n = sizeof...(I);
+    return __builtin_shufflevector(a, b, (first + static_cast<int>(I) / 2 + static_cast<int>(I) % 2 * n)...);
+}
+
+template <class E>
+void turnSquare(const Target& to, const PixelSteps& from) noexcept {
+    using Row = typename SquareOf<E>::Row;
+    constexpr int n = SquareOf<E>::side;
+    const bool backward = from.down < 0;
+    const std::byte* first = from.at(0, backward ? n - 1 : 0);
+    Row rows[n];
+    for (int i = 0; i < n; ++i) rows[i] = lanes::load<Row>(first + i * from.right);
+    for (int stage = 1; stage < n; stage *= 2) {
+        Row mixed[n];
+        for (int i = 0; i < n / 2; ++i) {
+            mixed[2 * i] = interleave<0>(rows[i], rows[i + n / 2], std::make_index_sequence<n>{});
+            mixed[2 * i + 1] = interleave<n / 2>(rows[i], rows[i + n / 2], std::make_index_sequence<n>{});
+        }
+        std::copy_n(mixed, n, rows);
+    }
+    for (int i = 0; i < n; ++i) lanes::store(to.at(0, backward ? n - 1 - i : i), rows[i]);
+}
+
+/// Turns whole squares, and copies the pixels beside and below them.
+template <class E>
+void turnTile(const Target& to, const PixelSteps& from, std::size_t size, std::ptrdiff_t width,
+              std::ptrdiff_t height) noexcept {
+    constexpr std::ptrdiff_t n = SquareOf<E>::side;
+    const std::ptrdiff_t columns = width - width % n;
+    const std::ptrdiff_t rows = height - height % n;
+    const auto corner = [&](std::ptrdiff_t x, std::ptrdiff_t y) {
+        return std::pair{Target{to.at(x, y), to.pixel, to.stride}, PixelSteps{from.at(x, y), from.right, from.down}};
+    };
+    for (std::ptrdiff_t y = 0; y < rows; y += n) {
+        for (std::ptrdiff_t x = 0; x < columns; x += n) {
+            const auto [target, source] = corner(x, y);
+            turnSquare<E>(target, source);
+        }
+    }
+    const auto [rightTarget, rightSource] = corner(columns, 0);
+    copyTile<sizeof(E)>(rightTarget, rightSource, size, width - columns, rows);
+    const auto [belowTarget, belowSource] = corner(0, rows);
+    copyTile<sizeof(E)>(belowTarget, belowSource, size, width, height - rows);
+}
+
+// Rows that keep or reverse the order of dense pixels.
+
+void copyRow(std::byte* to, const std::byte* from, std::size_t size, std::ptrdiff_t width) noexcept {
+    std::memcpy(to, from, static_cast<std::size_t>(width) * size);
+}
+
+/// `from` is the first pixel of the result, the last in memory.
+template <class E>
+void reverseRow(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_t width) noexcept {
+    using Row = typename SquareOf<E>::Row;
+    constexpr std::ptrdiff_t n = SquareOf<E>::side;
+    constexpr std::ptrdiff_t size = sizeof(E);
+    std::ptrdiff_t x = 0;
+    for (; x + n <= width; x += n) {
+        const Row row = lanes::load<Row>(from - (x + n - 1) * size);
+        const Row reversed = [&]<std::size_t... I>(std::index_sequence<I...>) {
+            return __builtin_shufflevector(row, row, (static_cast<int>(n - 1) - static_cast<int>(I))...);
+        }
+        (std::make_index_sequence<n>{});
+        lanes::store(to + x * size, reversed);
+    }
+    for (; x < width; ++x) std::memcpy(to + x * size, from - x * size, sizeof(E));
+}
+
+/// Pixels of three bytes, five at a time. A vector takes in a byte of the pixel beyond the five, and writes one of the
+/// pixel after them, so there must be a sixth.
+void reverseTriples(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_t width) noexcept {
+    std::ptrdiff_t x = 0;
+#if defined(__SSSE3__)
+    using Row = SquareOf<std::uint8_t>::Row;
+    for (; x + 5 < width; x += 5) {
+        const Row row = lanes::load<Row>(from - (x + 4) * 3 - 1);
+        lanes::store(to + x * 3,
+                     __builtin_shufflevector(row, row, 13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, 0));
+    }
+#endif
+    for (; x < width; ++x) std::memcpy(to + x * 3, from - x * 3, 3);
+}
+
+using RowCopy = void (*)(std::byte* to, const std::byte* from, std::size_t size, std::ptrdiff_t width);
+
+/// The copy of rows that lie dense in both images, or null.
+RowCopy rowCopyFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size) noexcept {
+    const auto step = static_cast<std::ptrdiff_t>(size);
+    if (pixel != step) return nullptr;
+    if (from.right == step) return copyRow;
+    if (from.right != -step) return nullptr;
+    switch (size) {
+    case 1:
+        return reverseRow<std::uint8_t>;
+    case 2:
+        return reverseRow<std::uint16_t>;
+    case 3:
+        return reverseTriples;
+    case 4:
+        return reverseRow<std::uint32_t>;
+    default:
+        return nullptr;
+    }
+}
+
 using TileCopy = void (*)(const Target& to, const PixelSteps& from, std::size_t size, std::ptrdiff_t width,
                           std::ptrdiff_t height);
+
+/// The turn of tiles of pixels that lie dense in both images, or null.
+TileCopy turnFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size) noexcept {
+    const auto step = static_cast<std::ptrdiff_t>(size);
+    if (pixel != step || (from.down != step && from.down != -step)) return nullptr;
+    switch (size) {
+    case 1:
+        return turnTile<std::uint8_t>;
+    case 2:
+        return turnTile<std::uint16_t>;
+    case 4:
+        return turnTile<std::uint32_t>;
+    default:
+        return nullptr;
+    }
+}
 
 TileCopy tileCopyFor(std::size_t size) noexcept {
     switch (size) {
@@ -51,20 +189,25 @@ TileCopy tileCopyFor(std::size_t size) noexcept {
 }
 
 /// Tiles of this side keep the lines of both images in the first cache, however the source is stepped.
-constexpr std::ptrdiff_t side = 32;
+constexpr std::ptrdiff_t tileSide = 32;
 
 } // namespace
 
 void copyPixels(std::byte* to, std::ptrdiff_t pixel, std::ptrdiff_t stride, const PixelSteps& from, std::size_t size,
                 std::size_t width, std::size_t height) noexcept {
-    const TileCopy copy = tileCopyFor(size);
     const Target target{to, pixel, stride};
     const auto columns = static_cast<std::ptrdiff_t>(width);
     const auto rows = static_cast<std::ptrdiff_t>(height);
-    for (std::ptrdiff_t y = 0; y < rows; y += side) {
-        for (std::ptrdiff_t x = 0; x < columns; x += side) {
+    if (const RowCopy copy = rowCopyFor(pixel, from, size); copy != nullptr) {
+        for (std::ptrdiff_t y = 0; y < rows; ++y) copy(target.at(0, y), from.at(0, y), size, columns);
+        return;
+    }
+    const TileCopy turn = turnFor(pixel, from, size);
+    const TileCopy copy = turn != nullptr ? turn : tileCopyFor(size);
+    for (std::ptrdiff_t y = 0; y < rows; y += tileSide) {
+        for (std::ptrdiff_t x = 0; x < columns; x += tileSide) {
             copy({target.at(x, y), pixel, stride}, {from.at(x, y), from.right, from.down}, size,
-                 std::min(side, columns - x), std::min(side, rows - y));
+                 std::min(tileSide, columns - x), std::min(tileSide, rows - y));
         }
     }
 }
