@@ -3,6 +3,7 @@
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/geometry/TableWarp.h"
+#include "memory/geometry/WarpLanes.h"
 #include "memory/geometry/pixelForms.h"
 
 namespace {
@@ -76,6 +77,21 @@ struct GeneralWarp : SeparableTaps<int> {
     }
 };
 
+/// The pixels of a row that are done many at a time: none, but for the nearest and bilinear bytes.
+template <class T, WarpForm form, Interpolation interpolation>
+struct FirstPixels {
+    explicit FirstPixels(const WarpCall&) noexcept {}
+    static unsigned run(const Rect&, long) noexcept { return 0; }
+};
+template <WarpForm form>
+struct FirstPixels<std::uint8_t, form, Interpolation::nearest> : WarpLanes<form, Interpolation::nearest> {
+    using WarpLanes<form, Interpolation::nearest>::WarpLanes;
+};
+template <WarpForm form>
+struct FirstPixels<std::uint8_t, form, Interpolation::bilinear> : WarpLanes<form, Interpolation::bilinear> {
+    using WarpLanes<form, Interpolation::bilinear>::WarpLanes;
+};
+
 template <class T, WarpForm form, class Member>
 OrvStatus warp(OrvOp* op) noexcept {
     static AddressTables tables;
@@ -87,9 +103,11 @@ OrvStatus warp(OrvOp* op) noexcept {
     if (call.openRest(op) != ORV_SUCCESS) return ORV_FAILURE;
     const WarpSource<T> source{call.source.data, tables, call.width, call.height};
     const std::ptrdiff_t pixel = call.destination.pixelOf<T>();
+    const FirstPixels<T, form, Member::interpolation> first(call);
     for (Rect rect{}; call.targets.next(rect);) {
         for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
-            T* to = call.destination.at<T>(rect.x, y);
+            const unsigned done = first.run(rect, y);
+            T* to = call.destination.at<T>(rect.x + static_cast<long>(done), y);
             const auto put = [&](const WarpSpot& spot) {
                 member.write(to, call.bands, source, spot);
                 to += pixel;
@@ -98,7 +116,8 @@ OrvStatus warp(OrvOp* op) noexcept {
                 *to = 0;
                 to += pixel;
             };
-            warpRow<form>(call, rect, y, put, clear);
+            const Rect rest{rect.x + static_cast<long>(done), y, rect.width - done, 1};
+            warpRow<form>(call, rest, y, put, clear);
         }
     }
     return ORV_SUCCESS;
