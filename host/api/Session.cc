@@ -47,7 +47,8 @@ Image Session::read(const std::string& path, const ReadOptions& options) {
     const auto reader = files::Reader::open(path, {.maxPixels = options.maxPixels,
                                                    .format = formatFrom(options.format, "read"),
                                                    .rawPolarity = options.rawPolarity,
-                                                   .sixteen = options.sixteen});
+                                                   .sixteen = options.sixteen,
+                                                   .upright = !options.keepOrientation});
     const files::PictureInfo& info = reader->info();
     Image image(*this, info.width, info.height, info.bands, static_cast<Type>(info.type));
     image.tags() = {.encoding = info.encoding,

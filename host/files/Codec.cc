@@ -126,7 +126,9 @@ std::unique_ptr<Reader> Reader::open(const std::string& path, const ReadOptions&
     }
     const FormatRow* row = rowOf(*format);
     if (row == nullptr) refuseToRead(path, fmt::format("this build of orv has no {} files", nameOf(*format)));
-    return row->open(std::move(file), path, options);
+    std::unique_ptr<Reader> reader = row->open(std::move(file), path, options);
+    if (options.upright) reader->turnUpright();
+    return reader;
 }
 
 void write(const std::string& path, const PictureInfo& info, const Pixels& pixels, const WriteOptions& options) {

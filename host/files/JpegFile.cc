@@ -79,7 +79,7 @@ public:
 
     ~JpegReader() override { jpeg_destroy_decompress(&state_); }
 
-    void read(const Pixels& pixels) override {
+    void decode(const Pixels& pixels) override {
         RowStore store(info_, pixels, path_, false);
         std::vector<std::byte> row(rowBytes(info_));
         check(guarded(errors_, [&] { jpeg_start_decompress(&state_); }));

@@ -42,7 +42,7 @@ public:
         if (rest < fileRowBytes() * std::uint64_t{info_.height}) refuseToRead(path_, "it is cut short");
     }
 
-    void read(const Pixels& pixels) override {
+    void decode(const Pixels& pixels) override {
         RowStore store(info_, pixels, path_, unsigned_);
         std::vector<std::byte> row(fileRowBytes());
         for (unsigned y = 0; y < info_.height; ++y) {

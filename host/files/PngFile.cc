@@ -65,7 +65,7 @@ public:
 
     ~PngReader() override { png_destroy_read_struct(&png_, &head_, nullptr); }
 
-    void read(const Pixels& pixels) override {
+    void decode(const Pixels& pixels) override {
         RowStore store(info_, pixels, path_, true);
         if (passes_ == 1) {
             std::vector<std::byte> row(fileRowBytes());

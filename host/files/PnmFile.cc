@@ -28,7 +28,7 @@ public:
         if (!plain_ && rest < fileRowBytes() * std::uint64_t{info_.height}) refuseToRead(path_, "it is cut short");
     }
 
-    void read(const Pixels& pixels) override {
+    void decode(const Pixels& pixels) override {
         RowStore store(info_, pixels, path_, true);
         std::vector<std::byte> row(std::max(fileRowBytes(), rowBytes(info_)));
         for (unsigned y = 0; y < info_.height; ++y) {

@@ -19,6 +19,8 @@ struct ReadOptions {
     bool rawPolarity = false;
     /// How unsigned 16-bit samples become SHORT samples; `number` refuses values above 32767.
     Sixteen sixteen = Sixteen::shifted;
+    /// Turns the picture as its orientation says: info() is that of the upright picture.
+    bool upright = false;
 };
 
 /// One picture of a file. The samples are decoded straight into the memory that the caller gives.
@@ -32,14 +34,22 @@ public:
     Reader& operator=(const Reader&) = delete;
     virtual ~Reader() = default;
 
-    const PictureInfo& info() const noexcept { return info_; }
+    const PictureInfo& info() const noexcept { return turned_ ? *turned_ : info_; }
 
     /// Decodes the samples; once. Throws orv::Error naming the file where it is damaged or cut short.
-    virtual void read(const Pixels& pixels) = 0;
+    void read(const Pixels& pixels);
 
 protected:
     Reader() = default;
+    /// Decodes the picture as it lies in the file.
+    virtual void decode(const Pixels& pixels) = 0;
     PictureInfo info_;
+
+private:
+    void turnUpright();
+    void readTurnedBits(const Pixels& pixels);
+
+    std::optional<PictureInfo> turned_;
 };
 
 } // namespace orv::files

@@ -58,7 +58,7 @@ public:
         readHead();
     }
 
-    void read(const Pixels& pixels) override {
+    void decode(const Pixels& pixels) override {
         RowStore store(info_, pixels, path_, unsigned_);
         if (TIFFIsTiled(tiff_.get()) != 0) {
             readTiles(store);

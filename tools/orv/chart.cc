@@ -1,5 +1,6 @@
-// The test chart: patches, ramps, a zone plate, edges, text-like marks and noise.
+#include "chart.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <numbers>
@@ -8,7 +9,6 @@
 #include <fmt/format.h>
 
 #include "commands.h"
-#include "orv/orv.h"
 
 namespace orv::tool {
 
@@ -78,6 +78,27 @@ Colour at(double u, double v, unsigned x, unsigned y) {
 
 } // namespace
 
+Image drawChart(Session& session, unsigned width, unsigned height, Type type) {
+    Image image(session, width, height, type == Type::bit ? 1 : 3, type);
+    if (type == Type::int16) image.tags().sixteen = Sixteen::shifted;
+    for (unsigned y = 0; y < height; ++y) {
+        for (unsigned x = 0; x < width; ++x) {
+            const Colour c = at((x + 0.5) / width, (y + 0.5) / height, x, y);
+            if (type == Type::bit) {
+                image.setSample(x, y, 0, 0.114 * c.b + 0.587 * c.g + 0.299 * c.r >= 0.5 ? 1 : 0);
+                continue;
+            }
+            const double bands[] = {c.b, c.g, c.r};
+            for (unsigned b = 0; b < 3; ++b) {
+                const int level = type == Type::byte ? static_cast<int>(std::lround(bands[b] * 255))
+                                                     : static_cast<int>(std::lround(bands[b] * 65535)) - 32768;
+                image.setSample(x, y, b, level);
+            }
+        }
+    }
+    return image;
+}
+
 int chart(const Words& words) {
     CLI::App app("draws a test chart", "chart");
     std::string output;
@@ -86,11 +107,7 @@ int chart(const Words& words) {
     app.add_option("-o,--output", output, "the picture to write")->required();
     app.add_option("--size", size, "WIDTHxHEIGHT");
     app.add_option("--type", type, "bit, byte or short")->check(CLI::IsMember({"bit", "byte", "short"}));
-    try {
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
-    } catch (const CLI::ParseError& error) {
-        throw Usage(fmt::format("chart: {}", error.what()));
-    }
+    parseWords(app, words);
     unsigned width = 0;
     unsigned height = 0;
     int end = 0;
@@ -100,24 +117,7 @@ int chart(const Words& words) {
     }
     Session session;
     const Type samples = type == "bit" ? Type::bit : type == "byte" ? Type::byte : Type::int16;
-    Image image(session, width, height, samples == Type::bit ? 1 : 3, samples);
-    if (samples == Type::int16) image.tags().sixteen = Sixteen::shifted;
-    for (unsigned y = 0; y < height; ++y) {
-        for (unsigned x = 0; x < width; ++x) {
-            const Colour c = at((x + 0.5) / width, (y + 0.5) / height, x, y);
-            if (samples == Type::bit) {
-                image.setSample(x, y, 0, 0.114 * c.b + 0.587 * c.g + 0.299 * c.r >= 0.5 ? 1 : 0);
-                continue;
-            }
-            const double bands[] = {c.b, c.g, c.r};
-            for (unsigned b = 0; b < 3; ++b) {
-                const int level = samples == Type::byte ? static_cast<int>(std::lround(bands[b] * 255))
-                                                        : static_cast<int>(std::lround(bands[b] * 65535)) - 32768;
-                image.setSample(x, y, b, level);
-            }
-        }
-    }
-    session.write(image, output);
+    session.write(drawChart(session, width, height, samples), output);
     return 0;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "orv/orv.h"
@@ -11,20 +12,16 @@ namespace orv::tool {
 namespace {
 
 constexpr Command all[] = {
+    {"pipe", "operations one after the other: SRC... -o DST -- OP [--flag value]... : OP ...", pipe},
     {"list", "every operation; --registrations: what the device entered", list},
     {"help", "an operation in full", help},
     {"info", "size, bands, type and format of files", info},
     {"chart", "draws a test chart", chart},
+    {"demo", "runs every operation on the chart (or --input FILE) and shows the results", demo},
     {"compare", "whether two pictures are the same", compare},
     {"hash", "a fingerprint of the samples", hash},
     {"version", "the version and the build of the device that was chosen", showVersion},
 };
-
-std::string dashed(std::string_view name) {
-    std::string text(name);
-    std::ranges::replace(text, '_', '-');
-    return text;
-}
 
 void printParameter(const Parameter& parameter) {
     fmt::print("  --{:<16} {}", dashed(parameter.name), parameter.help);
@@ -59,6 +56,23 @@ void printGrammar() {
 } // namespace
 
 std::span<const Command> commands() noexcept { return all; }
+
+std::string dashed(std::string_view name) {
+    std::string text(name);
+    std::ranges::replace(text, '_', '-');
+    return text;
+}
+
+void parseWords(CLI::App& app, const Words& words) {
+    try {
+        // CLI11 takes the words from last to first.
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+    } catch (const CLI::CallForHelp&) {
+        throw;
+    } catch (const CLI::ParseError& error) {
+        throw Usage(fmt::format("{}: {}; see 'orv help {}'", app.get_name(), error.what(), app.get_name()));
+    }
+}
 
 int list(const Words& words) {
     if (words == Words{"--registrations"}) {

@@ -5,7 +5,12 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace orv::tool {
 
@@ -30,11 +35,22 @@ int list(const Words& words);
 int help(const Words& words);
 int info(const Words& words);
 int chart(const Words& words);
+int demo(const Words& words);
+int pipe(const Words& words);
 int compare(const Words& words);
 int hash(const Words& words);
 int showVersion(const Words& words);
 
 /// Runs an operation of the catalogue on files.
 int operate(const std::string& name, const Words& words);
+
+/// Runs the words of a command line; what goes wrong is said in one line on standard error. The exit status.
+int perform(const Words& words);
+
+/// Parses the words after a command's name; throws Usage where they do not fit.
+void parseWords(CLI::App& app, const Words& words);
+
+/// The name of an operation or parameter as command lines spell it.
+std::string dashed(std::string_view name);
 
 } // namespace orv::tool

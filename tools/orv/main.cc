@@ -31,7 +31,9 @@ int run(const Words& words) {
     if (first == "-h" || first == "--help") return orv::tool::help(rest);
     if (first == "--version") return orv::tool::showVersion(rest);
     for (const orv::tool::Command& command : orv::tool::commands()) {
-        if (first == command.name) return command.run(rest);
+        if (first != command.name) continue;
+        const bool asksHelp = !rest.empty() && (rest.front() == "-h" || rest.front() == "--help");
+        return asksHelp ? orv::tool::help({first}) : command.run(rest);
     }
     return orv::tool::operate(first, rest);
 }
@@ -43,17 +45,25 @@ int complain(const std::string& message, int status) {
 
 } // namespace
 
-int main(int count, char** arguments) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, onInterrupt);
+namespace orv::tool {
+
+int perform(const Words& words) {
     try {
-        return run(Words(arguments + 1, arguments + count));
-    } catch (const orv::tool::Usage& wrong) {
+        return run(words);
+    } catch (const Usage& wrong) {
         return complain(wrong.what(), wrongUse);
-    } catch (const orv::Error& error) {
+    } catch (const Error& error) {
         return complain(error.what(), failed);
     } catch (const std::bad_alloc&) {
         return complain("no memory", failed);
     } catch (const std::exception& error) {
         return complain(error.what(), failed);
     }
+}
+
+} // namespace orv::tool
+
+int main(int count, char** arguments) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, onInterrupt);
+    return orv::tool::perform(Words(arguments + 1, arguments + count));
 }

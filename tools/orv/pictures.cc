@@ -1,6 +1,7 @@
 // Commands that look at pictures: info, compare, hash.
 
-#include <cinttypes>
+#include <algorithm>
+#include <cstdint>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -9,18 +10,11 @@
 #include "commands.h"
 #include "files/Reader.h"
 #include "orv/orv.h"
+#include "samples.h"
 
 namespace orv::tool {
 
 namespace {
-
-void parse(CLI::App& app, const Words& words) {
-    try {
-        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
-    } catch (const CLI::ParseError& error) {
-        throw Usage(fmt::format("{}: {}; see 'orv help {}'", app.get_name(), error.what(), app.get_name()));
-    }
-}
 
 std::string_view typeName(const files::PictureInfo& info) { return nameOf(static_cast<Type>(info.type)); }
 
@@ -44,9 +38,9 @@ nlohmann::json describe(const std::string& path, const files::PictureInfo& info)
 /// FNV-1a over 64 bits (Fowler, Noll, Vo): simple, and the same on every machine.
 class Fingerprint {
 public:
-    void add(std::uint32_t value) noexcept {
-        for (int shift = 0; shift < 32; shift += 8) {
-            state_ ^= (value >> shift) & 0xffU;
+    void add(int value, int bytes) noexcept {
+        for (int shift = 0; shift < 8 * bytes; shift += 8) {
+            state_ ^= (static_cast<std::uint32_t>(value) >> shift) & 0xffU;
             state_ *= 0x100000001b3U;
         }
     }
@@ -59,13 +53,34 @@ private:
 std::uint64_t fingerprintOf(const Image& image) {
     Fingerprint print;
     for (const unsigned fact : {image.width(), image.height(), image.bands(), static_cast<unsigned>(image.type())})
-        print.add(fact);
+        print.add(static_cast<int>(fact), 4);
+    SampleRows rows(image);
+    const int bytes = image.type() == Type::int16 ? 2 : 1;
     for (unsigned y = 0; y < image.height(); ++y) {
-        for (unsigned x = 0; x < image.width(); ++x) {
-            for (unsigned b = 0; b < image.bands(); ++b) print.add(static_cast<std::uint32_t>(image.sample(x, y, b)));
-        }
+        for (const int sample : rows.row(y)) print.add(sample, bytes);
     }
     return print.value();
+}
+
+struct Difference {
+    std::uint64_t samples = 0;
+    int greatest = 0;
+};
+
+Difference differenceOf(const Image& a, const Image& b) {
+    Difference difference;
+    SampleRows rowsOfA(a);
+    SampleRows rowsOfB(b);
+    for (unsigned y = 0; y < a.height(); ++y) {
+        const std::span<const int> one = rowsOfA.row(y);
+        const std::span<const int> other = rowsOfB.row(y);
+        for (std::size_t i = 0; i < one.size(); ++i) {
+            const int d = std::abs(one[i] - other[i]);
+            difference.greatest = std::max(difference.greatest, d);
+            difference.samples += d != 0 ? 1 : 0;
+        }
+    }
+    return difference;
 }
 
 } // namespace
@@ -76,7 +91,7 @@ int info(const Words& words) {
     bool json = false;
     app.add_option("FILE", paths, "the files")->required();
     app.add_flag("--json", json, "as JSON");
-    parse(app, words);
+    parseWords(app, words);
     nlohmann::json all = nlohmann::json::array();
     int status = 0;
     for (const std::string& path : paths) {
@@ -105,7 +120,7 @@ int compare(const Words& words) {
     app.add_option("FILE", paths, "the two files")->required()->expected(2);
     app.add_option("--max-diff", most, "the greatest difference that counts as the same")
         ->check(CLI::NonNegativeNumber);
-    parse(app, words);
+    parseWords(app, words);
     Session session;
     const Image a = session.read(paths[0]);
     const Image b = session.read(paths[1]);
@@ -113,26 +128,16 @@ int compare(const Words& words) {
         fmt::print("different: {} is {}, {} is {}\n", paths[0], a.describe(), paths[1], b.describe());
         return 1;
     }
-    std::uint64_t differing = 0;
-    int greatest = 0;
-    for (unsigned y = 0; y < a.height(); ++y) {
-        for (unsigned x = 0; x < a.width(); ++x) {
-            for (unsigned band = 0; band < a.bands(); ++band) {
-                const int difference = std::abs(a.sample(x, y, band) - b.sample(x, y, band));
-                greatest = std::max(greatest, difference);
-                differing += difference != 0 ? 1 : 0;
-            }
-        }
-    }
-    fmt::print("{} samples differ, by {} at most\n", differing, greatest);
-    return greatest <= most ? 0 : 1;
+    const Difference difference = differenceOf(a, b);
+    fmt::print("{} samples differ, by {} at most\n", difference.samples, difference.greatest);
+    return difference.greatest <= most ? 0 : 1;
 }
 
 int hash(const Words& words) {
     CLI::App app("a fingerprint of the samples", "hash");
     std::vector<std::string> paths;
     app.add_option("FILE", paths, "the files")->required();
-    parse(app, words);
+    parseWords(app, words);
     Session session;
     for (const std::string& path : paths) fmt::print("{:016x}  {}\n", fingerprintOf(session.read(path)), path);
     return 0;

@@ -29,6 +29,8 @@ struct ReadOptions {
     std::string format = {};
     Sixteen sixteen = Sixteen::shifted;
     bool rawPolarity = false;
+    /// Leaves the picture as it lies in the file; otherwise it is turned as its EXIF or TIFF orientation says.
+    bool keepOrientation = false;
 };
 
 struct WriteOptions {
