@@ -96,8 +96,8 @@ bool convolution(const std::string& op, OrvDataType type, unsigned taps, double 
         cv::filter2D(Scene::mat(scene.source), to, -1, kernel, cv::Point(-1, -1), 0, cv::BORDER_REPLICATE);
     };
 #endif
-    const std::string name =
-        op + " " + std::to_string(taps) + "x" + std::to_string(taps) + (size == side ? "" : " " + std::to_string(size));
+    std::string name = op + " " + std::to_string(taps) + "x" + std::to_string(taps);
+    if (size != side) name.append(" ").append(std::to_string(size));
     return row(
         name, "opencv", goal, type, size, [op, taps](Scene& scene) { prepareConvolution(scene, op.c_str(), taps); },
         peer);
