@@ -105,6 +105,11 @@ long ClosedRows::lastClosed(long row, long from) noexcept {
 
 void ClosedRows::close(long row, long from, long end) noexcept {
     if (from >= end) return;
+    if ((from >> 3) == ((end - 1) >> 3)) {
+        std::uint8_t& byte = use(row)[from >> 3];
+        byte = static_cast<std::uint8_t>(byte | (clr_msb_mask[from & 7] & clr_lsb_mask[7 - ((end - 1) & 7)]));
+        return;
+    }
     orv_bit_setvalue(use(row) + (from >> 3), 1, static_cast<unsigned>(end - from), static_cast<unsigned>(from & 7));
 }
 

@@ -2,6 +2,7 @@
 // writes the destination, so stamps build up only where the two are one image.
 
 #include <algorithm>
+#include <cmath>
 #include <type_traits>
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
@@ -86,11 +87,20 @@ public:
         return table_;
     }
 
+    /// Whether every sum of a byte's share and an entry is a 32-bit integer once it is truncated.
+    bool tame() const noexcept { return tame_; }
+
 private:
     void fill(const float* brush, std::size_t entries) noexcept {
+        constexpr float largestWeight = 1e6F;
+        constexpr float largestEntry = 1e9F;
+        tame_ = true;
         for (std::size_t k = 0; k < entries; ++k) {
+            tame_ = tame_ && std::fabs(brush[k]) <= largestWeight;
             for (unsigned band = 0; band < threeBands; ++band) {
-                table_[k * threeBands + band] = static_cast<float>(static_cast<double>(brush[k]) * colour_[band] + 0.5);
+                const auto entry = static_cast<float>(static_cast<double>(brush[k]) * colour_[band] + 0.5);
+                table_[k * threeBands + band] = entry;
+                tame_ = tame_ && std::fabs(entry) <= largestEntry;
             }
         }
     }
@@ -98,6 +108,7 @@ private:
     float* table_ = nullptr;
     OrvVersionNumber version_;
     float colour_[threeBands] = {};
+    bool tame_ = false;
 };
 
 BrushTable brushTable;
@@ -107,15 +118,42 @@ std::uint8_t lowByte(double value) noexcept {
     return static_cast<std::uint8_t>(toInt(value, lowest<std::int32_t>, highest<std::int32_t>));
 }
 
-void paintRow3(const Stamp& stamp, const float* byteToFloat, const float* table, long x, long y,
+float inverseOf(float weight) noexcept { return static_cast<float>(1.0 - static_cast<double>(weight)); }
+
+/// Dense rows, and a table whose sums are all integers.
+void paintDense3(const std::uint8_t* from, std::uint8_t* to, const float* weights, const float* colours,
+                 unsigned pixels) noexcept {
+    constexpr unsigned chunk = 64;
+    alignas(lanes::vectorBytes) float inverses[chunk * threeBands];
+    for (unsigned done = 0; done < pixels; done += chunk) {
+        const unsigned count = std::min(chunk, pixels - done);
+        for (unsigned i = 0; i < count; ++i) {
+            const float inverse = inverseOf(weights[done + i]);
+            for (unsigned band = 0; band < threeBands; ++band) inverses[i * threeBands + band] = inverse;
+        }
+        for (unsigned i = 0; i < count * threeBands; ++i) {
+            const double sum = static_cast<double>(static_cast<int>(from[i])) * static_cast<double>(inverses[i]) +
+                               static_cast<double>(colours[i]);
+            to[i] = static_cast<std::uint8_t>(static_cast<std::int32_t>(sum));
+        }
+        from += count * threeBands;
+        to += count * threeBands;
+        colours += count * threeBands;
+    }
+}
+
+void paintRow3(const Stamp& stamp, const float* byteToFloat, const float* table, bool tame, long x, long y,
                unsigned pixels) noexcept {
     const float* const weights = stamp.weights(x, y);
     const float* colours = table + (weights - stamp.brush) * std::ptrdiff_t{threeBands};
     const unsigned bands = std::min(threeBands, stamp.destination.bands);
     const std::uint8_t* from = stamp.source.at<std::uint8_t>(x, y);
     std::uint8_t* to = stamp.destination.at<std::uint8_t>(x, y);
+    if (tame && bands == threeBands && stamp.source.pixel == threeBands && stamp.destination.pixel == threeBands) {
+        return paintDense3(from, to, weights, colours, pixels);
+    }
     for (unsigned i = 0; i < pixels; ++i, colours += threeBands) {
-        const auto inverse = static_cast<float>(1.0 - static_cast<double>(weights[i]));
+        const float inverse = inverseOf(weights[i]);
         for (unsigned band = 0; band < bands; ++band) {
             to[band] = lowByte(static_cast<double>(byteToFloat[from[band]]) * inverse + colours[band]);
         }
@@ -147,6 +185,6 @@ OrvStatus OrvDeviceComputeTypeMemory::Paint8_3Band(OrvOp* op, int) noexcept {
     const float* const table = brushTable.get(brush, static_cast<const float*>(op->getPtrParam(1)));
     if (table == nullptr) return ORV_FAILURE; // declines: the general form needs no table
     return stamps.run(brush, [=](const Stamp& stamp, long x, long y, unsigned pixels) {
-        paintRow3(stamp, byteToFloat, table, x, y, pixels);
+        paintRow3(stamp, byteToFloat, table, brushTable.tame(), x, y, pixels);
     });
 }
