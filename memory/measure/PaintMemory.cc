@@ -120,22 +120,27 @@ std::uint8_t lowByte(double value) noexcept {
 
 float inverseOf(float weight) noexcept { return static_cast<float>(1.0 - static_cast<double>(weight)); }
 
-/// Dense rows, and a table whose sums are all integers.
+/// Dense rows, and a table whose sums are all integers. Steps through buffers, which cannot be the images' own samples:
+/// each step then runs in vectors.
 void paintDense3(const std::uint8_t* from, std::uint8_t* to, const float* weights, const float* colours,
                  unsigned pixels) noexcept {
     constexpr unsigned chunk = 64;
     alignas(lanes::vectorBytes) float inverses[chunk * threeBands];
+    alignas(lanes::vectorBytes) float shares[chunk * threeBands];
+    alignas(lanes::vectorBytes) std::int32_t sums[chunk * threeBands];
     for (unsigned done = 0; done < pixels; done += chunk) {
         const unsigned count = std::min(chunk, pixels - done);
         for (unsigned i = 0; i < count; ++i) {
             const float inverse = inverseOf(weights[done + i]);
             for (unsigned band = 0; band < threeBands; ++band) inverses[i * threeBands + band] = inverse;
         }
-        for (unsigned i = 0; i < count * threeBands; ++i) {
-            const double sum = static_cast<double>(static_cast<int>(from[i])) * static_cast<double>(inverses[i]) +
-                               static_cast<double>(colours[i]);
-            to[i] = static_cast<std::uint8_t>(static_cast<std::int32_t>(sum));
+        const unsigned samples = count * threeBands;
+        for (unsigned i = 0; i < samples; ++i) shares[i] = static_cast<float>(int{from[i]});
+        for (unsigned i = 0; i < samples; ++i) {
+            sums[i] = static_cast<std::int32_t>(static_cast<double>(shares[i]) * static_cast<double>(inverses[i]) +
+                                                static_cast<double>(colours[i]));
         }
+        for (unsigned i = 0; i < samples; ++i) to[i] = static_cast<std::uint8_t>(sums[i]);
         from += count * threeBands;
         to += count * threeBands;
         colours += count * threeBands;
