@@ -63,7 +63,9 @@ public:
 private:
     OrvStatus makeTemporary(const char* file) noexcept {
         OrvSystemState* state = source_->getSystemState();
-        temporary_ = state->createImage(source_->getWidth(), source_->getHeight(), destination_->getBands(), type_);
+        if (state != nullptr) {
+            temporary_ = state->createImage(source_->getWidth(), source_->getHeight(), destination_->getBands(), type_);
+        }
         if (temporary_ == nullptr || OrviCopyImage(temporary_, source_, file) != ORV_SUCCESS) {
             return fail(state, {"di-TBD", 6, 0}, file);
         }
