@@ -5,6 +5,7 @@
 // last step, the copy into the destination, honours the region.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -101,6 +102,19 @@ void gainRow(float* row, const float* errors, float weight, std::size_t samples)
     for (std::size_t i = 0; i < samples; ++i) row[i] = gain(row[i], errors[i], weight);
 }
 
+/// A pixel without an error spreads nothing: it matters where a weight is not finite.
+bool spreads(const float* errors, float weight, unsigned bands) noexcept {
+    if (std::isfinite(weight)) return true;
+    return std::any_of(errors, errors + bands, [](float error) { return error != 0.0F; });
+}
+
+void gainPixels(float* row, const float* errors, float weight, unsigned bands, std::size_t pixels) noexcept {
+    if (std::isfinite(weight)) return gainRow(row, errors, weight, pixels * bands);
+    for (std::size_t i = 0; i < pixels; ++i, row += bands, errors += bands) {
+        if (spreads(errors, weight, bands)) gainRow(row, errors, weight, bands);
+    }
+}
+
 /// The row at work gains from the rows above: errors arrive in the order in which the pixels were done.
 void gainFromAbove(const Pass& pass, const Ring& ring, long y) noexcept {
     const Reach& reach = pass.reach;
@@ -111,8 +125,8 @@ void gainFromAbove(const Pass& pass, const Ring& ring, long y) noexcept {
             const long first = std::max(dx, 0L);
             const long count = pass.width - std::abs(dx);
             if (count <= 0) continue;
-            gainRow(ring[0] + first * bands, ring[above] + (first - dx) * bands, weights[dx],
-                    static_cast<std::size_t>(count * bands));
+            gainPixels(ring[0] + first * bands, ring[above] + (first - dx) * bands, weights[dx], pass.source.bands,
+                       static_cast<std::size_t>(count));
         }
     }
 }
@@ -147,6 +161,7 @@ void diffuseRow(const Pass& pass, float* row, long y, const Search& search) noex
             float* pixel = row + static_cast<std::size_t>(start + i) * bands;
             for (long dx = std::min(reach.besideKey, start + i); dx >= 1; --dx) {
                 const float* errors = pixel - dx * static_cast<long>(bands);
+                if (!spreads(errors, reach.key[dx], bands)) continue;
                 for (unsigned band = 0; band < bands; ++band)
                     pixel[band] = gain(pixel[band], errors[band], reach.key[dx]);
             }
@@ -175,7 +190,7 @@ void diffuseRowFromNeighbour(const Pass& pass, float* row, long y, const Search 
 
 template <class D, class Search>
 void diffuseRow(const Pass& pass, float* row, long y, const Search& search) noexcept {
-    const bool neighbourAlone = pass.reach.besideKey == 1;
+    const bool neighbourAlone = pass.reach.besideKey == 1 && std::isfinite(pass.reach.key[1]);
     if constexpr (Search::bandsAre1) {
         if (pass.source.bands == 1 && neighbourAlone) return diffuseRowFromNeighbour<D, 1>(pass, row, y, search);
     }
