@@ -104,11 +104,41 @@ void combineRow(T* sums, const T* samples, long count) noexcept {
 /// Samples of a chunk: it stays in the first cache while every member of the element is added.
 constexpr long chunkSamples = 1024;
 
+/// Rows that are combined in one go.
+constexpr std::size_t rowsTogether = 128;
+
+/// The same for several rows: the running result stays in a few vectors.
+template <class Operation, class T>
+void combineRows(T* sums, const T* const* rows, std::size_t rowCount, long count) noexcept {
+    using Vector = lanes::Vec<T>;
+    constexpr long step = lanes::count<T>;
+    constexpr int vectors = 4;
+    long i = 0;
+    for (; i + vectors * step <= count; i += vectors * step) {
+        Vector results[vectors];
+#pragma GCC unroll 4
+        for (int v = 0; v < vectors; ++v) results[v] = lanes::load<Vector>(sums + i + v * step);
+        for (std::size_t row = 0; row < rowCount; ++row) {
+            const T* samples = rows[row] + i;
+#pragma GCC unroll 4
+            for (int v = 0; v < vectors; ++v) {
+                results[v] = Operation::of(results[v], lanes::load<Vector>(samples + v * step));
+            }
+        }
+#pragma GCC unroll 4
+        for (int v = 0; v < vectors; ++v) lanes::store(sums + i + v * step, results[v]);
+    }
+    if (i == count) return;
+    for (std::size_t row = 0; row < rowCount; ++row) combineRow<Operation>(sums + i, rows[row] + i, count - i);
+}
+
 /// Makes a chunk of one output row, bands side by side without gaps. Each member of the element brings a whole run.
 template <class T, class Operation>
 void filterChunk(const Samples<const T>& source, const Reach& reach, const Offsets& offsets, long sx, long sy,
                  long bands, long pixels, T* sums) noexcept {
     T packed[chunkSamples];
+    const T* whole[rowsTogether];
+    std::size_t wholeCount = 0;
     std::fill_n(sums, pixels * bands, Operation::template start<T>);
     for (std::size_t i = 0; i < offsets.count; ++i) {
         const long row = sy + offsets.rows[i];
@@ -120,9 +150,13 @@ void filterChunk(const Samples<const T>& source, const Reach& reach, const Offse
         if (source.pixel != bands) {
             packRow(packed, samples, source.pixel, bands, end - first);
             samples = packed;
+        } else if (end - first == pixels && wholeCount < rowsTogether) {
+            whole[wholeCount++] = samples;
+            continue;
         }
         combineRow<Operation>(sums + first * bands, samples, count);
     }
+    combineRows<Operation>(sums, whole, wholeCount, pixels * bands);
 }
 
 /// The plain walk, for pixels too wide for a chunk.
@@ -237,6 +271,72 @@ void filterBits(const Raster& from, const Reach& reach, const Offsets& offsets, 
     }
 }
 
+/// A member of an element as one output row sees it: the bit that it brings to the row's first byte, by byte and shift.
+struct ShiftedRow {
+    const std::uint8_t* from;
+    std::uint16_t shift;
+};
+
+/// Makes whole vectors of output bytes. Of every row the byte behind the last one is read as well.
+template <class Operation>
+void filterBytes(std::uint8_t* to, const ShiftedRow* rows, std::size_t rowCount, long vectors) noexcept {
+    using lanes::U16;
+    using lanes::U8;
+    const U8 flip = Operation::decisive ? U8{} : ~U8{};
+    for (long i = 0; i < vectors; ++i) {
+        const long at = i * static_cast<long>(lanes::vectorBytes);
+        U8 hits{};
+        for (std::size_t row = 0; row < rowCount; ++row) {
+            const auto [from, shift] = rows[row];
+            const auto lowBits = static_cast<std::uint8_t>((1U << shift) - 1);
+            const U8 low = U8{} + lowBits;
+            const auto rest = static_cast<std::uint16_t>(8 - shift);
+            const auto first = (U8)(lanes::load<U16>(from + at) << shift);
+            const auto second = (U8)(lanes::load<U16>(from + at + 1) >> rest);
+            hits |= ((first & ~low) | (second & low)) ^ flip;
+        }
+        lanes::store(to + at, hits ^ flip);
+    }
+}
+
+/// Makes a run of bits: by bytes where all of the element's members lie inside the source, by words beside that.
+template <class Operation>
+void filterBitRow(const Raster& from, const Reach& reach, const Offsets& offsets, long x, long y, unsigned band,
+                  BitPosition to, unsigned length) noexcept {
+    constexpr long vectorBits = 8 * static_cast<long>(lanes::vectorBytes);
+    const auto* plane = reinterpret_cast<const std::uint8_t*>(from.data) + band * from.bandStride;
+    const auto words = [&](long first, long end) {
+        const std::size_t position = to.offset + static_cast<std::size_t>(first);
+        const BitPosition part{to.byte + (position >> 3), static_cast<unsigned>(position & 7)};
+        filterBits<Operation>(from, reach, offsets, x + first, y, band, part, static_cast<unsigned>(end - first));
+    };
+    if (offsets.count > rowsTogether || length < vectorBits) return words(0, length);
+
+    ShiftedRow rows[rowsTogether];
+    long first = 0;
+    long end = length;
+    for (std::size_t i = 0; i < offsets.count; ++i) {
+        const Reach::Part part = reach.part(x + from.ox, offsets.columns[i], length);
+        first = std::max(first, part.first);
+        end = std::min(end, part.end);
+    }
+    first += -(static_cast<long>(to.offset) + first) & 7;
+    // The byte behind the last one must hold samples too.
+    const long vectors = (end - 8 - first) / vectorBits;
+    if (vectors <= 0) return words(0, length);
+
+    std::size_t rowCount = 0;
+    for (std::size_t i = 0; i < offsets.count; ++i) {
+        const long row = y + offsets.rows[i] + from.oy;
+        if (row < 0 || row >= reach.height) continue;
+        const long position = x + from.ox + offsets.columns[i] + first + static_cast<long>(from.offset);
+        rows[rowCount++] = {plane + row * from.stride + (position >> 3), static_cast<std::uint16_t>(position & 7)};
+    }
+    words(0, first);
+    filterBytes<Operation>(to.byte + ((static_cast<long>(to.offset) + first) >> 3), rows, rowCount, vectors);
+    words(first + vectors * vectorBits, length);
+}
+
 template <class Operation>
 OrvStatus bitMorphology(OrvOp* op, const FrameFacts& facts) noexcept {
     Frame frame(op);
@@ -248,8 +348,8 @@ OrvStatus bitMorphology(OrvOp* op, const FrameFacts& facts) noexcept {
     for (Rect rect{}; frame.rects().next(rect);) {
         for (unsigned band = 0; band < bands; ++band) {
             for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
-                filterBits<Operation>(frame[src1], reach, offsets, rect.x, y, band, frame[dst].bit(rect.x, y, band),
-                                      rect.width);
+                filterBitRow<Operation>(frame[src1], reach, offsets, rect.x, y, band, frame[dst].bit(rect.x, y, band),
+                                        rect.width);
             }
         }
     }
