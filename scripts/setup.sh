@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config
     libpixman-1-dev libpng-dev libtiff-dev libjpeg62-turbo-dev
-    libcli11-dev libfmt-dev nlohmann-json3-dev libgtest-dev
+    libcli11-dev libfmt-dev nlohmann-json3-dev libgtest-dev python3
 )
 for part in "$@"; do
     case "$part" in
