@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/geometry/Dda.h"
 #include "memory/geometry/GeomOps.h"
@@ -195,14 +196,16 @@ struct BicubicPixel {
     }
 };
 
-/// Steps every run of a call with the float DDA: in lanes where they reach, else pixel by pixel.
+/// Steps every run of a call with the float DDA: in lanes where they reach, else pixel by pixel. Lanes read many runs
+/// before they write one, so images that share samples go run by run.
 template <class T, class Pixel>
 struct FloatRuns {
     const GeomCall& call;
 
     void operator()(const geom::scan* scan, const Rect&) const noexcept {
         const LaneSource<T> source(call.src, call.bands);
-        if (!source.fits() || call.bands > maxLaneBands) {
+        const bool shared = Extent(call.src.raster, sizeof(T)).overlaps(Extent(call.dst.raster, sizeof(T)));
+        if (shared || !source.fits() || call.bands > maxLaneBands) {
             for (; scan != nullptr; scan = scan->next) plain(call.start(*scan));
             return;
         }

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <cstring>
-#include <functional>
 
+#include "memory/frame/Extent.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/orv_bit_utils.h"
@@ -97,23 +97,6 @@ struct Rows {
         : first(bottomUp ? raster.data + static_cast<std::ptrdiff_t>(rect.height - 1) * raster.stride
                          : raster.at<std::byte>(rect.x, rect.y)),
           stride(bottomUp ? -raster.stride : raster.stride) {}
-};
-
-/// The bytes from the first to the last sample of an image.
-struct Extent {
-    const std::byte* first;
-    const std::byte* last;
-
-    Extent(const Raster& raster, std::ptrdiff_t sampleSize) noexcept
-        : first(raster.data),
-          last(raster.data + static_cast<std::ptrdiff_t>(raster.image->getHeight() - 1) * raster.stride +
-               static_cast<std::ptrdiff_t>(raster.image->getWidth() - 1) * raster.pixel + raster.bands * sampleSize -
-               1) {}
-
-    bool overlaps(const Extent& other) const noexcept {
-        const std::less<const std::byte*> before;
-        return !before(last, other.first) && !before(other.last, first);
-    }
 };
 
 /// Copies sample by sample in the order told, since the samples may overlap: `step` is the way from pixel to pixel.
