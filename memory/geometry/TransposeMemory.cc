@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/geometry/PixelTiles.h"
@@ -12,6 +13,19 @@ namespace {
 
 using namespace orvi;
 
+/// Sample by sample in the order of the destination, for images that share samples: later pixels take what earlier ones
+/// wrote.
+template <class T>
+void copyInOrder(const Raster& dst, const PixelSteps& from, unsigned bands, const Rect& rect) noexcept {
+    for (std::ptrdiff_t y = 0; y < static_cast<std::ptrdiff_t>(rect.height); ++y) {
+        for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(rect.width); ++x) {
+            T* to = reinterpret_cast<T*>(dst.data + (rect.y + y) * dst.stride + (rect.x + x) * dst.pixel);
+            const T* sample = reinterpret_cast<const T*>(from.at(x, y));
+            for (unsigned band = 0; band < bands; ++band) to[band] = sample[band];
+        }
+    }
+}
+
 template <class T>
 OrvStatus transposePixels(OrvOp* op, const char* file) noexcept {
     TransposeCall call;
@@ -20,9 +34,14 @@ OrvStatus transposePixels(OrvOp* op, const char* file) noexcept {
     const Raster& dst = call.dst;
     const std::ptrdiff_t right = call.flip.columnRight * src.pixel + call.flip.rowRight * src.stride;
     const std::ptrdiff_t down = call.flip.columnDown * src.pixel + call.flip.rowDown * src.stride;
+    const bool shared = Extent(src, sizeof(T)).overlaps(Extent(dst, sizeof(T)));
     for (Rect rect{}; call.rects.next(rect);) {
         const PixelSteps from{
             src.data + call.row(rect.x, rect.y) * src.stride + call.column(rect.x, rect.y) * src.pixel, right, down};
+        if (shared) {
+            copyInOrder<T>(dst, from, call.bands, rect);
+            continue;
+        }
         std::byte* to = dst.data + rect.y * dst.stride + rect.x * dst.pixel;
         copyPixels(to, dst.pixel, dst.stride, from, call.bands * sizeof(T), rect.width, rect.height);
     }
@@ -51,9 +70,9 @@ public:
         const long rest = left + blocks * blockSide;
         long y = rect.y;
         for (; y + blockSide <= bottom; y += blockSide) {
-            for (long i = 0; i < blocks; ++i) block(left + i * blockSide, y);
             for (long row = y; row < y + blockSide; ++row) {
                 bits(rect.x, left, row);
+                for (long i = 0; row == y && i < blocks; ++i) block(left + i * blockSide, y);
                 bits(rest, rect.x + width, row);
             }
         }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "memory/frame/Extent.h"
 #include "memory/frame/lanes.h"
 #include "memory/geometry/TableWarp.h"
 
@@ -19,7 +20,8 @@ typedef std::int16_t Shorts __attribute__((vector_size(2 * atOnce)));
 } // namespace warp_lanes
 
 /// Rows of nearest or bilinear samples. Where a pixel out of range steps a warp table as far as any other, such pixels
-/// are lanes like the rest; else the first of them ends the run of lanes.
+/// are lanes like the rest; else the first of them ends the run of lanes. Lanes read many samples before they write
+/// one, so images that share samples go pixel by pixel.
 template <WarpForm form, Interpolation interpolation>
 class WarpLanes {
 public:
@@ -28,7 +30,8 @@ public:
         const std::ptrdiff_t last = (call.height - 1) * source.stride + call.width - 1;
         fits_ = std::endian::native == std::endian::little && source.bands == 1 && call.destination.bands == 1 &&
                 source.pixel == 1 && call.destination.pixel == 1 && last >= 3 && last < INT_MAX &&
-                call.table.pixel == tableBytes && call.table.bands >= tableBytes / 2;
+                call.table.pixel == tableBytes && call.table.bands >= tableBytes / 2 &&
+                !Extent(source, 1).overlaps(Extent(call.destination, 1));
         last_ = static_cast<std::int32_t>(last);
     }
 
