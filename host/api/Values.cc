@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <numbers>
 #include <numeric>
 #include <sstream>
 
 #include <fmt/format.h>
 
+#include "files/Reader.h"
 #include "orv/Error.h"
 
 namespace orv {
@@ -37,6 +39,19 @@ Spelled spell(const std::string& text) {
         }
     }
     return spelled;
+}
+
+/// Whether a text is the name of a file rather than a word with numbers.
+bool isPath(const std::string& text) {
+    return text.find('/') != std::string::npos || text.starts_with('.') || text.ends_with(".txt") ||
+           text.ends_with(".gpl") || files::formatOfName(text).has_value();
+}
+
+std::vector<float> ranksAsThresholds(const std::vector<unsigned>& ranks) {
+    std::vector<float> thresholds;
+    for (const unsigned rank : ranks)
+        thresholds.push_back((static_cast<float>(rank) + 0.5F) / static_cast<float>(ranks.size()));
+    return thresholds;
 }
 
 double numberAt(const Spelled& spelled, std::size_t i, double fallback) {
@@ -103,6 +118,77 @@ NumberFile readNumbers(const std::string& path, std::string_view what) {
     return result;
 }
 
+Kernel kernelOfFile(const std::string& path, std::string_view what) {
+    const NumberFile file = readNumbers(path, what);
+    return {.width = file.width,
+            .height = file.height,
+            .keyX = file.keyX,
+            .keyY = file.keyY,
+            .taps = {file.values.begin(), file.values.end()},
+            .name = {}};
+}
+
+/// Calls `use` with the distance from the middle for each position of a square, row by row.
+template <class Use>
+void forDistances(unsigned size, const Use& use) {
+    const double middle = (size - 1) / 2.0;
+    for (unsigned y = 0; y < size; ++y) {
+        for (unsigned x = 0; x < size; ++x) use(std::hypot(x - middle, y - middle));
+    }
+}
+
+/// Weights of error diffusion, with the pixel that is quantised in the middle of the first row.
+struct DiffusionRow {
+    std::string_view name;
+    unsigned width;
+    unsigned height;
+    double total;
+    double weights[15];
+};
+
+constexpr DiffusionRow diffusions[] = {
+    {"floyd-steinberg", 3, 2, 16, {0, 0, 7, 3, 5, 1}},
+    {"jarvis-judice-ninke", 5, 3, 48, {0, 0, 0, 7, 5, 3, 5, 7, 5, 3, 1, 3, 5, 3, 1}},
+    {"stucki", 5, 3, 42, {0, 0, 0, 8, 4, 2, 4, 8, 4, 2, 1, 2, 4, 2, 1}},
+    {"burkes", 5, 2, 32, {0, 0, 0, 8, 4, 2, 4, 8, 4, 2}},
+    {"sierra", 5, 3, 32, {0, 0, 0, 5, 3, 2, 4, 5, 4, 2, 0, 2, 3, 2, 0}},
+};
+
+/// A picture of bytes, in rows of samples in the order of memory.
+struct Picture {
+    files::PictureInfo info;
+    std::vector<std::byte> samples;
+};
+
+Picture readPicture(const std::string& path, std::string_view what) {
+    const auto reader = files::Reader::open(path, {.maxPixels = std::uint64_t{1} << 24});
+    Picture picture{reader->info(), {}};
+    const files::PictureInfo& info = picture.info;
+    if (info.type != ORV_BYTE || info.bands > 4)
+        throw Error("value", fmt::format("'{}' is no {}: a picture of 8 bits a sample is wanted", path, what));
+    picture.samples.resize(std::size_t{info.width} * info.height * info.bands);
+    reader->read({.data = picture.samples.data(),
+                  .stride = std::ptrdiff_t{info.width} * info.bands,
+                  .pixel = info.bands,
+                  .bandStride = 0,
+                  .offset = 0});
+    return picture;
+}
+
+/// White lays the whole colour on, black nothing.
+Kernel brushOfPicture(const std::string& path) {
+    const Picture picture = readPicture(path, "brush");
+    Kernel brush{.width = picture.info.width,
+                 .height = picture.info.height,
+                 .keyX = picture.info.width / 2,
+                 .keyY = picture.info.height / 2,
+                 .taps = {},
+                 .name = {}};
+    for (std::size_t at = 0; at < picture.samples.size(); at += picture.info.bands)
+        brush.taps.push_back(static_cast<float>(std::to_integer<int>(picture.samples[at])) / 255.0F);
+    return brush;
+}
+
 } // namespace
 
 Kernel Kernel::gaussian(unsigned size, double sigma) {
@@ -132,7 +218,7 @@ Kernel Kernel::sobelY() { return square(3, 3, {1, 2, 1, 0, 0, 0, -1, -2, -1}); }
 Kernel Kernel::identity() { return square(1, 1, {1}); }
 
 Kernel Kernel::parse(const std::string& text) {
-    const Spelled spelled = spell(text.find('/') == std::string::npos && text.find('.') != 0 ? text : "");
+    const Spelled spelled = spell(isPath(text) ? "" : text);
     if (spelled.word == "gaussian") {
         const unsigned size = sizeAt(spelled, 0, 5, largestSize);
         const double sigma = numberAt(spelled, 1, size / 5.0);
@@ -148,13 +234,66 @@ Kernel Kernel::parse(const std::string& text) {
     if (text == "sobel-x") return sobelX();
     if (text == "sobel-y") return sobelY();
     if (text == "identity") return identity();
-    const NumberFile file = readNumbers(text, "kernel");
-    return {.width = file.width,
-            .height = file.height,
-            .keyX = file.keyX,
-            .keyY = file.keyY,
-            .taps = {file.values.begin(), file.values.end()},
-            .name = {}};
+    return kernelOfFile(text, "kernel");
+}
+
+Kernel Brush::disk(double radius) {
+    const auto reach = static_cast<unsigned>(std::ceil(radius));
+    const unsigned size = 2 * reach + 1;
+    std::vector<float> weights;
+    // The rim covers its pixels in part.
+    forDistances(size,
+                 [&](double d) { weights.push_back(static_cast<float>(std::clamp(radius + 0.5 - d, 0.0, 1.0))); });
+    return square(size, size, std::move(weights));
+}
+
+Kernel Brush::soft(double radius) {
+    const unsigned size = 2 * static_cast<unsigned>(std::ceil(radius)) + 1;
+    std::vector<float> weights;
+    forDistances(size, [&](double d) {
+        const double t = std::clamp(1 - d / (radius + 0.5), 0.0, 1.0);
+        weights.push_back(static_cast<float>(t * t * (3 - 2 * t)));
+    });
+    return square(size, size, std::move(weights));
+}
+
+Kernel Brush::parse(const std::string& text) {
+    const Spelled spelled = spell(isPath(text) ? "" : text);
+    if (spelled.word == "disk" || spelled.word == "soft") {
+        const double radius = numberAt(spelled, 0, 8);
+        constexpr double largestRadius = 500;
+        if (!(radius >= 0 && radius <= largestRadius))
+            throw Error("value", fmt::format("the radius {} in '{}' is not 0 to {}", radius, text, largestRadius));
+        return spelled.word == "disk" ? disk(radius) : soft(radius);
+    }
+    if (files::formatOfName(text)) return brushOfPicture(text);
+    return kernelOfFile(text, "brush");
+}
+
+Kernel Diffusion::named(std::string_view name) {
+    const auto row = std::ranges::find(diffusions, name, &DiffusionRow::name);
+    if (row == std::end(diffusions)) {
+        if (name == "atkinson") {
+            throw Error("value",
+                        "atkinson spreads three quarters of the error, but the device makes the last weight up "
+                        "so that all of it is spread: the result would not be Atkinson's; take sierra or "
+                        "stucki");
+        }
+        throw Error("value", fmt::format("there is no diffusion kernel '{}'", name));
+    }
+    Kernel kernel{.width = row->width,
+                  .height = row->height,
+                  .keyX = row->width / 2,
+                  .keyY = 0,
+                  .taps = {},
+                  .name = std::string(name)};
+    for (unsigned i = 0; i < row->width * row->height; ++i)
+        kernel.taps.push_back(static_cast<float>(row->weights[i] / row->total));
+    return kernel;
+}
+
+Kernel Diffusion::parse(const std::string& text) {
+    return isPath(text) ? kernelOfFile(text, "diffusion kernel") : named(text);
 }
 
 Element Element::rect(unsigned width, unsigned height) {
@@ -187,7 +326,7 @@ Element Element::cross(unsigned radius) {
 }
 
 Element Element::parse(const std::string& text) {
-    const Spelled spelled = spell(text.find('/') == std::string::npos && text.find('.') != 0 ? text : "");
+    const Spelled spelled = spell(isPath(text) ? "" : text);
     constexpr double largestRadius = 127;
     if (spelled.word == "rect") {
         const unsigned width = sizeAt(spelled, 0, 3, largestSize);
@@ -217,10 +356,17 @@ Palette Palette::cubeOf(unsigned r, unsigned g, unsigned b) {
 
 Palette Palette::gray(unsigned levels) {
     Palette palette;
+    if (levels >= 2) palette.cube = {levels};
     for (unsigned i = 0; i < levels; ++i) {
         const auto v = static_cast<std::uint8_t>(levels < 2 ? 0 : (i * 255 + (levels - 1) / 2) / (levels - 1));
         palette.colours.push_back({v, v, v, 255});
     }
+    return palette;
+}
+
+Palette Palette::choosing(unsigned colours) {
+    Palette palette;
+    palette.choose = colours;
     return palette;
 }
 
@@ -253,18 +399,40 @@ Palette readPalette(const std::string& path) {
     return palette;
 }
 
+/// The palette of a palette picture, or the colours of another one in the order in which they are met.
+Palette paletteOfPicture(const std::string& path) {
+    const Picture picture = readPicture(path, "palette");
+    Palette palette;
+    palette.colours = picture.info.palette;
+    if (!palette.colours.empty()) return palette;
+    const unsigned bands = picture.info.bands;
+    for (std::size_t at = 0; at < picture.samples.size(); at += bands) {
+        const auto sample = [&](unsigned b) { return std::to_integer<std::uint8_t>(picture.samples[at + b]); };
+        const PaletteEntry entry = bands >= 3 ? PaletteEntry{sample(2), sample(1), sample(0), 255}
+                                              : PaletteEntry{sample(0), sample(0), sample(0), 255};
+        if (!palette.colours.empty() && palette.colours.back() == entry) continue;
+        if (std::ranges::find(palette.colours, entry) != palette.colours.end()) continue;
+        palette.colours.push_back(entry);
+        if (palette.colours.size() > 256)
+            throw Error("value", fmt::format("'{}' has more than 256 colours; a palette picture has fewer", path));
+    }
+    return palette;
+}
+
 } // namespace
 
 Palette Palette::parse(const std::string& text) {
-    const Spelled spelled =
-        spell(text.find('/') == std::string::npos && text.find('.') == std::string::npos ? text : "");
+    const Spelled spelled = spell(isPath(text) ? "" : text);
     if (spelled.word == "cube") {
         const unsigned r = sizeAt(spelled, 0, 6, 256);
+        if (std::ranges::any_of(spelled.numbers, [](double n) { return n < 2; }))
+            throw Error("value", fmt::format("'{}' came, at least 2 steps wanted in each direction", text));
         return cubeOf(r, sizeAt(spelled, 1, r, 256), sizeAt(spelled, 2, r, 256));
     }
     if (spelled.word == "gray") return gray(sizeAt(spelled, 0, 16, 256));
+    if (spelled.word == "choose") return choosing(sizeAt(spelled, 0, 16, 256));
     if (text == "bw") return gray(2);
-    return readPalette(text);
+    return files::formatOfName(text) ? paletteOfPicture(text) : readPalette(text);
 }
 
 Mask Mask::bayer(unsigned size) {
@@ -281,19 +449,91 @@ Mask Mask::bayer(unsigned size) {
         }
         ranks = std::move(next);
     }
-    Mask mask{size, size, {}};
+    Mask mask{.width = size, .height = size, .thresholds = {}, .screen = {}};
     // In the middle of their steps, so that neither black nor white is ever disturbed.
-    for (const unsigned rank : ranks)
-        mask.thresholds.push_back((static_cast<float>(rank) + 0.5F) / static_cast<float>(size * size));
+    mask.thresholds = ranksAsThresholds(ranks);
     return mask;
 }
 
+Mask Mask::dot(double period, double degrees) {
+    constexpr double least = 2;
+    constexpr double most = 64;
+    if (!(period >= least && period <= most)) {
+        throw Error("value", fmt::format("dots {:.3g} pixels apart came, {} to {} wanted (the resolution over the "
+                                         "lines per inch)",
+                                         period, least, most));
+    }
+    // A screen repeats in a square only where its lines go through whole pixels: the nearest such angle is taken.
+    const double angle = degrees * std::numbers::pi / 180.0;
+    const long p = std::lround(period * std::cos(angle));
+    const long q = std::lround(period * std::sin(angle));
+    const auto area = static_cast<unsigned>(p * p + q * q);
+    const unsigned side = area / static_cast<unsigned>(std::gcd(p, q));
+    std::vector<double> heights;
+    for (unsigned y = 0; y < side; ++y) {
+        for (unsigned x = 0; x < side; ++x) {
+            const double u = (static_cast<double>(p) * (x + 0.5) + static_cast<double>(q) * (y + 0.5)) / area;
+            const double v = (static_cast<double>(p) * (y + 0.5) - static_cast<double>(q) * (x + 0.5)) / area;
+            heights.push_back(std::cos(2 * std::numbers::pi * u) + std::cos(2 * std::numbers::pi * v));
+        }
+    }
+    std::vector<unsigned> order(heights.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::ranges::stable_sort(order, {}, [&](unsigned i) { return -std::round(heights[i] * 1e6); });
+    std::vector<unsigned> ranks(heights.size());
+    for (unsigned rank = 0; rank < order.size(); ++rank) ranks[order[rank]] = rank;
+    return {.width = side, .height = side, .thresholds = ranksAsThresholds(ranks), .screen = {}};
+}
+
+namespace {
+
+/// "dot:150lpi:45deg", "dot:8:45deg", "dot:8px:45".
+Mask parseDot(const std::string& text) {
+    std::istringstream stream(text.substr(4));
+    std::string size;
+    std::string angle;
+    std::getline(stream, size, ':');
+    std::getline(stream, angle, ':');
+    const auto number = [&](std::string part, std::string_view unit, double fallback) {
+        if (part.ends_with(unit)) part.resize(part.size() - unit.size());
+        if (part.empty()) return fallback;
+        try {
+            std::size_t used = 0;
+            const double value = std::stod(part, &used);
+            if (used == part.size()) return value;
+        } catch (const std::exception&) {
+        }
+        throw Error("value", fmt::format("'{}' came, dot:150lpi:45deg or dot:8:45deg wanted", text));
+    };
+    constexpr double usual = 45;
+    const double degrees = number(angle, "deg", usual);
+    if (!size.ends_with("lpi")) return Mask::dot(number(size, "px", 8), degrees);
+    Mask mask;
+    mask.screen = {number(size, "lpi", 0), degrees};
+    if (!(mask.screen.lpi > 0)) throw Error("value", fmt::format("'{}' has no lines per inch", text));
+    return mask;
+}
+
+Mask maskOfPicture(const std::string& path) {
+    const Picture picture = readPicture(path, "mask");
+    Mask mask{.width = picture.info.width, .height = picture.info.height, .thresholds = {}, .screen = {}};
+    for (std::size_t at = 0; at < picture.samples.size(); at += picture.info.bands)
+        mask.thresholds.push_back((static_cast<float>(std::to_integer<int>(picture.samples[at])) + 0.5F) / 256.0F);
+    return mask;
+}
+
+} // namespace
+
 Mask Mask::parse(const std::string& text) {
-    const Spelled spelled =
-        spell(text.find('/') == std::string::npos && text.find('.') == std::string::npos ? text : "");
+    if (text.starts_with("dot:")) return parseDot(text);
+    if (files::formatOfName(text)) return maskOfPicture(text);
+    const Spelled spelled = spell(isPath(text) ? "" : text);
     if (spelled.word == "bayer") return bayer(sizeAt(spelled, 0, 8, 16));
     const NumberFile file = readNumbers(text, "mask");
-    return {file.width, file.height, {file.values.begin(), file.values.end()}};
+    return {.width = file.width,
+            .height = file.height,
+            .thresholds = {file.values.begin(), file.values.end()},
+            .screen = {}};
 }
 
 Table Table::parse(const std::string& text) {

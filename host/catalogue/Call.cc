@@ -7,19 +7,18 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "catalogue/alpha.h"
 #include "orv/Error.h"
 #include "orv/host/Image.h"
-#include "orv/host/Session.h"
-#include "orv/host/Tables.h"
 
 namespace orv {
 
 namespace {
 
+bool hasAlpha(Encoding encoding) noexcept { return encoding == Encoding::grayAlpha || encoding == Encoding::rgba; }
+
 /// Band orders of people and of memory differ for colours alone: R, G, B there, B, G, R here.
-bool swapsColours(const Image& image) noexcept {
-    return image.encoding() == Encoding::rgb || image.encoding() == Encoding::rgba;
-}
+bool swapsColours(Encoding encoding) noexcept { return encoding == Encoding::rgb || encoding == Encoding::rgba; }
 
 bool holds(Types types, Type type) noexcept {
     switch (types) {
@@ -52,29 +51,74 @@ std::string_view namesOf(Types types) noexcept {
     }
 }
 
+std::string shapeText(unsigned width, unsigned height, unsigned bands, Type type) {
+    return fmt::format("{} x {} with {} band{} ({})", width, height, bands, bands == 1 ? "" : "s", nameOf(type));
+}
+
 std::string shapeText(const Image& image) {
-    return fmt::format("{} x {} with {} band{} ({})", image.width(), image.height(), image.bands(),
-                       image.bands() == 1 ? "" : "s", nameOf(image.type()));
+    return shapeText(image.width(), image.height(), image.bands(), image.type());
+}
+
+Rectangle all(const Image& image) noexcept { return {0, 0, image.width(), image.height()}; }
+
+Image colourBands(const Image& image) { return image.child(all(image), 0, image.bands() - 1); }
+Image alphaBand(const Image& image) { return image.child(all(image), image.bands() - 1, 1); }
+
+double fullScaleOf(Type type, Sixteen sixteen) noexcept {
+    if (type == Type::bit) return 1;
+    if (type == Type::byte) return 255;
+    return sixteen == Sixteen::number ? 32767 : 65535;
+}
+
+/// The palette entry that is nearest to a colour of people's order.
+double nearestEntry(const std::vector<PaletteEntry>& palette, double r, double g, double b) {
+    const auto far = [&](const PaletteEntry& e) {
+        return (e.r - r) * (e.r - r) + (e.g - g) * (e.g - g) + (e.b - b) * (e.b - b);
+    };
+    const auto best = std::ranges::min_element(palette, {}, far);
+    return static_cast<double>(best - palette.begin());
+}
+
+/// First and last byte of the samples, for images that may share them.
+std::pair<const std::byte*, const std::byte*> extent(const Image& image) noexcept {
+    const Pixels p = image.pixels();
+    std::ptrdiff_t last = (image.height() - 1) * p.stride;
+    if (image.type() == Type::bit) {
+        last += (image.bands() - 1) * p.bandStride + (p.offset + image.width() - 1) / 8;
+    } else {
+        last += (image.width() - 1) * p.pixel + image.bands() * (image.type() == Type::int16 ? 2 : 1) - 1;
+    }
+    return {p.data, p.data + last};
+}
+
+bool sharesSamples(const Image& a, const Image& b) noexcept {
+    const auto [firstA, lastA] = extent(a);
+    const auto [firstB, lastB] = extent(b);
+    return firstA <= lastB && firstB <= lastA;
 }
 
 } // namespace
 
 Call::Call(Session& session, const Operation& operation, std::span<const Image> sources, const Arguments& arguments,
            const CallOptions& options)
-    : session_(session), operation_(operation), sources_(sources.begin(), sources.end()), options_(options) {
-    checkSources();
+    : session_(session),
+      operation_(operation),
+      given_sources_(sources.begin(), sources.end()),
+      sources_(sources.begin(), sources.end()),
+      options_(options) {
+    checkCount();
     takeArguments(arguments);
-    if (!sources_.empty()) {
-        width_ = source().width();
-        height_ = source().height();
-        bands_ = source().bands();
-        type_ = source().type();
-        encoding_ = source().encoding();
-    } else if (options_.destination) {
-        type_ = options_.destination.type();
-        bands_ = options_.destination.bands();
-        encoding_ = options_.destination.encoding();
-    }
+    checkRanges();
+    meetPalette();
+    meetAlpha();
+    checkSources();
+    const Image& like = !sources_.empty() ? source() : options_.destination;
+    if (!like) return;
+    width_ = like.width();
+    height_ = like.height();
+    bands_ = like.bands();
+    type_ = like.type();
+    encoding_ = like.encoding();
 }
 
 void Call::refuse(std::string_view parameter, const std::string& message) const {
@@ -83,21 +127,30 @@ void Call::refuse(std::string_view parameter, const std::string& message) const 
                                                   : fmt::format("{}: {}: {}", operation_.name, parameter, message));
 }
 
-void Call::checkSources() const {
-    if (sources_.size() != operation_.sources) {
-        refuse("", fmt::format("{} image{} came, {} wanted", sources_.size(), sources_.size() == 1 ? "" : "s",
-                               operation_.sources));
+// Checks of what came. ------------------------------------------------------------------------------------------------
+
+void Call::checkCount() const {
+    const unsigned most = std::max(operation_.sources, operation_.mostSources);
+    if (sources_.size() < operation_.sources || sources_.size() > most) {
+        refuse("", fmt::format("{} image{} came, {}{} wanted", sources_.size(), sources_.size() == 1 ? "" : "s",
+                               operation_.sources,
+                               most > operation_.sources ? fmt::format(" to {}", most) : std::string()));
     }
     for (const Image& image : sources_) {
         if (!image) refuse("", "an empty image came");
     }
+}
+
+void Call::checkSources() const {
     if (sources_.empty()) return;
-    if (!holds(operation_.types, source().type())) {
+    if (!holds(operation_.types, source().type()))
         refuse("", fmt::format("a {} image came, {} wanted", nameOf(source().type()), namesOf(operation_.types)));
-    }
-    if (source().tags().sixteen == Sixteen::shifted && source().type() == Type::int16 && !operation_.rightUnderShift) {
-        refuse("", "the picture is unsigned 16-bit, and the result would be wrong on its shifted samples; read it with "
-                   "--u16 exact, half or raw");
+    if (shifted() && !operation_.rightUnderShift) refuse("", std::string(shiftAdvice));
+    if (!operation_.encodings.empty() &&
+        std::ranges::find(operation_.encodings, source().encoding()) == operation_.encodings.end()) {
+        std::vector<std::string_view> names;
+        for (const Encoding encoding : operation_.encodings) names.push_back(nameOf(encoding));
+        refuse("", fmt::format("a {} picture came, {} wanted", nameOf(source().encoding()), fmt::join(names, " or ")));
     }
     for (std::size_t i = 1; operation_.alike && i < sources_.size(); ++i) {
         const Image& other = sources_[i];
@@ -111,8 +164,8 @@ void Call::checkSources() const {
 
 void Call::takeArguments(const Arguments& arguments) {
     const auto sameName = [](std::string_view a, std::string_view b) {
-        return std::ranges::equal(
-            a, b, {}, [](char c) { return c == '-' ? '_' : c; }, [](char c) { return c == '-' ? '_' : c; });
+        const auto dash = [](char c) { return c == '-' ? '_' : c; };
+        return std::ranges::equal(a, b, {}, dash, dash);
     };
     for (const Argument& argument : arguments) {
         const auto parameter = std::ranges::find_if(
@@ -137,17 +190,87 @@ void Call::takeArguments(const Arguments& arguments) {
             refuse(parameter.name, fmt::format("it is missing ({})", parameter.help));
         }
     }
+}
+
+void Call::checkRanges() const {
     for (const Given& given : given_) {
+        const Parameter& parameter = *given.parameter;
         const auto check = [&](double v) {
-            if (v < given.parameter->low || v > given.parameter->high) {
-                refuse(given.parameter->name,
-                       fmt::format("{} came, {} to {} wanted", v, given.parameter->low, given.parameter->high));
-            }
+            if (!(v >= parameter.low && v <= parameter.high))
+                refuse(parameter.name, fmt::format("{} came, {} to {} wanted", v, parameter.low, parameter.high));
         };
-        if (const auto* one = std::get_if<double>(&given.value)) check(*one);
+        if (const auto* one = std::get_if<double>(&given.value)) {
+            check(*one);
+            if (!parameter.choices.empty() &&
+                std::ranges::find(parameter.choices, std::lround(*one), &Choice::value) == parameter.choices.end()) {
+                refuse(parameter.name, fmt::format("{} stands for no choice", *one));
+            }
+        }
         if (const auto* many = std::get_if<std::vector<double>>(&given.value)) std::ranges::for_each(*many, check);
     }
 }
+
+// Palettes and alpha. -------------------------------------------------------------------------------------------------
+
+bool Call::onlyMovesPixels() const {
+    constexpr long nearest = 0;
+    return !has("interpolation") || choice("interpolation") == nearest;
+}
+
+void Call::meetPalette() {
+    if (operation_.keepsPalette && onlyMovesPixels()) return;
+    for (Image& image : sources_) {
+        if (image.encoding() != Encoding::palette) continue;
+        image = coloursOf(session_, image);
+        note(fmt::format("the palette picture became {}", nameOf(image.encoding())));
+    }
+}
+
+void Call::meetAlpha() {
+    if (options_.alphaAsBand || operation_.body != nullptr || sources_.empty()) return;
+    for (std::size_t i = 1; i < sources_.size(); ++i) {
+        if (!hasAlpha(sources_[i].encoding())) continue;
+        sources_[i] = colourBands(sources_[i]);
+        note(fmt::format("the alpha of image {} was left out", i + 1));
+    }
+    if (!hasAlpha(source().encoding())) return;
+    switch (operation_.alpha) {
+    case Alpha::carried:
+        return takeAlphaOff();
+    case Alpha::moved:
+        return;
+    case Alpha::premultiplied:
+        if ((has("interpolation") && onlyMovesPixels()) || source().type() == Type::bit || isOpaque(source())) return;
+        sources_[0] = withAlphaMultiplied(session_, source());
+        alpha_ = AlphaNow::multiplied;
+        return;
+    case Alpha::refused:
+        if (has("alpha")) {
+            sources_[0] = colourBands(source());
+        } else if (has("background")) {
+            const auto* levels = std::get_if<Levels>(&given("background").value);
+            if (levels == nullptr) refuse("background", "a colour is wanted");
+            sources_[0] = over(session_, source(), *levels);
+        } else {
+            refuse("", "the picture has alpha; say --background COLOUR, or --alpha drop");
+        }
+    }
+}
+
+void Call::takeAlphaOff() {
+    sources_[0] = colourBands(source());
+    alpha_ = AlphaNow::carried;
+}
+
+void Call::carryAlpha() {
+    if (!hasAlpha(given_sources_.front().encoding()) || options_.alphaAsBand || alpha_ == AlphaNow::carried) return;
+    sources_[0] = given_sources_.front();
+    takeAlphaOff();
+    bands_ = source().bands();
+    encoding_ = source().encoding();
+}
+
+// Parameters. ---------------------------------------------------------------------------------------------------------
 
 bool Call::has(std::string_view name) const noexcept {
     return std::ranges::any_of(given_, [&](const Given& g) { return g.parameter->name == name; });
@@ -181,31 +304,106 @@ std::string_view Call::word(std::string_view name) const {
 }
 
 const std::vector<double>& Call::numbers(std::string_view name) const { return as<std::vector<double>>(name); }
-
-std::vector<float> Call::perBand(std::string_view name, unsigned bands) const {
-    const Given& g = given(name);
-    const std::vector<double>& values = numbers(name);
-    if (values.size() != 1 && values.size() != bands) {
-        refuse(name, fmt::format("{} values came, 1 or {} wanted (one a band)", values.size(), bands));
-    }
-    std::vector<float> result(bands);
-    for (unsigned b = 0; b < bands; ++b) result[b] = static_cast<float>(values.size() == 1 ? values[0] : values[b]);
-    if (sources_.empty() && !options_.destination) return result;
-    const Image& like = sources_.empty() ? options_.destination : source();
-    if (bands >= 3 && bands == like.bands() && swapsColours(like)) std::swap(result[0], result[2]);
-    if (g.parameter->kind == Kind::levels && like.type() == Type::int16 && like.tags().sixteen == Sixteen::shifted) {
-        for (float& v : result) v -= 32768.0F;
-    }
-    return result;
-}
-
 const Kernel& Call::kernel(std::string_view name) const { return as<Kernel>(name); }
 const Element& Call::element(std::string_view name) const { return as<Element>(name); }
-const Palette& Call::palette(std::string_view name) const { return as<Palette>(name); }
 const Mask& Call::mask(std::string_view name) const { return as<Mask>(name); }
 const Table& Call::table(std::string_view name) const { return as<Table>(name); }
 const std::vector<Point>& Call::points(std::string_view name) const { return as<std::vector<Point>>(name); }
 const std::string& Call::text(std::string_view name) const { return as<std::string>(name); }
+const Palette& Call::palette(std::string_view name) const { return as<Palette>(name); }
+const Image* Call::image(std::string_view name) const { return std::get_if<Image>(&given(name).value); }
+
+std::pair<unsigned, unsigned> Call::size(std::string_view name) const {
+    constexpr double most = 1e6;
+    const std::vector<double>& size = numbers(name);
+    if (size.size() != 2 || !(size[0] >= 1 && size[1] >= 1 && size[0] <= most && size[1] <= most))
+        refuse(name, fmt::format("{} came, WIDTHxHEIGHT from 1x1 to {}x{} wanted", fmt::join(size, "x"), most, most));
+    return {static_cast<unsigned>(size[0]), static_cast<unsigned>(size[1])};
+}
+
+Call::Meaning Call::meaning() const noexcept {
+    if (!sources_.empty()) return {source().type(), source().tags().sixteen, source().encoding()};
+    if (options_.destination)
+        return {options_.destination.type(), options_.destination.tags().sixteen, options_.destination.encoding()};
+    return {type_, sixteen_.value_or(Sixteen::number), encoding_};
+}
+
+double Call::fullScale() const noexcept { return fullScaleOf(meaning().type, meaning().sixteen); }
+
+double Call::toMemory(double level) const noexcept {
+    if (meaning().type != Type::int16) return level;
+    switch (meaning().sixteen) {
+    case Sixteen::shifted:
+        return level - 32768;
+    case Sixteen::half:
+        return level / 2;
+    case Sixteen::raw:
+        return level > 32767 ? level - 65536 : level;
+    default:
+        return level;
+    }
+}
+
+double Call::fromMemory(double sample) const noexcept {
+    if (meaning().type != Type::int16) return sample;
+    switch (meaning().sixteen) {
+    case Sixteen::shifted:
+        return sample + 32768;
+    case Sixteen::half:
+        return sample * 2;
+    default:
+        return sample;
+    }
+}
+
+unsigned Call::memoryBand(unsigned band) const noexcept {
+    const bool swaps = !sources_.empty() && swapsColours(source().encoding()) && band < 3 && source().bands() >= 3;
+    return swaps ? 2 - band : band;
+}
+
+std::vector<float> Call::perBand(const Levels& levels, std::string_view name, bool areLevels, unsigned bands) const {
+    const Encoding encoding = meaning().encoding;
+    std::vector<double> values = levels.values;
+    if (levels.relative) {
+        for (double& v : values) v *= fullScale();
+    }
+    if (areLevels && encoding == Encoding::palette && bands == 1 && !source().tags().palette.empty() &&
+        (levels.relative || values.size() == 3)) {
+        const auto at = [&](std::size_t i) { return values[values.size() == 1 ? 0 : i]; };
+        return {static_cast<float>(nearestEntry(source().tags().palette, at(0), at(1), at(2)))};
+    }
+    if (areLevels && hasAlpha(encoding) && !values.empty() && (values.size() == 1 || values.size() + 1 == bands)) {
+        // Colours that do not tell their opacity are opaque.
+        values.resize(bands - 1, values.front());
+        values.push_back(fullScale());
+    }
+    if (values.size() != 1 && values.size() != bands) {
+        refuse(name, fmt::format("{} values came, 1{} wanted (one a band)", values.size(),
+                                 bands == 1 ? "" : fmt::format(" or {}", bands)));
+    }
+    std::vector<float> result(bands);
+    for (unsigned b = 0; b < bands; ++b) {
+        const double v = values[values.size() == 1 ? 0 : b];
+        result[b] = static_cast<float>(areLevels ? toMemory(v) : v);
+    }
+    if (bands >= 3 && swapsColours(encoding) && (sources_.empty() || bands == source().bands()))
+        std::swap(result[0], result[2]);
+    return result;
+}
+
+std::vector<float> Call::perBand(std::string_view name, unsigned bands) const {
+    const Given& g = given(name);
+    const bool areLevels = g.parameter->kind == Kind::levels;
+    if (const auto* levels = std::get_if<Levels>(&g.value)) return perBand(*levels, name, areLevels, bands);
+    if (const auto* one = std::get_if<double>(&g.value)) return perBand(Levels(*one), name, areLevels, bands);
+    return perBand(Levels(numbers(name)), name, areLevels, bands);
+}
+
+std::vector<std::vector<float>> Call::colours(std::string_view name, unsigned bands) const {
+    std::vector<std::vector<float>> result;
+    for (const Levels& levels : as<std::vector<Levels>>(name)) result.push_back(perBand(levels, name, true, bands));
+    return result;
+}
 
 std::string_view Call::digits(Type type) noexcept {
     switch (type) {
@@ -218,11 +416,13 @@ std::string_view Call::digits(Type type) noexcept {
     }
 }
 
-void Call::op(std::string_view pattern) {
-    opName_ = pattern;
-    if (const std::size_t at = opName_.find("{}"); at != std::string::npos)
-        opName_.replace(at, 2, digits(source().type()));
-    op_ = host::Op::make(session_.object(), opName_.c_str());
+// What the device is to get. ------------------------------------------------------------------------------------------
+
+Step& Call::op(std::string_view pattern) {
+    std::string name(pattern);
+    if (const std::size_t at = name.find("{}"); at != std::string::npos) name.replace(at, 2, digits(source().type()));
+    steps_.push_back(std::make_unique<Step>(session_, std::move(name)));
+    return *steps_.back();
 }
 
 void Call::shape(unsigned width, unsigned height) {
@@ -230,143 +430,128 @@ void Call::shape(unsigned width, unsigned height) {
     height_ = height;
 }
 
-void Call::add(float value) {
-    op_->addFloat(value);
-    explained_.push_back(fmt::format("f={}", value));
-}
-
-void Call::add(long value) {
-    op_->addLong(value);
-    explained_.push_back(fmt::format("l={}", value));
-}
-
-void Call::add(std::vector<float> values) {
-    explained_.push_back(fmt::format("[{}]", fmt::join(values, " ")));
-    floats_.push_back(std::make_unique<std::vector<float>>(std::move(values)));
-    op_->addPointer(floats_.back()->data());
-}
-
-void Call::add(std::vector<std::uint32_t> values) {
-    explained_.push_back(fmt::format("[{}]", fmt::join(values, " ")));
-    words_.push_back(std::make_unique<std::vector<std::uint32_t>>(std::move(values)));
-    op_->addPointer(words_.back()->data());
-}
-
-void Call::addKernel(const Kernel& kernel) {
-    explained_.push_back(fmt::format("kernel {}x{}", kernel.width, kernel.height));
-    addObject(host::Owned<OrvObject>(host::Kernel::make(session_.object(), kernel.width, kernel.height, kernel.keyX,
-                                                        kernel.keyY, kernel.taps.data(),
-                                                        kernel.name.empty() ? nullptr : kernel.name.c_str())
-                                         .release()));
-    // addObject explained it once more as an object.
-    explained_.pop_back();
-}
-
-void Call::addElement(const Element& element) {
-    explained_.push_back(fmt::format("element {}x{}", element.width, element.height));
-    addObject(host::Owned<OrvObject>(host::Sel::make(session_.object(), element.width, element.height, element.keyX,
-                                                     element.keyY, element.members.data())
-                                         .release()));
-    explained_.pop_back();
-}
-
-void Call::addObject(host::Owned<OrvObject> object) {
-    if (!object) refuse("", "no memory for a parameter");
-    op_->addObject(object.get());
-    objects_.push_back(std::move(object));
-    explained_.emplace_back("object");
-}
-
-void Call::addPointer(void* pointer) {
-    op_->addPointer(pointer);
-    explained_.emplace_back(pointer == nullptr ? "null" : "result");
-}
-
-std::vector<float>& Call::keptFloats(std::size_t count) {
-    floats_.push_back(std::make_unique<std::vector<float>>(count));
-    return *floats_.back();
+void Call::palette(std::vector<PaletteEntry> colours) {
+    palette_ = std::move(colours);
+    encoding_ = Encoding::palette;
 }
 
 void Call::describeTags(Image& image) const {
-    if (sources_.empty()) return;
-    Tags tags = source().tags();
-    if (tags.encoding != encoding_) tags.icc.clear();
-    if (tags.encoding == Encoding::palette && (!operation_.keepsPalette || type_ != Type::byte)) tags.palette.clear();
-    tags.encoding = encoding_;
-    if (image.bands() != source().bands() && encoding_ == source().encoding())
-        tags.encoding = usualEncoding(image.bands());
-    if (type_ != Type::int16) tags.sixteen = Sixteen::number;
-    if (tags.dpi.x > 0 && width_ > 0) {
-        // A picture made smaller or larger keeps its size on paper.
-        if (width_ != source().width() && height_ != source().height()) {
-            tags.dpi.x *= static_cast<double>(width_) / source().width();
-            tags.dpi.y *= static_cast<double>(height_) / source().height();
-        }
+    if (sources_.empty()) {
+        image.tags().encoding = encoding_;
+        return;
     }
+    const Tags& from = given_sources_.front().tags();
+    Tags tags = from;
+    const Encoding seen = sources_.front().encoding();
+    if (encoding_ != seen) tags.icc.clear();
+    tags.palette.clear();
+    if (encoding_ == Encoding::palette) tags.palette = palette_ ? *palette_ : from.palette;
+    tags.encoding = encoding_ == seen && bands_ != source().bands() ? usualEncoding(bands_) : encoding_;
+    if (alpha_ == AlphaNow::carried) {
+        tags.encoding = tags.encoding == Encoding::gray  ? Encoding::grayAlpha
+                        : tags.encoding == Encoding::rgb ? Encoding::rgba
+                                                         : Encoding::other;
+    }
+    tags.sixteen = type_ == Type::int16 ? sixteen_.value_or(from.sixteen) : Sixteen::number;
+    tags.dpi.x *= dpiX_;
+    tags.dpi.y *= dpiY_;
+    if (dpiTurned_) std::swap(tags.dpi.x, tags.dpi.y);
     image.tags() = std::move(tags);
 }
 
-void Call::prepareDestination() {
-    if (!destinationWanted_) return;
-    Image& destination = options_.destination;
-    if (!destination) {
-        destination = startsWithSource_ ? source().copy(session_) : Image(session_, width_, height_, bands_, type_);
-        describeTags(destination);
-    } else if (destination.width() != width_ || destination.height() != height_ || destination.bands() != bands_ ||
-               destination.type() != type_) {
-        refuse("destination",
-               fmt::format("an image of {} came, {} x {} with {} band{} ({}) wanted", shapeText(destination), width_,
-                           height_, bands_, bands_ == 1 ? "" : "s", nameOf(type_)));
+void Call::checkDestination(const Image& destination) const {
+    const unsigned bands = bands_ + (alpha_ == AlphaNow::carried ? 1 : 0);
+    if (destination.width() != width_ || destination.height() != height_ || destination.bands() != bands ||
+        destination.type() != type_) {
+        refuse("destination", fmt::format("an image of {} came, {} wanted", shapeText(destination),
+                                          shapeText(width_, height_, bands, type_)));
     }
-    for (const auto& step : beforehand_) step(*this, destination);
+}
+
+void Call::checkOverlap() const {
+    for (std::size_t i = 0; operation_.apart && i < given_sources_.size(); ++i) {
+        if (sharesSamples(options_.destination, given_sources_[i]))
+            refuse("destination",
+                   fmt::format("it shares samples with image {}, which this operation cannot do", i + 1));
+    }
+}
+
+void Call::prepareDestination() {
+    Image& destination = options_.destination;
+    if (destination) {
+        checkDestination(destination);
+        checkOverlap();
+    } else {
+        const bool carried = alpha_ == AlphaNow::carried;
+        const bool copies = startsWithSource_ && !sources_.empty();
+        destination = copies ? (carried ? given_sources_.front() : source()).copy(session_)
+                             : Image(session_, width_, height_, bands_ + (carried ? 1 : 0), type_);
+        describeTags(destination);
+        made_ = true;
+    }
+    target_ = alpha_ == AlphaNow::carried ? colourBands(destination) : destination;
+}
+
+void Call::carry(Result& result) {
+    Image to = alphaBand(options_.destination);
+    const Image from = alphaBand(given_sources_.front());
+    if (to.pixels().data == from.pixels().data) return;
+    if (to.width() != from.width() || to.height() != from.height()) refuse("", "it cannot carry alpha");
+    CallOptions options{.destination = to, .roi = options_.roi};
+    Image gray = from;
+    gray.tags().encoding = Encoding::gray;
+    const bool sameType = to.type() == from.type();
+    const Result carried =
+        session_.apply(sameType ? "copy" : "depth", std::span(&gray, 1),
+                       sameType ? Arguments{} : Arguments{{"to", std::string(nameOf(to.type()))}}, options);
+    result.explained.insert(result.explained.end(), carried.explained.begin(), carried.explained.end());
+}
+
+void Call::prepare() {
+    if (steps_.empty()) operation_.prepare(*this);
 }
 
 Result Call::run() {
-    if (operation_.body != nullptr) return operation_.body(*this);
-    operation_.prepare(*this);
-    prepareDestination();
+    if (operation_.body != nullptr) {
+        Result result = operation_.body(*this);
+        result.notes.insert(result.notes.begin(), notes_.begin(), notes_.end());
+        return result;
+    }
+    prepare();
+    const bool makesImage = givesImage(operation_);
+    if (makesImage) prepareDestination();
     Result result;
-    device(result);
-    if (destinationWanted_) result.image = options_.destination;
+    for (const auto& step : steps_) step->run({sources_, target_, options_.roi}, operation_.name, result);
+    if (makesImage) {
+        if (alpha_ == AlphaNow::carried) carry(result);
+        if (alpha_ == AlphaNow::multiplied)
+            divideAlphaOut(session_, options_.destination, made_ ? std::span<const Rectangle>{} : options_.roi);
+        result.image = options_.destination;
+        result.image.samplesChanged();
+    }
+    if (!given_sources_.empty() && makesImage && !given_sources_.front().tags().icc.empty() &&
+        result.image.tags().icc.empty()) {
+        note("the colour profile was dropped: it does not describe the result");
+    }
     for (const auto& step : afterwards_) step(result);
+    result.notes = notes_;
     return result;
 }
 
-void Call::device(Result& result) {
-    host::Session& session = session_.object();
-    for (std::size_t i = 0; i < sources_.size(); ++i) op_->setSource(static_cast<int>(i) + 1, &sources_[i].object());
-    for (std::size_t i = 0; i < further_.size(); ++i) {
-        op_->setSource(static_cast<int>(sources_.size() + i) + 1, &further_[i].object());
+bool Call::runFused(Call& earlier, Call& later, Result& result) {
+    earlier.prepare();
+    later.prepare();
+    for (const Call* call : {&earlier, &later}) {
+        if (call->steps_.size() != 1 || !call->step().plain() || call->alpha_ != AlphaNow::none) return false;
     }
-    host::Image* target = destinationWanted_ ? &options_.destination.object() : nullptr;
-    op_->setDestination(target);
-    if (target != nullptr && !options_.roi.empty()) {
-        std::vector<host::Rect> rects;
-        for (const Rectangle& r : options_.roi) rects.push_back({r.x, r.y, r.width, r.height});
-        if (!target->setRegion(rects)) refuse("roi", "no memory for a region");
+    later.prepareDestination();
+    if (!Step::runFused(*earlier.steps_.front(), {earlier.sources_, later.source(), {}}, *later.steps_.front(),
+                        {later.sources_, later.target_, {}}, later.operation_.name, result)) {
+        return false;
     }
-    result.explained.push_back(explained_.empty() ? opName_
-                                                  : fmt::format("{} : {}", opName_, fmt::join(explained_, " ")));
-    host::CallResult called;
-    std::optional<host::Report> failure;
-    session.clearLastError();
-    session.setErrorHandler([&](const host::Report& report) {
-        if (report.severity == host::Severity::warning) result.warnings.emplace_back(host::messageText(report.id));
-    });
-    try {
-        called = session.run(*op_);
-    } catch (const host::DispatchError& error) {
-        session.setErrorHandler({});
-        if (target != nullptr) target->clearRegion();
-        refuse("", error.what());
-    }
-    session.setErrorHandler({});
-    if (target != nullptr) target->clearRegion();
-    if (called.status == ORV_SUCCESS) return;
-    failure = session.lastError();
-    if (!failure) refuse("", "the device declined the call");
-    throw Error(std::string(operation_.name),
-                fmt::format("{}: {} ({})", operation_.name, host::messageText(failure->id), failure->id), failure->id);
+    result.image = later.options_.destination;
+    result.image.samplesChanged();
+    return true;
 }
 
 } // namespace orv

@@ -3,14 +3,15 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "catalogue/Step.h"
 #include "orv/Catalogue.h"
 #include "orv/Session.h"
-#include "orv/host/Op.h"
 
 namespace orv {
 
@@ -22,10 +23,15 @@ public:
     /// Checks, prepares, runs; the result.
     Result run();
 
+    /// Runs this call and the one whose result it takes as its first source as one op of the device. False where the
+    /// device declines or either is more than one plain op: nothing was written then.
+    static bool runFused(Call& earlier, Call& later, Result& result);
+
     // What the call was given. ------------------------------------------------------------------------------------
 
     Session& session() noexcept { return session_; }
     const Operation& operation() const noexcept { return operation_; }
+    /// The sources as the device will see them: palette pictures are colours, alpha is taken off or multiplied in.
     std::span<const Image> sources() const noexcept { return sources_; }
     const Image& source(std::size_t i = 0) const noexcept { return sources_[i]; }
     const CallOptions& options() const noexcept { return options_; }
@@ -34,6 +40,7 @@ public:
     bool has(std::string_view name) const noexcept;
     double number(std::string_view name) const;
     long integer(std::string_view name) const;
+    bool flag(std::string_view name) const { return has(name) && number(name) != 0; }
     /// The value of a choice, and its word.
     long choice(std::string_view name) const { return integer(name); }
     std::string_view word(std::string_view name) const;
@@ -41,51 +48,76 @@ public:
     const std::vector<double>& numbers(std::string_view name) const;
     /// Numbers for `bands` bands: one serves all. Levels come in the order of memory and in its units.
     std::vector<float> perBand(std::string_view name, unsigned bands) const;
+    /// The same for each colour of a list.
+    std::vector<std::vector<float>> colours(std::string_view name, unsigned bands) const;
     const Kernel& kernel(std::string_view name) const;
     const Element& element(std::string_view name) const;
-    const Palette& palette(std::string_view name) const;
     const Mask& mask(std::string_view name) const;
     const Table& table(std::string_view name) const;
     const std::vector<Point>& points(std::string_view name) const;
     const std::string& text(std::string_view name) const;
+    const Palette& palette(std::string_view name) const;
+    /// The image that was given, or null where a text was.
+    const Image* image(std::string_view name) const;
+    /// A size in pixels, checked.
+    std::pair<unsigned, unsigned> size(std::string_view name) const;
+    /// A parameter as it was given.
+    const Value& value(std::string_view name) const { return given(name).value; }
 
     /// Refuses the call: "OP: PARAMETER: MESSAGE".
     [[noreturn]] void refuse(std::string_view parameter, const std::string& message) const;
 
     // What the device is to get. ----------------------------------------------------------------------------------
 
-    /// The op's name; "{}" stands for the first source's data type as ops count it (1, 8, 16).
-    void op(std::string_view pattern);
+    /// Begins an op of the device; "{}" stands for the first source's data type as ops count it (1, 8, 16). Ops run in
+    /// their order, on the call's sources and destination unless the step is told others.
+    Step& op(std::string_view pattern);
+    /// The op begun last.
+    Step& step() noexcept { return *steps_.back(); }
+    const Step& step() const noexcept { return *steps_.back(); }
     /// The destination; that of the first source where nothing is said.
     void shape(unsigned width, unsigned height);
     void bands(unsigned bands) { bands_ = bands; }
     void type(Type type) { type_ = type; }
     void encoding(Encoding encoding) { encoding_ = encoding; }
+    void palette(std::vector<PaletteEntry> colours);
+    void sixteen(Sixteen way) { sixteen_ = way; }
     unsigned width() const noexcept { return width_; }
     unsigned height() const noexcept { return height_; }
     unsigned bands() const noexcept { return bands_; }
     Type type() const noexcept { return type_; }
     Encoding encoding() const noexcept { return encoding_; }
-    void noDestination() noexcept { destinationWanted_ = false; }
     /// The destination starts as a copy of the first source.
     void startWithSource() noexcept { startsWithSource_ = true; }
-    /// Further images that the op takes as its second and third source.
-    void further(const Image& image) { further_.push_back(image); }
-    /// Called on the destination before the device is.
-    void beforehand(std::function<void(Call&, Image&)> step) { beforehand_.push_back(std::move(step)); }
+    /// The picture was scaled by these factors, or its axes were exchanged: its resolution follows.
+    void scaled(double x, double y) noexcept { dpiX_ = x, dpiY_ = y; }
+    void turned() noexcept { dpiTurned_ = true; }
+    /// Takes alpha as it is instead of multiplied in, for filters that would make it vanish.
+    void carryAlpha();
     /// Called after the device has done its work.
     void afterwards(std::function<void(Result&)> step) { afterwards_.push_back(std::move(step)); }
+    void note(std::string text) { notes_.push_back(std::move(text)); }
 
-    void add(float value);
-    void add(long value);
-    void add(std::vector<float> values);
-    void add(std::vector<std::uint32_t> values);
-    void addKernel(const Kernel& kernel);
-    void addElement(const Element& element);
-    void addObject(host::Owned<OrvObject> object);
-    void addPointer(void* pointer);
-    /// Arrays that the call keeps until its end, for results.
-    std::vector<float>& keptFloats(std::size_t count);
+    /// Shorthands for the op begun last.
+    void add(float value) { step().add(value); }
+    void add(long value) { step().add(value); }
+    void add(std::vector<float> values) { step().add(std::move(values)); }
+    void add(std::vector<std::uint32_t> values) { step().add(std::move(values)); }
+    void addKernel(const Kernel& kernel) { step().addKernel(kernel); }
+    void addObject(host::Owned<OrvObject> object) { step().addObject(std::move(object)); }
+
+    /// A sample value in the file's units as memory holds it, and back.
+    double toMemory(double level) const noexcept;
+    double fromMemory(double sample) const noexcept;
+    /// Whether the samples are those of an unsigned 16-bit picture, less 32768.
+    bool shifted() const noexcept { return meaning().type == Type::int16 && meaning().sixteen == Sixteen::shifted; }
+    static constexpr std::string_view shiftAdvice =
+        "the picture is unsigned 16-bit, and the result would be wrong on its shifted samples; read it with "
+        "--u16 exact, half or raw";
+    /// The largest level in the file's units.
+    double fullScale() const noexcept;
+    /// Where a band of people's order lies in memory.
+    unsigned memoryBand(unsigned band) const noexcept;
 
     /// "1", "8", "16".
     static std::string_view digits(Type type) noexcept;
@@ -95,39 +127,60 @@ private:
         const Parameter* parameter;
         Value value;
     };
+    /// What the samples mean that people's numbers speak of.
+    struct Meaning {
+        Type type;
+        Sixteen sixteen;
+        Encoding encoding;
+    };
+    Meaning meaning() const noexcept;
 
     void takeArguments(const Arguments& arguments);
+    void checkRanges() const;
+    void checkCount() const;
     void checkSources() const;
+    /// Whether the interpolation, where there is one, makes no new values.
+    bool onlyMovesPixels() const;
+    void meetPalette();
+    void meetAlpha();
+    void takeAlphaOff();
+    void prepare();
     void prepareDestination();
-    void device(Result& result);
+    void checkDestination(const Image& destination) const;
+    void checkOverlap() const;
+    void carry(Result& result);
     void describeTags(Image& image) const;
+    std::vector<float> perBand(const Levels& levels, std::string_view name, bool areLevels, unsigned bands) const;
     const Given& given(std::string_view name) const;
     template <class T>
     const T& as(std::string_view name) const;
 
     Session& session_;
     const Operation& operation_;
+    std::vector<Image> given_sources_;
     std::vector<Image> sources_;
     CallOptions options_;
     std::vector<Given> given_;
 
-    std::string opName_;
+    enum class AlphaNow { none, carried, multiplied };
+    AlphaNow alpha_ = AlphaNow::none;
+
     unsigned width_ = 0;
     unsigned height_ = 0;
     unsigned bands_ = 0;
     Type type_ = Type::byte;
     Encoding encoding_ = Encoding::other;
-    bool destinationWanted_ = true;
+    std::optional<std::vector<PaletteEntry>> palette_;
+    std::optional<Sixteen> sixteen_;
+    double dpiX_ = 1;
+    double dpiY_ = 1;
+    bool dpiTurned_ = false;
     bool startsWithSource_ = false;
-    std::vector<Image> further_;
-    std::vector<std::function<void(Call&, Image&)>> beforehand_;
+    bool made_ = false;
+    Image target_; ///< what the device writes: the destination, or its colours
+    std::vector<std::unique_ptr<Step>> steps_;
     std::vector<std::function<void(Result&)>> afterwards_;
-
-    host::Owned<host::Op> op_;
-    std::vector<std::unique_ptr<std::vector<float>>> floats_;
-    std::vector<std::unique_ptr<std::vector<std::uint32_t>>> words_;
-    std::vector<host::Owned<OrvObject>> objects_;
-    std::vector<std::string> explained_;
+    std::vector<std::string> notes_;
 };
 
 /// Reads the text of a parameter as a value of its kind. Throws Error that says what is wanted.

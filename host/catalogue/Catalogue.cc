@@ -17,7 +17,7 @@ namespace {
 std::vector<const Operation*> collect() {
     std::vector<const Operation*> all;
     for (const auto rows :
-         {pixelwiseRows(), filterRows(), geometryRows(), quantiseRows(), measureRows(), recipeRows()}) {
+         {pixelwiseRows(), filterRows(), geometryRows(), warpRows(), quantiseRows(), measureRows(), recipeRows()}) {
         for (const Operation& row : rows) all.push_back(&row);
     }
     return all;

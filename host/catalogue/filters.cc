@@ -4,6 +4,9 @@
 #include "catalogue/parameters.h"
 #include "catalogue/rows.h"
 
+#include <cmath>
+#include <numeric>
+
 #include <fmt/format.h>
 
 namespace orv {
@@ -22,16 +25,25 @@ constexpr auto convolveParameters =
                    .kind = Kind::choice,
                    .help = "what the border becomes",
                    .fallback = "extend",
-                   .choices = edges});
+                   .choices = edges,
+                   .typeName = "Edge"});
 
-constexpr auto sobelParameters = list(Parameter{
-    .name = "edge", .kind = Kind::choice, .help = "what the border becomes", .fallback = "extend", .choices = edges});
+constexpr auto sobelParameters = list(Parameter{.name = "edge",
+                                                .kind = Kind::choice,
+                                                .help = "what the border becomes",
+                                                .fallback = "extend",
+                                                .choices = edges,
+                                                .typeName = "Edge"});
 
 constexpr Choice colours[] = {{"white", 0, "set bits, high samples"}, {"black", 1, "clear bits, low samples"}};
-constexpr auto elementParameters = list(
-    Parameter{.name = "element", .kind = Kind::element, .help = "rect:WxH, disk:RADIUS, cross:RADIUS, or a file"},
-    Parameter{
-        .name = "of", .kind = Kind::choice, .help = "what grows or shrinks", .fallback = "white", .choices = colours});
+constexpr auto elementParameters =
+    list(Parameter{.name = "element", .kind = Kind::element, .help = "rect:WxH, disk:RADIUS, cross:RADIUS, or a file"},
+         Parameter{.name = "of",
+                   .kind = Kind::choice,
+                   .help = "what grows or shrinks",
+                   .fallback = "white",
+                   .choices = colours,
+                   .typeName = "Of"});
 
 void checkFits(const Call& call, std::string_view parameter, unsigned width, unsigned height, unsigned keyX,
                unsigned keyY) {
@@ -45,6 +57,12 @@ void checkFits(const Call& call, std::string_view parameter, unsigned width, uns
 void convolve(Call& call) {
     const Kernel& kernel = call.kernel("kernel");
     checkFits(call, "kernel", kernel.width, kernel.height, kernel.keyX, kernel.keyY);
+    const double sum = std::accumulate(kernel.taps.begin(), kernel.taps.end(), 0.0);
+    // A kernel that finds differences finds none in an opaque alpha, and the result would not be seen.
+    if (std::abs(sum) < 0.5) call.carryAlpha();
+    constexpr long zero = 1;
+    if (call.shifted() && (std::abs(sum - 1) > 1e-4 || call.choice("edge") == zero))
+        call.refuse("kernel", std::string(Call::shiftAdvice));
     call.op("convolve{}");
     call.addKernel(kernel);
     call.add(call.choice("edge"));
@@ -62,8 +80,7 @@ template <Pattern White, Pattern Black>
 void morphology(Call& call) {
     const Element& element = call.element("element");
     checkFits(call, "element", element.width, element.height, element.keyX, element.keyY);
-    call.op(call.choice("of") == 0 ? White.text : Black.text);
-    call.addElement(element);
+    call.op(call.choice("of") == 0 ? White.text : Black.text).addElement(element);
 }
 
 constexpr Operation rows[] = {
@@ -75,13 +92,15 @@ constexpr Operation rows[] = {
      .parameters = convolveParameters,
      .example = "orv convolve photo.png -o soft.png --kernel gaussian:5:1.0",
      .alpha = Alpha::premultiplied,
+     .rightUnderShift = true,
+     .apart = true,
      .prepare = convolve},
     {.name = "edge_detect_sobel",
      .help = "strength of edges, by the Sobel operators",
      .group = "filters",
      .parameters = sobelParameters,
      .example = "orv edge-detect-sobel photo.png -o edges.png",
-     .alpha = Alpha::premultiplied,
+     .apart = true,
      .prepare = sobel},
     {.name = "dilate",
      .help = "grows what is white (or --of black)",
@@ -90,6 +109,7 @@ constexpr Operation rows[] = {
      .parameters = elementParameters,
      .example = "orv dilate page.tif -o bold.tif --element disk:2 --of black",
      .rightUnderShift = true,
+     .apart = true,
      .prepare = morphology<"dilate{}", "erode{}">},
     {.name = "erode",
      .help = "shrinks what is white (or --of black)",
@@ -98,6 +118,7 @@ constexpr Operation rows[] = {
      .parameters = elementParameters,
      .example = "orv erode page.tif -o thin.tif --element rect:2x2 --of black",
      .rightUnderShift = true,
+     .apart = true,
      .prepare = morphology<"erode{}", "dilate{}">},
 };
 

@@ -36,10 +36,11 @@ std::vector<std::string> split(const std::string& text, char mark) {
     return parts;
 }
 
+/// Degrees.
 double angleOf(const std::string& text) {
-    if (text.ends_with("rad")) return numberOf(text.substr(0, text.size() - 3));
-    const std::size_t degrees = text.find("deg");
-    return numberOf(text.substr(0, degrees)) * std::numbers::pi / 180.0;
+    if (text.ends_with("rad")) return numberOf(text.substr(0, text.size() - 3)) * 180.0 / std::numbers::pi;
+    if (text.ends_with("deg")) return numberOf(text.substr(0, text.size() - 3));
+    return numberOf(text);
 }
 
 unsigned hexOf(const std::string& text, std::size_t at) {
@@ -56,25 +57,41 @@ struct NamedColour {
 constexpr NamedColour colours[] = {{"black", 0, 0, 0},   {"white", 255, 255, 255}, {"red", 255, 0, 0},
                                    {"green", 0, 255, 0}, {"blue", 0, 0, 255},      {"gray", 128, 128, 128}};
 
-/// Levels: numbers, percentages, colours. White and percentages count in 8 bits here; see Call::perBand for the rest.
-std::vector<double> levelsOf(const std::string& text) {
+/// Levels: numbers in the file's units; percentages and colours, which are shares of full range.
+Levels levelsOf(const std::string& text) {
+    constexpr double full = 255.0;
     if (text.starts_with('#')) {
         if (text.size() != 7) wanted(text, "a colour #rrggbb");
-        return {double(hexOf(text, 1)), double(hexOf(text, 3)), double(hexOf(text, 5))};
+        return {{hexOf(text, 1) / full, hexOf(text, 3) / full, hexOf(text, 5) / full}, true};
     }
     for (const NamedColour& colour : colours) {
         if (colour.name != text) continue;
-        if (colour.r == colour.g && colour.g == colour.b) return {colour.r};
-        return {colour.r, colour.g, colour.b};
+        if (colour.r == colour.g && colour.g == colour.b) return {{colour.r / full}, true};
+        return {{colour.r / full, colour.g / full, colour.b / full}, true};
     }
-    std::vector<double> values;
-    for (const std::string& part : split(text, ',')) {
-        constexpr double fullRange = 255.0;
-        values.push_back(part.ends_with('%') ? numberOf(part.substr(0, part.size() - 1)) * fullRange / 100.0
-                                             : numberOf(part));
+    Levels levels;
+    const std::vector<std::string> parts = split(text, ',');
+    for (const std::string& part : parts) {
+        const bool percent = part.ends_with('%');
+        if (&part != &parts.front() && percent != levels.relative) wanted(text, "levels, either all in % or none");
+        levels.relative = percent;
+        levels.values.push_back(percent ? numberOf(part.substr(0, part.size() - 1)) / 100.0 : numberOf(part));
     }
-    if (values.empty()) wanted(text, "one or more levels");
-    return values;
+    if (levels.values.empty()) wanted(text, "one or more levels, or a colour");
+    return levels;
+}
+
+std::vector<Levels> coloursOf(const std::string& text) {
+    std::vector<Levels> all;
+    for (const std::string& part : split(text, ';')) all.push_back(levelsOf(part));
+    if (all.empty()) wanted(text, "one or more colours, separated by semicolons");
+    return all;
+}
+
+double flagOf(const std::string& text) {
+    if (text == "yes" || text == "true" || text == "1") return 1;
+    if (text == "no" || text == "false" || text == "0") return 0;
+    wanted(text, "yes or no");
 }
 
 std::vector<double> bitsOf(const std::string& text) {
@@ -163,6 +180,15 @@ Value valueOf(const Parameter& parameter, const std::string& text) {
         return Table::parse(text);
     case Kind::points:
         return pointsOf(text);
+    case Kind::flag:
+        return flagOf(text);
+    case Kind::colours:
+        return coloursOf(text);
+    case Kind::brush:
+        return Brush::parse(text);
+    case Kind::diffusion:
+        return Diffusion::parse(text);
+    case Kind::warp:
     case Kind::text:
         return text;
     }

@@ -138,10 +138,9 @@ constexpr auto tilingParameters =
     list(Parameter{.name = "size", .kind = Kind::size, .help = "size of the result in pixels"});
 
 void copyPattern(Call& call) {
-    const std::vector<double>& size = call.numbers("size");
-    if (size[0] < 1 || size[1] < 1 || size[0] > 1e6 || size[1] > 1e6) call.refuse("size", "1 to 1000000 pixels wanted");
+    const auto [width, height] = call.size("size");
     call.op("copypattern{}");
-    call.shape(static_cast<unsigned>(size[0]), static_cast<unsigned>(size[1]));
+    call.shape(width, height);
 }
 
 void planemask(Call& call) {
@@ -163,10 +162,8 @@ constexpr auto setParameters = list(
 void setValue(Call& call) {
     if (!call.options().destination) {
         if (!call.has("size")) call.refuse("size", "it is missing (size of the result in pixels)");
-        const std::vector<double>& size = call.numbers("size");
-        if (size[0] < 1 || size[1] < 1 || size[0] > 1e6 || size[1] > 1e6)
-            call.refuse("size", "1 to 1000000 pixels wanted");
-        call.shape(static_cast<unsigned>(size[0]), static_cast<unsigned>(size[1]));
+        const auto [width, height] = call.size("size");
+        call.shape(width, height);
         call.bands(static_cast<unsigned>(call.integer("bands")));
         call.type(static_cast<Type>(call.choice("type")));
         call.encoding(usualEncoding(call.bands()));
@@ -175,13 +172,7 @@ void setValue(Call& call) {
         call.shape(made.width(), made.height());
     }
     call.op(fmt::format("setvalue{}", Call::digits(call.type())));
-    std::vector<float> values = call.perBand("value", call.bands());
-    if (!call.options().destination && (call.encoding() == Encoding::rgb || call.encoding() == Encoding::rgba))
-        std::swap(values[0], values[2]);
-    if (call.type() == Type::bit) {
-        for (float& v : values) v = v > 1 ? v / 255.0F : v;
-    }
-    call.add(values);
+    call.add(call.perBand("value", call.bands()));
 }
 
 constexpr auto lookupParameters = list(Parameter{
@@ -253,6 +244,8 @@ constexpr auto colourParameters =
                    .optional = true,
                    .choices = spaces},
          Parameter{.name = "to", .kind = Kind::choice, .help = "the space of the result", .choices = spaces});
+
+constexpr Encoding inks[] = {Encoding::cmyk, Encoding::other};
 
 unsigned bandsOf(long space) noexcept { return space >= 6 && space <= 8 ? 1 : space == 10 ? 4 : 3; }
 
@@ -423,6 +416,7 @@ constexpr Operation rows[] = {
      .types = Types::bytesAndShorts,
      .parameters = blackParameters,
      .example = "orv black-generation inks.tif -o inks-k.tif --black 1 --undercolor 0.8",
+     .encodings = inks,
      .prepare = blackGeneration},
     {.name = "color_convert",
      .help = "from one colour space to another",
@@ -444,8 +438,10 @@ constexpr Operation rows[] = {
      .group = "copying",
      .parameters = tilingParameters,
      .example = "orv copy-pattern tile.png -o wall.png --size 640x480",
+     .alpha = Alpha::moved,
      .keepsPalette = true,
      .rightUnderShift = true,
+     .apart = true,
      .prepare = copyPattern},
     {.name = "copy_with_planemask",
      .help = "some bits of the samples, the others kept",

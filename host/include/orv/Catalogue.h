@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "orv/Image.h"
 #include "orv/device/OrvTypes.h"
 
 namespace orv {
@@ -25,8 +26,13 @@ enum class Kind {
     palette,
     mask,
     table,
-    points, ///< x,y pairs in pixels
-    text,
+    points,    ///< x,y pairs in pixels
+    text,      ///< words
+    flag,      ///< given or not
+    colours,   ///< several colours, separated by semicolons
+    brush,     ///< weights from 0 to 1
+    diffusion, ///< weights by which an error spreads
+    warp,      ///< displacements: a word, a file, or an image
 };
 
 struct Choice {
@@ -45,13 +51,23 @@ struct Parameter {
     double low = -3.0e38;
     double high = 3.0e38;
     std::span<const Choice> choices = {};
+    /// What programs call the set of choices: "Edge".
+    std::string_view typeName = {};
 };
 
 /// Sample types that an operation takes.
 enum class Types { all, bytesAndShorts, bytes, shorts, bits };
 
 /// What happens to alpha.
-enum class Alpha { carried, premultiplied, refused };
+enum class Alpha {
+    carried,       ///< the first source's goes into the result as it is
+    moved,         ///< it is one more band
+    premultiplied, ///< the operation sees colours multiplied by it, unless it only moves pixels
+    refused        ///< a parameter must say what to do with it
+};
+
+/// What an operation makes.
+enum class Gives { image, images, palette, table, measurements };
 
 class Call;
 struct Result;
@@ -65,6 +81,8 @@ struct Operation {
     std::string_view details = {};
     std::string_view group = {};
     unsigned sources = 1;
+    /// The most that it takes, where it takes any number from `sources` up.
+    unsigned mostSources = 0;
     Types types = Types::all;
     std::span<const Parameter> parameters = {};
     std::string_view example = {};
@@ -72,8 +90,11 @@ struct Operation {
     bool keepsPalette = false;
     /// Whether results are right on unsigned 16-bit pictures, whose samples are shifted by 32768.
     bool rightUnderShift = false;
-    /// Whether it gives an image.
-    bool givesImage = true;
+    Gives gives = Gives::image;
+    /// Encodings that it takes; any where none is named.
+    std::span<const Encoding> encodings = {};
+    /// Whether the destination must not share samples with a source.
+    bool apart = false;
     /// Whether every source must have the size, bands and type of the first.
     bool alike = true;
     /// Names the device's op, shapes the destination and hands over the parameters.
@@ -81,6 +102,8 @@ struct Operation {
     /// Of a recipe: runs the operations that it is made of.
     Result (*body)(Call& call) = nullptr;
 };
+
+constexpr bool givesImage(const Operation& operation) noexcept { return operation.gives == Gives::image; }
 
 /// All operations, in the order in which people are shown them.
 ORV_API std::span<const Operation* const> catalogue() noexcept;

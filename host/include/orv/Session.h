@@ -49,6 +49,8 @@ struct Measurement {
 /// What an operation made.
 struct Result {
     Image image;
+    /// Of operations that make several images.
+    std::vector<Image> images;
     std::vector<Measurement> measurements;
     std::optional<Palette> palette;
     std::optional<Table> table;
@@ -56,6 +58,8 @@ struct Result {
     std::vector<std::string> explained;
     /// What the device warned of (a division by zero).
     std::vector<std::string> warnings;
+    /// What was done to the picture so that it fits, a line each: "the palette picture became rgb".
+    std::vector<std::string> notes;
 };
 
 /// What a call may be told beside its sources and arguments.
@@ -64,6 +68,8 @@ struct CallOptions {
     Image destination = {};
     /// The pixels of the destination to write; all where it is empty.
     std::vector<Rectangle> roi = {};
+    /// Alpha is taken for one more band.
+    bool alphaAsBand = false;
 };
 
 /// A session over the device of this process. One call runs at a time, over all sessions and threads.

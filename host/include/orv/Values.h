@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -55,12 +56,22 @@ struct ORV_API Palette {
     std::vector<PaletteEntry> colours;
     /// Steps of a cube in R, G, B (at least 2 each); empty for a list of colours.
     std::vector<unsigned> cube;
+    /// Not 0: so many colours are to be chosen from the picture that the palette is used on.
+    unsigned choose = 0;
 
     static Palette cubeOf(unsigned r, unsigned g, unsigned b);
     static Palette gray(unsigned levels);
-    /// Black and white.
+    static Palette choosing(unsigned colours);
+    /// "cube:6x6x6", "gray:4", "bw", "choose:16", or a file: a picture, a .gpl palette, lines of R G B or of rrggbb.
     static Palette parse(const std::string& text);
     bool operator==(const Palette&) const = default;
+};
+
+/// A screen of printing dots: lines per inch, and the angle of its lines in degrees.
+struct Screen {
+    double lpi = 0;
+    double degrees = 45;
+    bool operator==(const Screen&) const = default;
 };
 
 /// Thresholds of an ordered dither, 0 to 1, in rows.
@@ -68,9 +79,15 @@ struct ORV_API Mask {
     unsigned width = 1;
     unsigned height = 1;
     std::vector<float> thresholds;
+    /// A screen whose size in pixels follows from the resolution of the picture that the mask is used on; no thresholds
+    /// then.
+    Screen screen;
 
     /// The recursive mask of size 2, 4, 8 or 16.
     static Mask bayer(unsigned size);
+    /// Dots that grow from their middles, `period` pixels apart, on lines at an angle.
+    static Mask dot(double period, double degrees);
+    /// "bayer:8", "dot:8:45deg", "dot:150lpi:45deg", or a file: a picture, or numbers.
     static Mask parse(const std::string& text);
     bool operator==(const Mask&) const = default;
 };
@@ -86,6 +103,31 @@ struct ORV_API Table {
     bool operator==(const Table&) const = default;
 };
 
+/// Brushes are kernels whose weights, 0 to 1, say how much of the colour a stamp lays on. Not turned round.
+struct ORV_API Brush {
+    static Kernel disk(double radius);
+    static Kernel soft(double radius);
+    static Kernel parse(const std::string& text);
+};
+
+/// The kernels of error diffusion by their names.
+struct ORV_API Diffusion {
+    static Kernel named(std::string_view name);
+    static Kernel parse(const std::string& text);
+};
+
+/// Samples of a colour, one a band in the order of people (R, G, B) or one for all; fractions of full range where
+/// `relative`.
+struct Levels {
+    std::vector<double> values;
+    bool relative = false;
+
+    Levels() = default;
+    Levels(double value) : values{value} {}
+    Levels(std::vector<double> all, bool fractions = false) : values(std::move(all)), relative(fractions) {}
+    bool operator==(const Levels&) const = default;
+};
+
 struct Point {
     double x = 0;
     double y = 0;
@@ -94,7 +136,7 @@ struct Point {
 
 /// What a parameter of an operation can be given as; a text is read by the rules of the command line.
 using Value = std::variant<std::string, double, std::vector<double>, Kernel, Element, Palette, Mask, Table,
-                           std::vector<Point>, Image>;
+                           std::vector<Point>, Image, Levels, std::vector<Levels>>;
 
 /// A parameter by its name in the catalogue.
 struct Argument {

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "orv/Values.h"
+
+namespace orv {
+
+class Call;
+
+/// The palette that was given, its colours chosen from the call's picture where it says so.
+Palette resolvedPalette(Call& call);
+
+} // namespace orv
