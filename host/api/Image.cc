@@ -121,6 +121,14 @@ Image Image::view(Session& session, unsigned width, unsigned height, unsigned ba
     return Image(std::move(state));
 }
 
+Image Image::withoutSamples(Session& session, const Image& like) {
+    auto state = std::make_shared<State>();
+    state->object = host::Image::makeWithoutStorage(session.object(), like.object().shape());
+    if (!state->object) throw Error("image", "no memory for an image");
+    state->tags = like.tags();
+    return Image(std::move(state));
+}
+
 unsigned Image::width() const noexcept { return object().shape().width; }
 unsigned Image::height() const noexcept { return object().shape().height; }
 unsigned Image::bands() const noexcept { return object().shape().bands; }

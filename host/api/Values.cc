@@ -191,17 +191,17 @@ Kernel brushOfPicture(const std::string& path) {
 
 } // namespace
 
-Kernel Kernel::gaussian(unsigned size, double sigma) {
-    const double middle = (size - 1) / 2.0;
+Kernel Kernel::gaussian(unsigned size, double sigma) { return gaussian(size, size, sigma); }
+
+Kernel Kernel::gaussian(unsigned width, unsigned height, double sigma) {
     std::vector<double> weights;
-    for (unsigned y = 0; y < size; ++y) {
-        for (unsigned x = 0; x < size; ++x) {
-            const double d2 = (x - middle) * (x - middle) + (y - middle) * (y - middle);
-            weights.push_back(std::exp(-d2 / (2 * sigma * sigma)));
+    for (unsigned y = 0; y < height; ++y) {
+        for (unsigned x = 0; x < width; ++x) {
+            const double d = std::hypot(x - (width - 1) / 2.0, y - (height - 1) / 2.0);
+            weights.push_back(std::exp(-d * d / (2 * sigma * sigma)));
         }
     }
-    const std::size_t key = std::size_t{size / 2} * size + size / 2;
-    return square(size, size, exactTaps(weights, 1.0, key));
+    return square(width, height, exactTaps(weights, 1.0, std::size_t{height / 2} * width + width / 2));
 }
 
 Kernel Kernel::box(unsigned width, unsigned height) {

@@ -356,6 +356,12 @@ double Call::fromMemory(double sample) const noexcept {
     }
 }
 
+float Call::offsetInMemory(double offset, double weights) const noexcept {
+    if (shifted()) return static_cast<float>(offset + 32768 * (weights - 1));
+    const bool half = meaning().type == Type::int16 && meaning().sixteen == Sixteen::half;
+    return static_cast<float>(half ? offset / 2 : offset);
+}
+
 unsigned Call::memoryBand(unsigned band) const noexcept {
     const bool swaps = !sources_.empty() && swapsColours(source().encoding()) && band < 3 && source().bands() >= 3;
     return swaps ? 2 - band : band;
@@ -428,6 +434,10 @@ Step& Call::op(std::string_view pattern) {
 void Call::shape(unsigned width, unsigned height) {
     width_ = width;
     height_ = height;
+}
+
+void Call::ranBefore(const Result& result) {
+    ranBefore_.insert(ranBefore_.end(), result.explained.begin(), result.explained.end());
 }
 
 void Call::palette(std::vector<PaletteEntry> colours) {
@@ -521,6 +531,7 @@ Result Call::run() {
     const bool makesImage = givesImage(operation_);
     if (makesImage) prepareDestination();
     Result result;
+    result.explained = ranBefore_;
     for (const auto& step : steps_) step->run({sources_, target_, options_.roi}, operation_.name, result);
     if (makesImage) {
         if (alpha_ == AlphaNow::carried) carry(result);

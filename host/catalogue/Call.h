@@ -97,6 +97,8 @@ public:
     /// Called after the device has done its work.
     void afterwards(std::function<void(Result&)> step) { afterwards_.push_back(std::move(step)); }
     void note(std::string text) { notes_.push_back(std::move(text)); }
+    /// Operations that this call ran to learn its parameters.
+    void ranBefore(const Result& result);
 
     /// Shorthands for the op begun last.
     void add(float value) { step().add(value); }
@@ -118,6 +120,9 @@ public:
     double fullScale() const noexcept;
     /// Where a band of people's order lies in memory.
     unsigned memoryBand(unsigned band) const noexcept;
+
+    /// What is added to a sum of samples times weights, as memory holds it: shifted samples shift the sum too.
+    float offsetInMemory(double offset, double weights) const noexcept;
 
     /// "1", "8", "16".
     static std::string_view digits(Type type) noexcept;
@@ -181,6 +186,7 @@ private:
     std::vector<std::unique_ptr<Step>> steps_;
     std::vector<std::function<void(Result&)>> afterwards_;
     std::vector<std::string> notes_;
+    std::vector<std::string> ranBefore_;
 };
 
 /// Reads the text of a parameter as a value of its kind. Throws Error that says what is wanted.

@@ -116,6 +116,12 @@ void divideAlphaOut(Session& session, Image& picture, std::span<const Rectangle>
     for (const host::Rect& r : host::rectsOf(both.get())) changeColours(picture, r, without);
 }
 
+Image withoutShift(const Image& picture) {
+    Image same = picture.child(all(picture));
+    same.tags().sixteen = Sixteen::number;
+    return same;
+}
+
 Image over(Session& session, const Image& picture, const Levels& background) {
     const unsigned colours = picture.bands() - 1;
     Image front = picture.child(all(picture), 0, colours);
@@ -128,9 +134,8 @@ Image over(Session& session, const Image& picture, const Levels& background) {
     const Sixteen sixteen = front.tags().sixteen;
     if (picture.type() == Type::int16) {
         alpha = session.apply("depth", std::span(&alpha, 1), {{"to", std::string("byte")}}).image;
-        back.tags().sixteen = front.tags().sixteen = Sixteen::number;
     }
-    const Image images[] = {back, front, alpha};
+    const Image images[] = {withoutShift(back), withoutShift(front), alpha};
     Image result = session.apply("blend", images).image;
     result.tags().sixteen = sixteen;
     return result;

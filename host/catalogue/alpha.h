@@ -16,6 +16,8 @@ bool isOpaque(const Image& picture) noexcept;
 Image withAlphaMultiplied(Session& session, const Image& picture);
 /// Takes alpha out of the colours again, in these rectangles, or everywhere.
 void divideAlphaOut(Session& session, Image& picture, std::span<const Rectangle> roi);
+/// The same samples taken for plain numbers, for sums that are right on shifted samples though their operation is not.
+Image withoutShift(const Image& picture);
 /// The colours laid over a background, without alpha.
 Image over(Session& session, const Image& picture, const Levels& background);
 

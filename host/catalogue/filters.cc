@@ -26,7 +26,21 @@ constexpr auto convolveParameters =
                    .help = "what the border becomes",
                    .fallback = "extend",
                    .choices = edges,
-                   .typeName = "Edge"});
+                   .typeName = "Edge"},
+         Parameter{.name = "round",
+                   .kind = Kind::flag,
+                   .help = "round the sums of 3x3 and 5x5 kernels on bytes, which are truncated otherwise",
+                   .fallback = "no"});
+
+/// The same kernel with rows of zeros above and below, which the device sums by its general, rounding rule.
+Kernel padded(const Kernel& kernel) {
+    Kernel wide = kernel;
+    wide.height += 2;
+    wide.keyY += 1;
+    wide.taps.insert(wide.taps.begin(), kernel.width, 0.0F);
+    wide.taps.resize(std::size_t{wide.width} * wide.height);
+    return wide;
+}
 
 constexpr auto sobelParameters = list(Parameter{.name = "edge",
                                                 .kind = Kind::choice,
@@ -55,7 +69,14 @@ void checkFits(const Call& call, std::string_view parameter, unsigned width, uns
 }
 
 void convolve(Call& call) {
-    const Kernel& kernel = call.kernel("kernel");
+    const Kernel& given = call.kernel("kernel");
+    const bool truncates = given.width == given.height && (given.width == 3 || given.width == 5);
+    const Kernel kernel =
+        call.flag("round") && truncates && call.type() == Type::byte && given.height + 2 <= call.height()
+            ? padded(given)
+            : given;
+    if (kernel.taps.size() != std::size_t{kernel.width} * kernel.height || kernel.taps.empty())
+        call.refuse("kernel", "its weights do not fill it");
     checkFits(call, "kernel", kernel.width, kernel.height, kernel.keyX, kernel.keyY);
     const double sum = std::accumulate(kernel.taps.begin(), kernel.taps.end(), 0.0);
     // A kernel that finds differences finds none in an opaque alpha, and the result would not be seen.
@@ -79,6 +100,8 @@ void sobel(Call& call) {
 template <Pattern White, Pattern Black>
 void morphology(Call& call) {
     const Element& element = call.element("element");
+    if (element.members.size() != std::size_t{element.width} * element.height || element.members.empty())
+        call.refuse("element", "its members do not fill it");
     checkFits(call, "element", element.width, element.height, element.keyX, element.keyY);
     call.op(call.choice("of") == 0 ? White.text : Black.text).addElement(element);
 }

@@ -1,5 +1,7 @@
 // Operations in which each pixel follows from the same pixel of the sources.
 
+#include <numeric>
+
 #include <fmt/format.h>
 
 #include "catalogue/Call.h"
@@ -61,8 +63,8 @@ void blend(Call& call) {
     call.op(fmt::format("blend{}a{}", Call::digits(call.type()), Call::digits(alpha.type())));
 }
 
-constexpr auto convertParameters =
-    list(Parameter{.name = "to", .kind = Kind::choice, .help = "the type of the result", .choices = typeChoices});
+constexpr auto convertParameters = list(Parameter{
+    .name = "to", .kind = Kind::choice, .help = "the type of the result", .choices = typeChoices, .typeName = "Type"});
 
 void convert(Call& call) {
     const auto to = static_cast<Type>(call.choice("to"));
@@ -106,6 +108,9 @@ void bandCombine(Call& call) {
             const unsigned from = c + 1 == width ? c : memory(c, width - 1, call.source().encoding());
             kernel.taps[memory(r, rows, made) * width + from] = static_cast<float>(matrix[r * width + c]);
         }
+        const auto weights = matrix.begin() + r * width;
+        kernel.taps[memory(r, rows, made) * width + width - 1] =
+            call.offsetInMemory(weights[width - 1], std::accumulate(weights, weights + width - 1, 0.0));
     }
     call.op("bandCombine{}");
     call.bands(rows);
@@ -157,7 +162,8 @@ constexpr auto setParameters = list(
               .kind = Kind::choice,
               .help = "type of the result",
               .fallback = "byte",
-              .choices = typeChoices});
+              .choices = typeChoices,
+              .typeName = "Type"});
 
 void setValue(Call& call) {
     if (!call.options().destination) {
@@ -187,15 +193,22 @@ void lookup(Call& call) {
     const auto entries = static_cast<unsigned>(table.samples.size() / table.bands);
     std::vector<std::uint8_t> bytes;
     std::vector<std::int16_t> shorts;
+    // Tables speak of levels in the file's units, on both sides.
+    const int shift = call.shifted() ? 32768 : 0;
+    const int first = table.first - shift;
+    if (entries == 0 || entries > 65536 || first < -32768 || first > 32767) {
+        call.refuse("table", fmt::format("{} entries from {} up came, 1 to 65536 from {} up wanted", entries,
+                                         table.first, shift - 32768));
+    }
     for (const int v : table.samples) {
         bytes.push_back(static_cast<std::uint8_t>(v));
-        shorts.push_back(static_cast<std::int16_t>(v));
+        shorts.push_back(static_cast<std::int16_t>(v - shift));
     }
     const void* data = table.output == Type::int16 ? static_cast<const void*>(shorts.data()) : bytes.data();
     call.addObject(
         host::Owned<OrvObject>(host::Lookup::makeSingle(call.session().object(), static_cast<OrvDataType>(call.type()),
                                                         static_cast<OrvDataType>(table.output), table.bands, entries,
-                                                        static_cast<short>(table.first), data)
+                                                        static_cast<short>(first), data)
                                    .release()));
     call.bands(call.bands() * table.bands);
     call.type(table.output);
@@ -210,8 +223,12 @@ constexpr auto rescaleParameters = list(
 
 void rescale(Call& call) {
     call.op("rescale{}");
-    call.add(call.perBand("scale", call.bands()));
-    call.add(call.perBand("offset", call.bands()));
+    const std::vector<float> scales = call.perBand("scale", call.bands());
+    std::vector<float> offsets = call.perBand("offset", call.bands());
+    for (std::size_t b = 0; b < offsets.size(); ++b)
+        offsets[b] = call.offsetInMemory(static_cast<double>(offsets[b]), static_cast<double>(scales[b]));
+    call.add(scales);
+    call.add(offsets);
 }
 
 constexpr auto thresholdParameters = list(
@@ -237,13 +254,15 @@ constexpr Choice spaces[] = {{"rgblinear", 1, "linear light"},
 constexpr Encoding spaceEncodings[] = {Encoding::other,  Encoding::rgbLinear, Encoding::rgb,     Encoding::photoYcc,
                                        Encoding::ycc601, Encoding::ycc709,    Encoding::yLinear, Encoding::y601,
                                        Encoding::y709,   Encoding::cmy,       Encoding::cmyk};
-constexpr auto colourParameters =
-    list(Parameter{.name = "from",
-                   .kind = Kind::choice,
-                   .help = "the space of the source; told by its encoding where it can be",
-                   .optional = true,
-                   .choices = spaces},
-         Parameter{.name = "to", .kind = Kind::choice, .help = "the space of the result", .choices = spaces});
+constexpr auto colourParameters = list(
+    Parameter{.name = "from",
+              .kind = Kind::choice,
+              .help = "the space of the source; told by its encoding where it can be",
+              .optional = true,
+              .choices = spaces,
+              .typeName = "Space"},
+    Parameter{
+        .name = "to", .kind = Kind::choice, .help = "the space of the result", .choices = spaces, .typeName = "Space"});
 
 constexpr Encoding inks[] = {Encoding::cmyk, Encoding::other};
 
@@ -409,6 +428,7 @@ constexpr Operation rows[] = {
      .group = "conversion",
      .parameters = combineParameters,
      .example = "orv band-combine photo.png -o sepia.png --matrix 0.39,0.77,0.19,0,0.35,0.69,0.17,0,0.27,0.53,0.13,0",
+     .rightUnderShift = true,
      .prepare = bandCombine},
     {.name = "black_generation",
      .help = "black from the common part of cyan, magenta and yellow",
@@ -464,12 +484,14 @@ constexpr Operation rows[] = {
      .group = "tables",
      .parameters = lookupParameters,
      .example = "orv lookup photo.png -o toned.png --table curve.txt",
+     .rightUnderShift = true,
      .prepare = lookup},
     {.name = "rescale",
      .help = "samples times a factor plus an offset, rounded and saturating",
      .group = "tables",
      .parameters = rescaleParameters,
      .example = "orv rescale photo.png -o contrast.png --scale 1.4 --offset -40",
+     .rightUnderShift = true,
      .prepare = rescale},
     {.name = "threshold",
      .help = "replaces the samples of a range by a value (see binarize for bits)",

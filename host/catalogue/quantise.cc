@@ -26,7 +26,7 @@ constexpr Parameter toParameter{.name = "to",
                                 .help = "type of the result; what the palette needs otherwise",
                                 .optional = true,
                                 .choices = typeChoices,
-                                .typeName = "To"};
+                                .typeName = "Type"};
 constexpr Parameter overParameter{.name = "background",
                                   .kind = Kind::levels,
                                   .help = "what shows through where the picture has alpha",
@@ -321,6 +321,7 @@ Palette resolvedPalette(Call& call) {
     const Image picture = call.source();
     const Result chosen = call.session().apply("choose_colormap", std::span(&picture, 1),
                                                {{"colors", static_cast<double>(palette.choose)}});
+    call.ranBefore(chosen);
     return *chosen.palette;
 }
 

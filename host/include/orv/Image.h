@@ -118,6 +118,8 @@ public:
     /// the device: 16 bits of samples between pixels, 32 bits between rows, 16 bits of bytes between rows of bits.
     static Image view(Session& session, unsigned width, unsigned height, unsigned bands, Type type,
                       const Pixels& pixels);
+    /// An image shaped and tagged like another one, but without samples: it stands for what a chain never stores.
+    static Image withoutSamples(Session& session, const Image& like);
     Image(const Image&) noexcept;
     Image(Image&&) noexcept;
     Image& operator=(const Image&) noexcept;

@@ -24,6 +24,7 @@ struct ORV_API Kernel {
     /// Bell-shaped, `size` x `size`. Taps of all smoothing kernels are multiples of 1/65536 that add up to exactly 1,
     /// so that a flat area stays flat.
     static Kernel gaussian(unsigned size, double sigma);
+    static Kernel gaussian(unsigned width, unsigned height, double sigma);
     static Kernel box(unsigned width, unsigned height = 0);
     static Kernel sharpen();
     static Kernel laplace();

@@ -10,5 +10,6 @@
 #include "orv/Catalogue.h"
 #include "orv/Error.h"
 #include "orv/Image.h"
+#include "orv/Pipeline.h"
 #include "orv/Session.h"
 #include "orv/Values.h"
