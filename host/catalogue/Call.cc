@@ -528,7 +528,7 @@ Result Call::run() {
         return result;
     }
     prepare();
-    const bool makesImage = givesImage(operation_);
+    const bool makesImage = operation_.givesImage;
     if (makesImage) prepareDestination();
     Result result;
     result.explained = ranBefore_;

@@ -303,7 +303,8 @@ constexpr Operation rows[] = {
      .parameters = chooseParameters,
      .example = "orv choose-colormap photo.png --colors 16",
      .alpha = Alpha::refused,
-     .gives = Gives::palette,
+     .givesImage = false,
+     .instead = Instead::palette,
      .prepare = chooseColormap},
 };
 

@@ -40,7 +40,7 @@ void printOperation(const Operation& operation) {
     fmt::print("{}: {}\n", operation.name, operation.help);
     if (!operation.details.empty()) fmt::print("{}\n", operation.details);
     fmt::print("\n  orv {}{}{}{}\n", dashed(operation.name), sourcesText(operation.sources),
-               givesImage(operation) ? " -o DST" : "", operation.parameters.empty() ? "" : " [--flag value]...");
+               operation.givesImage ? " -o DST" : "", operation.parameters.empty() ? "" : " [--flag value]...");
     if (!operation.parameters.empty()) fmt::print("\n");
     for (const Parameter& parameter : operation.parameters) printParameter(parameter);
     fmt::print("\nExample:\n  {}\n", operation.example);

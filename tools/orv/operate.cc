@@ -13,7 +13,8 @@ int operate(const std::string& name, const Words& words) {
     const Operation& operation = operationOf(name);
     Plan plan;
     plan.name = operation.name;
-    plan.least = plan.most = operation.sources;
+    plan.least = operation.sources;
+    plan.most = std::max(operation.sources, operation.mostSources);
     plan.makesPictures = operation.givesImage;
     CLI::App app(std::string(operation.help), plan.name);
     StepWords given;

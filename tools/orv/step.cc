@@ -73,6 +73,12 @@ void declareStep(CLI::App& app, const Operation& operation, StepWords& words) {
     app.set_help_flag("-h,--help", "show the operation in full");
     app.add_option("--roi", words.roi, "X,Y,WIDTH,HEIGHT: pixels of the result to write; again for more rectangles");
     for (const Parameter& parameter : operation.parameters) {
+        if (parameter.kind == Kind::flag) {
+            app.add_flag_callback(
+                "--" + dashed(parameter.name), [&words, &parameter] { words.given.emplace_back(&parameter, "yes"); },
+                std::string(parameter.help));
+            continue;
+        }
         app.add_option_function<std::string>(
             "--" + dashed(parameter.name),
             [&words, &parameter](const std::string& text) { words.given.emplace_back(&parameter, text); },

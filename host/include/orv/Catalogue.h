@@ -66,8 +66,8 @@ enum class Alpha {
     refused        ///< a parameter must say what to do with it
 };
 
-/// What an operation makes.
-enum class Gives { image, images, palette, table, measurements };
+/// What an operation makes where it makes no image.
+enum class Instead { measurements, images, palette, table };
 
 class Call;
 struct Result;
@@ -90,7 +90,9 @@ struct Operation {
     bool keepsPalette = false;
     /// Whether results are right on unsigned 16-bit pictures, whose samples are shifted by 32768.
     bool rightUnderShift = false;
-    Gives gives = Gives::image;
+    /// Whether it gives an image, and what otherwise.
+    bool givesImage = true;
+    Instead instead = Instead::measurements;
     /// Encodings that it takes; any where none is named.
     std::span<const Encoding> encodings = {};
     /// Whether the destination must not share samples with a source.
@@ -102,8 +104,6 @@ struct Operation {
     /// Of a recipe: runs the operations that it is made of.
     Result (*body)(Call& call) = nullptr;
 };
-
-constexpr bool givesImage(const Operation& operation) noexcept { return operation.gives == Gives::image; }
 
 /// All operations, in the order in which people are shown them.
 ORV_API std::span<const Operation* const> catalogue() noexcept;
