@@ -271,7 +271,8 @@ constexpr Operation rows[] = {
      .help = "recolours a region whose edges are mixed with known colours",
      .group = "painting",
      .parameters = softFillParameters,
-     .example = "orv soft-fill logo.png -o green.png --seed 40,40 --foreground red --backgrounds white --value green",
+     .example =
+         "orv soft-fill logo.png -o recoloured.png --seed 40,40 --foreground red --backgrounds white --value green",
      .rightUnderShift = true,
      .prepare = softFill},
     {.name = "paint",

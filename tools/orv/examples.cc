@@ -106,11 +106,12 @@ struct Kind {
 
 /// By the names that examples use, without digits at the end.
 constexpr Kind kinds[] = {
-    {"b", mirrored},    {"front", mirrored}, {"page", page},      {"scan", page},     {"plate", page},
-    {"drawing", page},  {"signed", centred}, {"height", centred}, {"raw", counted},   {"dark", counted},
-    {"frame", counted}, {"inks", inks},      {"cmyk", inks},      {"sep", inks},      {"mask", glow},
-    {"alpha", glow},    {"gray", grey},      {"grey", grey},      {"cutout", cutOut}, {"logo", cutOut},
-    {"cell", grey},     {"tile", small},     {"stamp", small},    {"brush", small},
+    {"b", mirrored},     {"front", mirrored}, {"page", page},    {"scan", page},     {"plate", page},
+    {"labels", grey},    {"red", grey},       {"green", grey},   {"blue", grey},     {"signed", centred},
+    {"height", centred}, {"raw", counted},    {"dark", counted}, {"frame", counted}, {"inks", inks},
+    {"cmyk", inks},      {"sep", inks},       {"mask", glow},    {"alpha", glow},    {"gray", grey},
+    {"grey", grey},      {"cutout", cutOut},  {"logo", cutOut},  {"cell", grey},     {"tile", small},
+    {"stamp", small},    {"brush", small},
 };
 
 void writeText(const std::string& name) {
