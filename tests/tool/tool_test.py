@@ -124,6 +124,14 @@ class Pipes(FileTest):
         run = self.orv("not", "-", "-o", "-", "--format", "pnm", input=(self.folder / "a.pgm").read_bytes())
         self.assertEqual(run.stdout[-3:], bytes([254, 155, 55]))
 
+    def test_fused_steps_give_the_result_of_single_ones(self):
+        self.ppm("b.pgm", 3, 1, [3, 1, 2])
+        for way in ("exact", "all", "off"):
+            run = self.orv("pipe", "a.pgm", "b.pgm", "-o", f"{way}.pgm", "--fuse", way, "--explain", "--", "multiply",
+                           "@1", "@2", ":", "add", "@2")
+            self.assertEqual(self.samples(f"{way}.pgm")[3], [6, 101, 255])
+            self.assertEqual(len(run.stderr.splitlines()), 2 if way == "off" else 1, run.stderr)
+
     def test_explained_calls_go_to_standard_error(self):
         run = self.orv("pipe", "a.pgm", "-o", "b.pgm", "--explain", "--", "add-const", "--value", "10")
         self.assertIn(b"addconst8", run.stderr)
@@ -191,6 +199,13 @@ class Looking(FileTest):
             self.assertIn(b"Example", self.orv("help", name).stdout)
         for command in ("pipe", "list", "help", "info", "chart", "demo", "compare", "hash", "version"):
             self.assertIn(command.encode(), self.orv(command, "--help").stdout)
+
+    def test_rows_as_json(self):
+        rows = json.loads(self.orv("list", "--json").stdout)
+        self.assertGreater(len(rows), 50)
+        one = json.loads(self.orv("help", "add-const", "--json").stdout)
+        self.assertEqual([p["flag"] for p in one["parameters"]], ["--value"])
+        self.assertIn(one, rows)
 
     def test_registrations(self):
         self.assertEqual(len(self.orv("list", "--registrations").stdout.splitlines()), 650)

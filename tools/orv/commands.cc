@@ -5,7 +5,9 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "manual.h"
 #include "orv/orv.h"
+#include "step.h"
 
 namespace orv::tool {
 
@@ -40,17 +42,29 @@ void printOperation(const Operation& operation) {
     fmt::print("{}: {}\n", operation.name, operation.help);
     if (!operation.details.empty()) fmt::print("{}\n", operation.details);
     fmt::print("\n  orv {}{}{}{}\n", dashed(operation.name), sourcesText(operation.sources),
-               operation.givesImage ? " -o DST" : "", operation.parameters.empty() ? "" : " [--flag value]...");
+               makesPictures(operation) ? " -o DST" : "", operation.parameters.empty() ? "" : " [--flag value]...");
     if (!operation.parameters.empty()) fmt::print("\n");
     for (const Parameter& parameter : operation.parameters) printParameter(parameter);
     fmt::print("\nExample:\n  {}\n", operation.example);
+}
+
+bool printPage(const std::string& flag) {
+    struct Page {
+        std::string_view flag;
+        void (*print)();
+    };
+    constexpr Page pages[] = {{"--markdown", printMarkdown}, {"--man", printMan}, {"--completion", printCompletion}};
+    const auto* page = std::ranges::find(pages, flag, &Page::flag);
+    if (page == std::end(pages)) return false;
+    page->print();
+    return true;
 }
 
 void printGrammar() {
     fmt::print("orv: pixel operations on 1-bit, 8-bit and 16-bit pictures\n\n"
                "  orv OP SRC... -o DST [--flag value]...    run an operation\n");
     for (const Command& command : all) fmt::print("  orv {:<37} {}\n", command.name, command.help);
-    fmt::print("\n'orv list' shows the operations, 'orv help OP' one of them.\n");
+    fmt::print("\n'orv list' shows the operations, 'orv help OP' one of them.\nTopics of help: {}.\n", topicNames());
 }
 
 } // namespace
@@ -81,7 +95,12 @@ int list(const Words& words) {
         for (const std::string& path : session.registrations()) fmt::print("{} {}\n", ++number, path);
         return 0;
     }
-    if (!words.empty()) throw Usage(fmt::format("list: '{}' is no flag of list (--registrations)", words.front()));
+    if (words == Words{"--json"}) {
+        printJson();
+        return 0;
+    }
+    if (!words.empty())
+        throw Usage(fmt::format("list: '{}' is no flag of list (--registrations, --json)", words.front()));
     std::string_view group;
     for (const Operation* operation : catalogue()) {
         if (operation->group != group) {
@@ -99,13 +118,18 @@ int help(const Words& words) {
         printGrammar();
         return 0;
     }
+    if (printPage(words.front()) || printTopic(words.front())) return 0;
     const auto command = std::ranges::find_if(all, [&](const Command& c) { return words.front() == c.name; });
     if (command != std::end(all)) {
         fmt::print("orv {}: {}\n", command->name, command->help);
         return 0;
     }
     try {
-        printOperation(operationNamed(words.front()));
+        const Operation& operation = operationNamed(words.front());
+        if (words.size() > 1 && words[1] == "--json")
+            printJson(operation.name);
+        else
+            printOperation(operation);
     } catch (const Error& error) {
         throw Usage(error.what());
     }

@@ -24,7 +24,11 @@ constexpr unsigned largestSide = 1024;
 /// The file that a command writes, empty where it writes none.
 std::string outputOf(const Words& words) {
     const auto flag = std::ranges::find(words, "-o");
-    return flag == words.end() || flag + 1 == words.end() ? std::string() : *(flag + 1);
+    if (flag == words.end() || flag + 1 == words.end()) return {};
+    std::string output = *(flag + 1);
+    // Of several pictures the first one is shown.
+    if (const std::size_t at = output.find("%n"); at != std::string::npos) output.replace(at, 2, "1");
+    return output;
 }
 
 /// A PNG for looking at of any picture that orv reads.

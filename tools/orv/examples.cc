@@ -193,6 +193,8 @@ void makeInput(Session& session, const std::string& name, const Canvas& picture)
     while (stem.size() > 1 && std::isdigit(static_cast<unsigned char>(stem.back())) != 0) stem.pop_back();
     if (stem.find_first_not_of("0123456789") == std::string::npos) stem = path.parent_path().filename();
     const auto* kind = std::ranges::find(kinds, stem, &Kind::stem);
+    // A scan that is no TIFF has not been made black and white yet.
+    if (stem == "scan" && path.extension() != ".tif") kind = std::ranges::find(kinds, "gray", &Kind::stem);
     session.write(kind == std::end(kinds) ? colour(session, picture) : kind->make(session, picture), name);
 }
 

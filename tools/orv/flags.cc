@@ -18,6 +18,8 @@ Sixteen sixteenNamed(const std::string& name) {
 }
 
 bool isOwn(const Operation* operation, std::string_view flag) {
+    if (operation != nullptr && !operation->lastSource.empty() && flag == "--" + dashed(operation->lastSource))
+        return true;
     return operation != nullptr && std::ranges::any_of(operation->parameters, [&](const Parameter& parameter) {
                return "--" + dashed(parameter.name) == flag;
            });
@@ -32,6 +34,8 @@ void Flags::declare(CLI::App& app, const Operation* own) {
         if (!words.empty()) option->check(CLI::IsMember(std::move(words)));
     };
     app.add_option("SRC", sources, "the source pictures; - for standard input");
+    if (own != nullptr && !own->lastSource.empty())
+        app.add_option("--" + dashed(own->lastSource), last, "the last of the source pictures");
     app.add_option("-o,--output", output,
                    "the picture to write; - for standard output; for many sources a folder DIR/ or a pattern with %n");
     if (!isOwn(own, "--with")) app.add_option("--with", with, "a further source that serves every first source");
@@ -47,7 +51,6 @@ void Flags::declare(CLI::App& app, const Operation* own) {
     text("--background", background, "the colour that pictures with opacity are laid on");
     text("--dpi", dpi, "dots per inch of what is written: N or X,Y");
     text("--compression", compression, "TIFF: none, lzw, deflate, packbits, g4; PNG: 0 to 9");
-    text("--save-case", saveCase, "write the calls of the device as a case file for orvreplay");
     app.add_option("--quality", quality, "JPEG: 1 to 100")->check(CLI::Range(1, 100));
     app.add_option("--max-pixels", maxPixels, "refuse larger pictures");
     app.add_flag("--strict", strict, "a division by zero is an error");

@@ -19,6 +19,8 @@ struct Flags {
     std::vector<std::string> sources;
     std::string output;
     std::vector<std::string> with;
+    /// The operation's last source, where a flag of its own gives it.
+    std::string last;
     std::string filesFrom;
     bool keepGoing = false;
     unsigned jobs = 1;
@@ -32,7 +34,7 @@ struct Flags {
     std::string background;
     std::string dpi;
     std::string compression;
-    std::string saveCase;
+    std::string fuse = "exact";
     int quality = 92;
     std::uint64_t maxPixels = std::uint64_t{1} << 31;
     bool strict = false;

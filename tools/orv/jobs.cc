@@ -52,6 +52,7 @@ std::string outputFor(const Flags& flags, const std::string& source, std::size_t
         if (!flags.format.empty()) name.replace_extension(flags.format == "tiff" ? "tif" : flags.format);
         return fs::path(output) / name;
     }
+    if (flags.sources.size() == 1 && flags.filesFrom.empty()) return output;
     if (const std::size_t at = output.find("%n"); at != std::string::npos)
         output.replace(at, 2, std::to_string(number));
     return output;

@@ -15,7 +15,7 @@ int operate(const std::string& name, const Words& words) {
     plan.name = operation.name;
     plan.least = operation.sources;
     plan.most = std::max(operation.sources, operation.mostSources);
-    plan.makesPictures = operation.givesImage;
+    plan.makesPictures = makesPictures(operation);
     CLI::App app(std::string(operation.help), plan.name);
     StepWords given;
     declareStep(app, operation, given);
@@ -25,6 +25,7 @@ int operate(const std::string& name, const Words& words) {
     } catch (const CLI::CallForHelp&) {
         return help({plan.name});
     }
+    if (!plan.flags.last.empty()) plan.flags.sources.push_back(plan.flags.last);
     plan.steps.push_back(stepOf(operation, given));
     return runPlan(plan);
 }
@@ -35,10 +36,16 @@ int pipe(const Words& words) {
         throw Usage("pipe: '--' is missing; for example: orv pipe a.png -o b.png -- add-const --value 20 : not");
     Plan plan;
     plan.name = "pipe";
+    plan.isPipe = true;
     CLI::App app("steps one after the other", "pipe");
     plan.flags.declare(app, nullptr);
+    app.add_option("--fuse", plan.flags.fuse, "which steps run as one: exact, all or off")
+        ->check(CLI::IsMember({"exact", "all", "off"}));
     parseWords(app, Words(words.begin(), dashes));
     plan.steps = stepsOf(Words(dashes + 1, words.end()));
+    const auto partly = [](const Step& step) { return !step.roi.empty(); };
+    if (std::any_of(plan.steps.begin(), plan.steps.end() - 1, partly))
+        throw Usage("pipe: --roi: only the last step can be told to write a part of its result");
     // A run takes the first source, and those that the steps name or the first step wants.
     plan.least = std::max<std::size_t>(1, plan.steps.front().operation->sources - plan.steps.front().taken.size());
     if (plan.steps.front().operation->sources == 0) plan.least = 0;
@@ -50,7 +57,7 @@ int pipe(const Words& words) {
         }
     }
     plan.most = plan.least;
-    plan.makesPictures = std::ranges::any_of(plan.steps, [](const Step& s) { return s.operation->givesImage; });
+    plan.makesPictures = std::ranges::any_of(plan.steps, [](const Step& s) { return makesPictures(*s.operation); });
     return runPlan(plan);
 }
 

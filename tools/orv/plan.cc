@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <map>
-#include <set>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
 #include "files/Target.h"
+#include "orv/Pipeline.h"
 #include "prepare.h"
 #include "results.h"
 
@@ -18,98 +17,57 @@ namespace orv::tool {
 
 namespace {
 
-/// One run of the steps on pictures in memory.
-class Run {
-public:
-    Run(Session& session, const Plan& plan, std::vector<Image> sources) : session_(session), plan_(plan) {
-        for (std::size_t i = 0; i < sources.size(); ++i) kept_[fmt::format("@{}", i + 1)] = sources[i];
-        if (!sources.empty()) last_ = sources.front();
-        sources_ = std::move(sources);
-    }
+Fuse fuseNamed(const std::string& name) { return name == "all" ? Fuse::all : name == "off" ? Fuse::off : Fuse::exact; }
 
-    Result all() {
-        Result result;
-        for (std::size_t i = 0; i < plan_.steps.size(); ++i) {
-            const Step& step = plan_.steps[i];
-            std::vector<Image> images = imagesOf(step, i == 0);
-            forget(i);
-            CallOptions options;
-            options.roi = step.roi;
-            Result made = session_.apply(step.operation->name, images, step.arguments, options);
-            if (made.image) last_ = made.image;
-            if (!step.keptAs.empty()) kept_["@" + step.keptAs] = last_;
-            collect(result, made);
-        }
-        if (!result.image && plan_.steps.size() > 1 && plan_.makesPictures) result.image = last_;
-        return result;
+/// Runs the steps on pictures in memory.
+Result resultOf(Session& session, const Plan& plan, const std::vector<Image>& sources) {
+    CallOptions options;
+    options.roi = plan.steps.back().roi;
+    if (!plan.isPipe) {
+        const Step& step = plan.steps.front();
+        return session.apply(step.operation->name, sources, step.arguments, options);
     }
-
-private:
-    std::vector<Image> imagesOf(const Step& step, bool first) const {
-        // An operation on its own takes the pictures as they come.
-        if (plan_.steps.size() == 1 && step.taken.empty()) return sources_;
-        std::vector<Image> images;
-        for (const std::string& name : step.taken) {
-            const auto found = kept_.find(name);
-            if (found == kept_.end()) {
-                throw Usage(fmt::format("{}: there is no result '{}'; keep one with 'as {}'", step.operation->name,
-                                        name, name.substr(1)));
-            }
-            images.push_back(found->second);
-        }
-        const std::size_t wanted = step.operation->sources;
-        if (images.size() >= wanted && !images.empty()) return images;
-        if (first && step.taken.empty() && sources_.size() >= wanted)
-            return {sources_.begin(), sources_.begin() + static_cast<std::ptrdiff_t>(wanted)};
-        if (wanted > 0) images.insert(images.begin(), last_);
-        return images;
+    Pipeline pipeline(session);
+    pipeline.fuse(fuseNamed(plan.flags.fuse));
+    for (const Step& step : plan.steps) {
+        pipeline.then(std::string(step.operation->name), step.arguments, step.taken);
+        if (!step.keptAs.empty()) pipeline.as(step.keptAs);
     }
-
-    /// Lets go of what no later step takes, so that long pipes hold few pictures.
-    void forget(std::size_t current) {
-        std::set<std::string> needed;
-        for (std::size_t i = current; i < plan_.steps.size(); ++i)
-            needed.insert(plan_.steps[i].taken.begin(), plan_.steps[i].taken.end());
-        std::erase_if(kept_, [&](const auto& entry) { return !needed.contains(entry.first); });
-        sources_.clear();
-        if (plan_.steps.size() > 1) last_ = {};
-    }
-
-    static void collect(Result& result, Result& made) {
-        const auto append = [](auto& to, auto& from) { to.insert(to.end(), from.begin(), from.end()); };
-        result.image = made.image;
-        append(result.measurements, made.measurements);
-        append(result.explained, made.explained);
-        append(result.warnings, made.warnings);
-        if (made.palette) result.palette = made.palette;
-        if (made.table) result.table = made.table;
-    }
-
-    Session& session_;
-    const Plan& plan_;
-    std::vector<Image> sources_;
-    std::map<std::string, Image> kept_;
-    Image last_;
-};
+    return pipeline.run(sources, options);
+}
 
 void complainOf(const Result& result, const Flags& flags) {
     if (flags.explain) {
         for (const std::string& line : result.explained) fmt::print(stderr, "{}\n", line);
     }
+    for (const std::string& note : result.notes) fmt::print(stderr, "orv: note: {}\n", note);
     for (const std::string& warning : result.warnings) fmt::print(stderr, "orv: warning: {}\n", warning);
+}
+
+/// The name of one of several pictures that a run makes.
+std::string numbered(std::string output, std::size_t number) {
+    if (const std::size_t at = output.find("%n"); at != std::string::npos)
+        return output.replace(at, 2, std::to_string(number));
+    const std::size_t dot = output.rfind('.');
+    return dot == std::string::npos ? fmt::format("{}-{}", output, number)
+                                    : fmt::format("{}-{}{}", output.substr(0, dot), number, output.substr(dot));
 }
 
 void runJob(Session& session, const Plan& plan, const Job& job, bool one, nlohmann::json& found) {
     const Flags& flags = plan.flags;
     std::vector<Image> sources;
     for (const std::string& path : job.sources) sources.push_back(readPrepared(session, path, flags));
-    Result result = Run(session, plan, std::move(sources)).all();
+    Result result = resultOf(session, plan, sources);
+    sources.clear();
     complainOf(result, flags);
     const std::string file = job.sources.empty() ? std::string() : job.sources.front();
     if (flags.json && !result.measurements.empty())
         found.push_back(jsonOf(result, file));
     else
         printMeasurements(result, flags, one ? std::string() : file + ":");
+    for (std::size_t i = 0; i < result.images.size(); ++i)
+        session.write(result.images[i], numbered(job.output, i + 1), flags.writing());
+    if (!result.images.empty()) return;
     if (result.image && !job.output.empty()) {
         if (!flags.dpi.empty()) result.image.tags().dpi = resolutionOf(flags.dpi);
         session.write(result.image, job.output, flags.writing());

@@ -14,6 +14,7 @@ struct Plan {
     std::string name;
     std::vector<Step> steps;
     Flags flags;
+    bool isPipe = false;
     /// Pictures that one run takes.
     std::size_t least = 1;
     std::size_t most = 1;

@@ -61,6 +61,21 @@ Step stepFrom(const Words& words) {
 
 } // namespace
 
+namespace {
+
+/// Every result that a step takes must have been kept by an earlier one; numbers are sources.
+void checkNames(const Step& step, const std::vector<Step>& earlier) {
+    for (const std::string& name : step.taken) {
+        const std::string wanted = name.substr(1);
+        if (wanted.find_first_not_of("0123456789") == std::string::npos) continue;
+        if (std::ranges::any_of(earlier, [&](const Step& s) { return s.keptAs == wanted; })) continue;
+        throw Usage(
+            fmt::format("{}: there is no result '{}'; keep one with 'as {}'", step.operation->name, name, wanted));
+    }
+}
+
+} // namespace
+
 const Operation& operationOf(const std::string& name) {
     try {
         return operationNamed(name);
@@ -118,7 +133,9 @@ Step stepOf(const Operation& operation, const StepWords& words) {
     }
     for (const Parameter& parameter : operation.parameters) {
         const auto isIt = [&](const auto& given) { return given.first == &parameter; };
-        if (parameter.optional || !parameter.fallback.empty() || std::ranges::any_of(words.given, isIt)) continue;
+        if (parameter.kind == Kind::flag || parameter.optional || !parameter.fallback.empty() ||
+            std::ranges::any_of(words.given, isIt))
+            continue;
         throw Usage(fmt::format("{}: --{} is missing ({}); for example: {}", operation.name, dashed(parameter.name),
                                 parameter.help, operation.example));
     }
@@ -131,7 +148,9 @@ std::vector<Step> stepsOf(const Words& words) {
     auto from = words.begin();
     while (true) {
         const auto to = std::find(from, words.end(), ":");
-        steps.push_back(stepFrom(Words(from, to)));
+        Step step = stepFrom(Words(from, to));
+        checkNames(step, steps);
+        steps.push_back(std::move(step));
         if (to == words.end()) return steps;
         from = to + 1;
     }

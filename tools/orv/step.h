@@ -24,6 +24,11 @@ struct Step {
     std::string keptAs;
 };
 
+/// Whether -o must name what an operation makes.
+constexpr bool makesPictures(const Operation& operation) noexcept {
+    return operation.givesImage || operation.instead == Instead::images;
+}
+
 /// The operation of a name; throws Usage with the nearest name.
 const Operation& operationOf(const std::string& name);
 

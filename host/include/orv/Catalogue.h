@@ -83,6 +83,8 @@ struct Operation {
     unsigned sources = 1;
     /// The most that it takes, where it takes any number from `sources` up.
     unsigned mostSources = 0;
+    /// A flag by which the last source can be given too ("alpha"); may be empty.
+    std::string_view lastSource = {};
     Types types = Types::all;
     std::span<const Parameter> parameters = {};
     std::string_view example = {};
