@@ -8,6 +8,8 @@ import tempfile
 import unittest
 
 ORV = os.environ["ORV"]
+# Sanitized programs take more time and memory, and serve none but sanitized ones.
+plain_build = unittest.skipIf(os.environ.get("ORV_SANITIZE"), "the build is sanitized")
 
 
 def orv(*words, status=0, folder=None, **more):

@@ -6,12 +6,13 @@ import shutil
 import subprocess
 import unittest
 
-from orv_files import FileTest, has
+from orv_files import FileTest, has, plain_build
 
 SOURCE = pathlib.Path(os.environ["ORV_SOURCE_DIR"])
 BUILD = os.environ["ORV_BINARY_DIR"]
 
 
+@plain_build
 class Installed(FileTest):
     def setUp(self):
         super().setUp()

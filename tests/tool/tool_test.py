@@ -3,14 +3,13 @@
 import json
 import os
 import random
-import resource
 import signal
 import struct
 import subprocess
 import time
 import unittest
 
-from orv_files import ORV, FileTest, orv
+from orv_files import ORV, FileTest, orv, plain_build
 
 
 class Add(FileTest):
@@ -211,6 +210,7 @@ class Looking(FileTest):
         self.assertEqual(len(self.orv("list", "--registrations").stdout.splitlines()), 650)
 
 
+@plain_build
 class Limits(FileTest):
     def test_opening_a_session_is_quick(self):
         best = 1.0
