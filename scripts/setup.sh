@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config
     libpixman-1-dev libpng-dev libtiff-dev libjpeg62-turbo-dev
-    libcli11-dev libfmt-dev nlohmann-json3-dev libgtest-dev python3
+    libcli11-dev libfmt-dev nlohmann-json3-dev libgtest-dev
+    python3 python3-numpy python3-pil imagemagick libtiff-tools
 )
 for part in "$@"; do
     case "$part" in

@@ -71,6 +71,7 @@ void Session::write(const Image& image, const std::string& path, const WriteOpti
     info.type = static_cast<OrvDataType>(image.type());
     const Tags& tags = image.tags();
     info.encoding = tags.encoding;
+    info.order = tags.order;
     info.sixteen = tags.sixteen;
     info.dpi = tags.dpi;
     info.icc = tags.icc;

@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 
 #include "catalogue/alpha.h"
+#include "catalogue/order.h"
 #include "orv/Error.h"
 #include "orv/host/Image.h"
 
@@ -17,8 +18,8 @@ namespace {
 
 bool hasAlpha(Encoding encoding) noexcept { return encoding == Encoding::grayAlpha || encoding == Encoding::rgba; }
 
-/// Band orders of people and of memory differ for colours alone: R, G, B there, B, G, R here.
-bool swapsColours(Encoding encoding) noexcept { return encoding == Encoding::rgb || encoding == Encoding::rgba; }
+/// Band orders of people and of memory differ for colours alone.
+bool holdsColours(Encoding encoding) noexcept { return encoding == Encoding::rgb || encoding == Encoding::rgba; }
 
 bool holds(Types types, Type type) noexcept {
     switch (types) {
@@ -111,6 +112,7 @@ Call::Call(Session& session, const Operation& operation, std::span<const Image> 
     checkRanges();
     meetPalette();
     meetAlpha();
+    meetOrder();
     checkSources();
     const Image& like = !sources_.empty() ? source() : options_.destination;
     if (!like) return;
@@ -257,6 +259,12 @@ void Call::meetAlpha() {
     }
 }
 
+void Call::meetOrder() {
+    if (operation_.body != nullptr || sources_.empty()) return;
+    const ColourOrder order = operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
+    for (Image& image : sources_) image = inOrder(session_, image, order);
+}
+
 void Call::takeAlphaOff() {
     sources_[0] = colourBands(source());
     alpha_ = AlphaNow::carried;
@@ -322,10 +330,9 @@ std::pair<unsigned, unsigned> Call::size(std::string_view name) const {
 }
 
 Call::Meaning Call::meaning() const noexcept {
-    if (!sources_.empty()) return {source().type(), source().tags().sixteen, source().encoding()};
-    if (options_.destination)
-        return {options_.destination.type(), options_.destination.tags().sixteen, options_.destination.encoding()};
-    return {type_, sixteen_.value_or(Sixteen::number), encoding_};
+    const Image& from = sources_.empty() ? options_.destination : source();
+    if (!from) return {type_, sixteen_.value_or(Sixteen::number), encoding_, ColourOrder::bgr};
+    return {from.type(), from.tags().sixteen, from.encoding(), from.tags().order};
 }
 
 double Call::fullScale() const noexcept { return fullScaleOf(meaning().type, meaning().sixteen); }
@@ -363,8 +370,9 @@ float Call::offsetInMemory(double offset, double weights) const noexcept {
 }
 
 unsigned Call::memoryBand(unsigned band) const noexcept {
-    const bool swaps = !sources_.empty() && swapsColours(source().encoding()) && band < 3 && source().bands() >= 3;
-    return swaps ? 2 - band : band;
+    return !sources_.empty() && band < 3 && liesBgr(source().encoding(), source().tags().order, source().bands())
+               ? 2 - band
+               : band;
 }
 
 std::vector<float> Call::perBand(const Levels& levels, std::string_view name, bool areLevels, unsigned bands) const {
@@ -392,7 +400,7 @@ std::vector<float> Call::perBand(const Levels& levels, std::string_view name, bo
         const double v = values[values.size() == 1 ? 0 : b];
         result[b] = static_cast<float>(areLevels ? toMemory(v) : v);
     }
-    if (bands >= 3 && swapsColours(encoding) && (sources_.empty() || bands == source().bands()))
+    if (liesBgr(encoding, meaning().order, bands) && (sources_.empty() || bands == source().bands()))
         std::swap(result[0], result[2]);
     return result;
 }
@@ -452,6 +460,7 @@ void Call::describeTags(Image& image) const {
     }
     const Tags& from = given_sources_.front().tags();
     Tags tags = from;
+    tags.order = operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
     const Encoding seen = sources_.front().encoding();
     if (encoding_ != seen) tags.icc.clear();
     tags.palette.clear();
@@ -491,6 +500,7 @@ void Call::prepareDestination() {
     if (destination) {
         checkDestination(destination);
         checkOverlap();
+        takeDestinationInOrder();
     } else {
         const bool carried = alpha_ == AlphaNow::carried;
         const bool copies = startsWithSource_ && !sources_.empty();
@@ -500,6 +510,15 @@ void Call::prepareDestination() {
         made_ = true;
     }
     target_ = alpha_ == AlphaNow::carried ? colourBands(destination) : destination;
+}
+
+void Call::takeDestinationInOrder() {
+    if (sources_.empty() || !holdsColours(encoding_)) return;
+    const ColourOrder order = operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
+    const Image reordered = inOrder(session_, options_.destination, order);
+    if (!orderDiffers(reordered, options_.destination)) return;
+    asked_ = options_.destination;
+    options_.destination = reordered;
 }
 
 void Call::carry(Result& result) {
@@ -537,7 +556,8 @@ Result Call::run() {
         if (alpha_ == AlphaNow::carried) carry(result);
         if (alpha_ == AlphaNow::multiplied)
             divideAlphaOut(session_, options_.destination, made_ ? std::span<const Rectangle>{} : options_.roi);
-        result.image = options_.destination;
+        if (asked_) copyInOrder(options_.destination, asked_);
+        result.image = asked_ ? asked_ : options_.destination;
         result.image.samplesChanged();
     }
     if (!given_sources_.empty() && makesImage && !given_sources_.front().tags().icc.empty() &&
@@ -556,6 +576,7 @@ bool Call::runFused(Call& earlier, Call& later, Result& result) {
         if (call->steps_.size() != 1 || !call->step().plain() || call->alpha_ != AlphaNow::none) return false;
     }
     later.prepareDestination();
+    if (later.asked_) return false;
     if (!Step::runFused(*earlier.steps_.front(), {earlier.sources_, later.source(), {}}, *later.steps_.front(),
                         {later.sources_, later.target_, {}}, later.operation_.name, result)) {
         return false;

@@ -137,6 +137,7 @@ private:
         Type type;
         Sixteen sixteen;
         Encoding encoding;
+        ColourOrder order;
     };
     Meaning meaning() const noexcept;
 
@@ -148,11 +149,15 @@ private:
     bool onlyMovesPixels() const;
     void meetPalette();
     void meetAlpha();
+    /// Colours as the device wants them where the operation's result depends on their order, else all as the first's.
+    void meetOrder();
     void takeAlphaOff();
     void prepare();
     void prepareDestination();
     void checkDestination(const Image& destination) const;
     void checkOverlap() const;
+    /// Writes to a reordered copy where the destination holds its colours otherwise than the result will.
+    void takeDestinationInOrder();
     void carry(Result& result);
     void describeTags(Image& image) const;
     std::vector<float> perBand(const Levels& levels, std::string_view name, bool areLevels, unsigned bands) const;
@@ -182,6 +187,7 @@ private:
     bool dpiTurned_ = false;
     bool startsWithSource_ = false;
     bool made_ = false;
+    Image asked_;  ///< the caller's destination, where another one is written first
     Image target_; ///< what the device writes: the destination, or its colours
     std::vector<std::unique_ptr<Step>> steps_;
     std::vector<std::function<void(Result&)>> afterwards_;

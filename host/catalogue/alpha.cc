@@ -74,12 +74,13 @@ Image coloursOf(Session& session, const Image& picture) {
     const bool alpha = std::ranges::any_of(palette, [](const PaletteEntry& e) { return e.a != 255; });
     Table table{.output = Type::byte, .bands = alpha ? 4U : 3U, .first = 0, .samples = {}};
     for (const PaletteEntry& e : palette) {
-        for (const int v : {e.b, e.g, e.r}) table.samples.push_back(v);
+        for (const int v : {e.r, e.g, e.b}) table.samples.push_back(v);
         if (alpha) table.samples.push_back(e.a);
     }
     if (palette.empty()) table.samples = {0, 0, 0, 255, 255, 255};
     Image indices = picture.child(all(picture));
     indices.tags().encoding = Encoding::gray;
+    indices.tags().order = ColourOrder::bgr;
     return session.apply("lookup", std::span(&indices, 1), {{"table", table}}).image;
 }
 

@@ -273,6 +273,7 @@ constexpr Operation rows[] = {
      .parameters = softFillParameters,
      .example =
          "orv soft-fill logo.png -o recoloured.png --seed 40,40 --foreground red --backgrounds white --value green",
+     .bandsMeet = true,
      .rightUnderShift = true,
      .prepare = softFill},
     {.name = "paint",

@@ -95,10 +95,9 @@ void bandCombine(Call& call) {
     if (call.has("bands") && call.integer("bands") != static_cast<long>(rows)) {
         call.refuse("bands", fmt::format("{} came, but the matrix has {} rows", call.integer("bands"), rows));
     }
-    // People give R, G, B; memory holds B, G, R.
-    const auto memory = [](unsigned band, unsigned bands, Encoding encoding) {
-        const bool swaps = (encoding == Encoding::rgb || encoding == Encoding::rgba) && bands >= 3;
-        return swaps && (band == 0 || band == 2) ? 2 - band : band;
+    const ColourOrder order = call.source().tags().order;
+    const auto memory = [order](unsigned band, unsigned bands, Encoding encoding) {
+        return liesBgr(encoding, order, bands) && (band == 0 || band == 2) ? 2 - band : band;
     };
     const Encoding made = rows == call.bands() ? call.source().encoding() : usualEncoding(rows);
     Kernel kernel{
@@ -203,6 +202,12 @@ void lookup(Call& call) {
     for (const int v : table.samples) {
         bytes.push_back(static_cast<std::uint8_t>(v));
         shorts.push_back(static_cast<std::int16_t>(v - shift));
+    }
+    if (liesBgr(usualEncoding(table.bands), call.source().tags().order, table.bands)) {
+        for (std::size_t i = 0; i < bytes.size(); i += table.bands) {
+            std::swap(bytes[i], bytes[i + 2]);
+            std::swap(shorts[i], shorts[i + 2]);
+        }
     }
     const void* data = table.output == Type::int16 ? static_cast<const void*>(shorts.data()) : bytes.data();
     call.addObject(
@@ -429,6 +434,7 @@ constexpr Operation rows[] = {
      .group = "conversion",
      .parameters = combineParameters,
      .example = "orv band-combine photo.png -o sepia.png --matrix 0.39,0.77,0.19,0,0.35,0.69,0.17,0,0.27,0.53,0.13,0",
+     .bandsMeet = true,
      .rightUnderShift = true,
      .prepare = bandCombine},
     {.name = "black_generation",
@@ -445,6 +451,7 @@ constexpr Operation rows[] = {
      .types = Types::bytesAndShorts,
      .parameters = colourParameters,
      .example = "orv color-convert photo.png -o photo-ycc.tif --from rgb709 --to ycc601",
+     .bandsMeet = true,
      .rightUnderShift = true,
      .prepare = colourConvert},
     {.name = "copy",

@@ -466,7 +466,7 @@ Result join(Call& call) {
     }
     if (all.image.bands() != bands)
         call.refuse("destination", fmt::format("an image of {} bands came, {} wanted", all.image.bands(), bands));
-    const bool swaps = isColour(all.image);
+    const bool swaps = liesBgr(all.image.encoding(), all.image.tags().order, bands);
     for (unsigned b = 0; b < bands; ++b) {
         Image source = call.source(b);
         Image target = all.image.child({0, 0, first.width(), first.height()}, swaps && b < 3 ? 2 - b : b, 1);

@@ -68,9 +68,11 @@ std::string knownFormats() {
     return names;
 }
 
-bool swapsColours(const PictureInfo& info) noexcept {
-    return info.type != ORV_BIT && (info.encoding == Encoding::rgb || info.encoding == Encoding::rgba) &&
-           info.bands >= 3;
+bool swapsColours(const PictureInfo& info) noexcept { return liesBgr(info.encoding, info.order, info.bands); }
+
+/// The plane of memory that holds a band of a 1-bit picture.
+std::ptrdiff_t planeOf(const PictureInfo& info, unsigned band) noexcept {
+    return swapsColours(info) && band < 3 ? 2 - static_cast<std::ptrdiff_t>(band) : static_cast<std::ptrdiff_t>(band);
 }
 
 template <class Sample>
@@ -173,7 +175,7 @@ void RowStore::convertSixteen(std::int16_t* samples) const {
 void RowStore::put(unsigned row, std::byte* samples, unsigned band) {
     std::byte* to = pixels_.data + static_cast<std::ptrdiff_t>(row) * pixels_.stride;
     if (info_.type == ORV_BIT) {
-        putBits(to + static_cast<std::ptrdiff_t>(band) * pixels_.bandStride, pixels_.offset, samples, info_.width);
+        putBits(to + planeOf(info_, band) * pixels_.bandStride, pixels_.offset, samples, info_.width);
         return;
     }
     if (info_.type == ORV_SHORT && unsignedSixteen_) convertSixteen(reinterpret_cast<std::int16_t*>(samples));
@@ -204,7 +206,7 @@ void RowLoad::convertSixteen(std::int16_t* samples) const {
 void RowLoad::get(unsigned row, std::byte* samples, unsigned band) const {
     const std::byte* from = pixels_.data + static_cast<std::ptrdiff_t>(row) * pixels_.stride;
     if (info_.type == ORV_BIT) {
-        from += static_cast<std::ptrdiff_t>(band) * pixels_.bandStride;
+        from += planeOf(info_, band) * pixels_.bandStride;
         std::fill(samples, samples + rowBytes(info_), std::byte{0});
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(from);
         for (unsigned i = 0; i < info_.width; ++i) {

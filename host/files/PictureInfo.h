@@ -29,6 +29,7 @@ struct PictureInfo {
     unsigned bands = 1;
     OrvDataType type = ORV_BYTE;
     Encoding encoding = Encoding::gray;
+    ColourOrder order = ColourOrder::bgr; ///< in memory; files hold R, G, B
     Sixteen sixteen = Sixteen::number;
     unsigned bits = 8;
     Resolution dpi;

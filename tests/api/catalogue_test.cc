@@ -157,6 +157,61 @@ TEST(Geometry, EveryPixelIsCovered) {
     }
 }
 
+/// The same picture with its colours in the other order of memory.
+Image otherOrder(const Image& picture) {
+    Image made(session(), picture.width(), picture.height(), picture.bands(), picture.type());
+    made.tags() = picture.tags();
+    made.tags().order = picture.tags().order == ColourOrder::bgr ? ColourOrder::rgb : ColourOrder::bgr;
+    for (unsigned y = 0; y < picture.height(); ++y) {
+        for (unsigned x = 0; x < picture.width(); ++x) {
+            for (unsigned b = 0; b < picture.bands(); ++b)
+                made.setSample(x, y, b < 3 ? 2 - b : b, picture.sample(x, y, b));
+        }
+    }
+    return made;
+}
+
+bool sameColours(const Image& a, const Image& b) {
+    return same(a, a.tags().order == b.tags().order ? b : otherOrder(b));
+}
+
+TEST(Order, OfMemoryChangesNoResult) {
+    for (const unsigned bands : {3U, 4U}) {
+        const Image bgr = pattern(13, 9, bands, Type::byte);
+        const Image rgb = otherOrder(bgr);
+        const std::vector<std::pair<std::string, Arguments>> calls = {
+            {"add_const", {text("value", "1,20,60")}},
+            {"gray", {}},
+            {"color_convert", {text("to", "photoycc"), text("from", "rgb709")}},
+            {"threshold", {text("low", "20,0,100"), text("high", "99,50,200"), text("map", "#ff8000")}},
+            {"rotate", {text("degrees", "20"), text("background", "#102030")}},
+        };
+        for (const auto& [operation, arguments] : calls) {
+            SCOPED_TRACE(operation);
+            EXPECT_TRUE(sameColours(made(operation, {bgr}, arguments), made(operation, {rgb}, arguments)));
+        }
+    }
+}
+
+TEST(Order, ADestinationKeepsItsOwn) {
+    const Image source = pattern(13, 9, 3, Type::byte);
+    const Arguments arguments = {text("value", "1,20,60")};
+    const Image expected = made("add_const", {source}, arguments);
+    Image destination = otherOrder(source);
+    const Result result = session().apply("add_const", std::span(&source, 1), arguments, {.destination = destination});
+    EXPECT_EQ(destination.tags().order, ColourOrder::rgb);
+    EXPECT_EQ(result.image.pixels().data, destination.pixels().data);
+    EXPECT_TRUE(same(expected, otherOrder(destination)));
+}
+
+TEST(Order, PalettesOfTablesAreRedGreenBlue) {
+    Image indices = flat(4, 1, 1);
+    const Image colours = made("lookup", {indices}, {{"table", Table{.bands = 3, .samples = {0, 0, 0, 10, 20, 30}}}});
+    ASSERT_EQ(colours.encoding(), Encoding::rgb);
+    EXPECT_EQ(colours.sample(1, 1, 0), 30);
+    EXPECT_EQ(colours.sample(1, 1, 2), 10);
+}
+
 TEST(Alpha, IsCarriedMultipliedOrRefused) {
     Image image = pattern(8, 8, 4, Type::byte);
     const Image inverted = made("not", {image});

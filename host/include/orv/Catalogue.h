@@ -53,6 +53,8 @@ struct Parameter {
     std::span<const Choice> choices = {};
     /// What programs call the set of choices: "Edge".
     std::string_view typeName = {};
+    /// Whether programs may give it by its place although it has a fallback or is optional.
+    bool positional = false;
 };
 
 /// Sample types that an operation takes.
@@ -90,6 +92,8 @@ struct Operation {
     std::string_view example = {};
     Alpha alpha = Alpha::carried;
     bool keepsPalette = false;
+    /// Whether the bands of a pixel are looked at together, so that their order in memory counts.
+    bool bandsMeet = false;
     /// Whether results are right on unsigned 16-bit pictures, whose samples are shifted by 32768.
     bool rightUnderShift = false;
     /// Whether it gives an image, and what otherwise.

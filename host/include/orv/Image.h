@@ -26,8 +26,8 @@ enum class Type {
     int16 = ORV_SHORT ///< -32768 to 32767
 };
 
-/// What the bands of an image mean. Colours of `rgb` and `rgba` lie B, G, R in memory; every other encoding keeps its
-/// order.
+/// What the bands of an image mean. Colours of `rgb` and `rgba` lie B, G, R in memory unless the image's tags tell
+/// otherwise; every other encoding keeps its order.
 enum class Encoding {
     gray,
     grayAlpha,
@@ -61,6 +61,10 @@ enum class Sixteen {
     raw      ///< the bits of unsigned samples, taken as signed ones
 };
 
+/// How the colours of `rgb` and `rgba` lie in memory. The device works on B, G, R; views of memory that holds R, G, B
+/// (arrays of other programs) say so, and are reordered for the operations whose results depend on it.
+enum class ColourOrder { bgr, rgb };
+
 /// A colour of a palette, with its opacity; 0 to 255.
 struct PaletteEntry {
     std::uint8_t r = 0;
@@ -80,12 +84,18 @@ struct Resolution {
 /// What an image says of itself beside its samples.
 struct Tags {
     Encoding encoding = Encoding::other;
+    ColourOrder order = ColourOrder::bgr;
     Sixteen sixteen = Sixteen::number;
     Resolution dpi = {};
     std::vector<std::uint8_t> icc = {};
     std::vector<PaletteEntry> palette = {};
     int orientation = 1; ///< as EXIF counts; 1 is upright
 };
+
+/// Whether memory holds B, G, R where people speak of R, G, B.
+constexpr bool liesBgr(Encoding encoding, ColourOrder order, unsigned bands) noexcept {
+    return order == ColourOrder::bgr && bands >= 3 && (encoding == Encoding::rgb || encoding == Encoding::rgba);
+}
 
 /// Where the samples of an image lie. Strides are bytes: between rows, between pixels (not for bits) and, for bits,
 /// between the planes of two bands; `offset` is the bit of the first pixel in its byte, counted from the most

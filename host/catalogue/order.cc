@@ -1,0 +1,89 @@
+#include "catalogue/order.h"
+
+#include <cstring>
+#include <span>
+
+#include "orv/Session.h"
+
+namespace orv {
+
+namespace {
+
+bool holdsColours(const Image& image) noexcept {
+    return image.bands() >= 3 && (image.encoding() == Encoding::rgb || image.encoding() == Encoding::rgba);
+}
+
+Rectangle all(const Image& image) noexcept { return {0, 0, image.width(), image.height()}; }
+
+template <class Sample, unsigned Bands>
+void swapRow(const Sample* from, std::ptrdiff_t fromStep, Sample* to, std::ptrdiff_t toStep, unsigned width) noexcept {
+    for (unsigned x = 0; x < width; ++x, from += fromStep, to += toStep) {
+        to[0] = from[2];
+        to[1] = from[1];
+        to[2] = from[0];
+        if constexpr (Bands == 4) to[3] = from[3];
+    }
+}
+
+template <class Sample>
+void swapPixels(const Image& source, const Image& target) noexcept {
+    const Pixels from = source.pixels();
+    const Pixels to = target.pixels();
+    const auto step = [](const Pixels& p) { return p.pixel / static_cast<std::ptrdiff_t>(sizeof(Sample)); };
+    for (unsigned y = 0; y < source.height(); ++y) {
+        const auto* a = reinterpret_cast<const Sample*>(from.data + y * from.stride);
+        auto* b = reinterpret_cast<Sample*>(to.data + y * to.stride);
+        if (source.bands() == 3)
+            swapRow<Sample, 3>(a, step(from), b, step(to), source.width());
+        else
+            swapRow<Sample, 4>(a, step(from), b, step(to), source.width());
+    }
+}
+
+void swapPlanes(const Image& from, const Image& to) {
+    for (unsigned band = 0; band < from.bands(); ++band) {
+        const Image plane = from.child(all(from), band, 1);
+        const Image target = to.child(all(to), band < 3 ? 2 - band : band, 1);
+        const Pixels a = plane.pixels();
+        const Pixels b = target.pixels();
+        for (unsigned y = 0; y < plane.height(); ++y) {
+            for (unsigned x = 0; x < plane.width(); ++x) {
+                const unsigned at = a.offset + x;
+                const unsigned bit =
+                    (std::to_integer<unsigned>(a.data[y * a.stride + (at >> 3)]) >> (7 - (at & 7))) & 1U;
+                const unsigned place = b.offset + x;
+                std::byte& byte = b.data[y * b.stride + (place >> 3)];
+                const auto mask = static_cast<std::byte>(0x80U >> (place & 7));
+                byte = bit != 0 ? byte | mask : byte & ~mask;
+            }
+        }
+    }
+}
+
+} // namespace
+
+bool orderDiffers(const Image& a, const Image& b) noexcept {
+    return holdsColours(a) && holdsColours(b) && a.tags().order != b.tags().order;
+}
+
+void copyInOrder(const Image& from, const Image& to) {
+    switch (from.type()) {
+    case Type::bit:
+        return swapPlanes(from, to);
+    case Type::int16:
+        return swapPixels<std::int16_t>(from, to);
+    default:
+        return swapPixels<std::uint8_t>(from, to);
+    }
+}
+
+Image inOrder(Session& session, const Image& picture, ColourOrder order) {
+    if (!holdsColours(picture) || picture.tags().order == order) return picture;
+    Image made(session, picture.width(), picture.height(), picture.bands(), picture.type());
+    made.tags() = picture.tags();
+    made.tags().order = order;
+    copyInOrder(picture, made);
+    return made;
+}
+
+} // namespace orv
