@@ -4,6 +4,7 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/geometry/BitRun.h"
+#include "memory/geometry/BitRunLanes.h"
 #include "memory/geometry/Dda.h"
 #include "memory/geometry/GeomOps.h"
 #include "memory/geometry/bit_interp.h"
@@ -100,7 +101,18 @@ struct WeightedBit {
     }
 };
 
-/// Steps the runs of one plane, bit by bit.
+/// The runs that are done many bits at a time: none, but for the nearest.
+template <class Pixel>
+struct WholeRuns {
+    WholeRuns(const GeomCall&, unsigned) noexcept {}
+    static bool write(const Run&, const typename Pixel::Dda&) noexcept { return false; }
+};
+template <>
+struct WholeRuns<NearestBit> : BitRunLanes {
+    using BitRunLanes::BitRunLanes;
+};
+
+/// Steps the runs of one plane, bit by bit where they are not done as a whole.
 template <class Pixel>
 struct BitRuns {
     const GeomCall& call;
@@ -109,9 +121,11 @@ struct BitRuns {
 
     void operator()(const geom::scan* scan, const Rect&) const noexcept {
         const BitPlane plane(call.src, band);
+        const WholeRuns<Pixel> whole(call, band);
         for (; scan != nullptr; scan = scan->next) {
             const Run run = call.start(*scan);
             typename Pixel::Dda dda(run);
+            if (whole.write(run, dda)) continue;
             BitRun to(call.dst.raster.bit(run.x1, run.y, band));
             for (long x = run.x1; x <= run.x2; ++x, dda.step()) pixel.write(to, plane, dda);
         }

@@ -48,14 +48,48 @@ Row interleave(Row a, Row b, std::index_sequence<I...>) noexcept {
     return __builtin_shufflevector(a, b, (first + static_cast<int>(I) / 2 + static_cast<int>(I) % 2 * n)...);
 }
 
+/// Pixels of a power of two of bytes.
 template <class E>
-void turnSquare(const Target& to, const PixelSteps& from) noexcept {
+struct WholePixels {
     using Row = typename SquareOf<E>::Row;
-    constexpr int n = SquareOf<E>::side;
+    static constexpr int side = SquareOf<E>::side;
+    static constexpr std::size_t size = sizeof(E);
+
+    static Row load(const std::byte* from) noexcept { return lanes::load<Row>(from); }
+    static void store(std::byte* to, Row row) noexcept { lanes::store(to, row); }
+};
+
+#if defined(__SSSE3__)
+/// Pixels of three bytes, each in a word of four while it is turned. Four of them are read and written without a byte
+/// beyond them.
+struct Triples {
+    using Row = SquareOf<std::uint32_t>::Row;
+    using Bytes = SquareOf<std::uint8_t>::Row;
+    typedef std::uint64_t Halves __attribute__((vector_size(16)));
+    static constexpr int side = 4;
+    static constexpr std::size_t size = 3;
+
+    static Row load(const std::byte* from) noexcept {
+        const Bytes row = (Bytes)Halves{lanes::load<std::uint64_t>(from), lanes::load<std::uint32_t>(from + 8)};
+        return (Row)__builtin_shufflevector(row, row, 0, 1, 2, 15, 3, 4, 5, 15, 6, 7, 8, 15, 9, 10, 11, 15);
+    }
+    static void store(std::byte* to, Row words) noexcept {
+        const Bytes row = (Bytes)words;
+        const Bytes packed = __builtin_shufflevector(row, row, 0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 3, 7, 11, 15);
+        lanes::store<std::uint64_t>(to, ((Halves)packed)[0]);
+        lanes::store<std::uint32_t>(to + 8, ((Row)packed)[2]);
+    }
+};
+#endif
+
+template <class Pixels>
+void turnSquare(const Target& to, const PixelSteps& from) noexcept {
+    using Row = typename Pixels::Row;
+    constexpr int n = Pixels::side;
     const bool backward = from.down < 0;
     const std::byte* first = from.at(0, backward ? n - 1 : 0);
     Row rows[n];
-    for (int i = 0; i < n; ++i) rows[i] = lanes::load<Row>(first + i * from.right);
+    for (int i = 0; i < n; ++i) rows[i] = Pixels::load(first + i * from.right);
     for (int stage = 1; stage < n; stage *= 2) {
         Row mixed[n];
         for (int i = 0; i < n / 2; ++i) {
@@ -64,14 +98,14 @@ void turnSquare(const Target& to, const PixelSteps& from) noexcept {
         }
         std::copy_n(mixed, n, rows);
     }
-    for (int i = 0; i < n; ++i) lanes::store(to.at(0, backward ? n - 1 - i : i), rows[i]);
+    for (int i = 0; i < n; ++i) Pixels::store(to.at(0, backward ? n - 1 - i : i), rows[i]);
 }
 
 /// Turns whole squares, and copies the pixels beside and below them.
-template <class E>
+template <class Pixels>
 void turnTile(const Target& to, const PixelSteps& from, std::size_t size, std::ptrdiff_t width,
               std::ptrdiff_t height) noexcept {
-    constexpr std::ptrdiff_t n = SquareOf<E>::side;
+    constexpr std::ptrdiff_t n = Pixels::side;
     const std::ptrdiff_t columns = width - width % n;
     const std::ptrdiff_t rows = height - height % n;
     const auto corner = [&](std::ptrdiff_t x, std::ptrdiff_t y) {
@@ -80,13 +114,13 @@ void turnTile(const Target& to, const PixelSteps& from, std::size_t size, std::p
     for (std::ptrdiff_t y = 0; y < rows; y += n) {
         for (std::ptrdiff_t x = 0; x < columns; x += n) {
             const auto [target, source] = corner(x, y);
-            turnSquare<E>(target, source);
+            turnSquare<Pixels>(target, source);
         }
     }
     const auto [rightTarget, rightSource] = corner(columns, 0);
-    copyTile<sizeof(E)>(rightTarget, rightSource, size, width - columns, rows);
+    copyTile<Pixels::size>(rightTarget, rightSource, size, width - columns, rows);
     const auto [belowTarget, belowSource] = corner(0, rows);
-    copyTile<sizeof(E)>(belowTarget, belowSource, size, width, height - rows);
+    copyTile<Pixels::size>(belowTarget, belowSource, size, width, height - rows);
 }
 
 // Rows that keep or reverse the order of dense pixels.
@@ -159,11 +193,15 @@ TileCopy turnFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size)
     if (pixel != step || (from.down != step && from.down != -step)) return nullptr;
     switch (size) {
     case 1:
-        return turnTile<std::uint8_t>;
+        return turnTile<WholePixels<std::uint8_t>>;
     case 2:
-        return turnTile<std::uint16_t>;
+        return turnTile<WholePixels<std::uint16_t>>;
+#if defined(__SSSE3__)
+    case 3:
+        return turnTile<Triples>;
+#endif
     case 4:
-        return turnTile<std::uint32_t>;
+        return turnTile<WholePixels<std::uint32_t>>;
     default:
         return nullptr;
     }

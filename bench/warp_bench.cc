@@ -1,0 +1,204 @@
+// Table warps, flips and turns, one-bit geometry and subsampling beside OpenCV, Leptonica and memcpy.
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "Peer.h"
+
+#ifdef ORV_PEER_OPENCV
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#endif
+#ifdef ORV_PEER_LEPTONICA
+#include <leptonica/allheaders.h>
+#endif
+
+namespace {
+
+using namespace orvbench;
+using Runs = Measurement::Runs;
+
+struct Scene {
+    Picture source;
+    Picture destination;
+    Call call;
+
+    Scene(const char* op, Picture from, Picture to)
+        : source(std::move(from)), destination(std::move(to)), call(op, {&source}, destination) {}
+};
+
+Runs runsOf(const std::shared_ptr<Scene>& scene, std::function<void()> peer) {
+    return {.orv = [scene] { scene->call(); },
+            .peer = std::move(peer),
+            .bytes = scene->source.bytes() + scene->destination.bytes(),
+            .holds = scene};
+}
+
+std::shared_ptr<Scene> turning(OrvDataType type, unsigned bands, long flip, unsigned offset = 0) {
+    const char* op = type == ORV_BIT ? "transpose1" : type == ORV_BYTE ? "transpose8" : "transpose16";
+    auto scene = std::make_shared<Scene>(op, Picture(type, bands, offset), Picture(type, bands));
+    scene->call.op().addLong(flip);
+    return scene;
+}
+
+bool flipped(OrvDataType type, unsigned bands, long flip) {
+    const char* op = type == ORV_BYTE ? "transpose8 flip " : "transpose16 flip ";
+    return measure({op + std::to_string(flip) + " bands " + std::to_string(bands), "memcpy", 0.9, [=] {
+                        auto scene = turning(type, bands, flip);
+                        return runsOf(scene, [scene] {
+                            std::memcpy(scene->destination.samples(), scene->source.samples(), scene->source.bytes());
+                        });
+                    }});
+}
+
+const bool flips[] = {
+    flipped(ORV_BYTE, 1, 0), flipped(ORV_BYTE, 1, 1),  flipped(ORV_BYTE, 1, 5),
+    flipped(ORV_BYTE, 3, 1), flipped(ORV_SHORT, 1, 1), flipped(ORV_BYTE, 4, 5),
+};
+
+#ifdef ORV_PEER_OPENCV
+
+cv::Mat matOf(Picture& picture) {
+    const orv::host::Shape& shape = picture.image().shape();
+    return cv::Mat(static_cast<int>(shape.height), static_cast<int>(shape.width),
+                   CV_MAKETYPE(shape.type == ORV_BYTE ? CV_8U : CV_16S, static_cast<int>(shape.bands)),
+                   picture.samples());
+}
+
+/// A swirl about the middle, up to some 40 pixels, as displacements in sixteenths and as the peer's fixed-point maps.
+struct Swirl {
+    Picture table;
+    cv::Mat whole;
+    cv::Mat fractions;
+
+    explicit Swirl(bool interpolated) : table(ORV_SHORT, 2) {
+        cv::Mat x(side, side, CV_32F);
+        cv::Mat y(side, side, CV_32F);
+        auto* to = table.samples<std::int16_t>();
+        for (int r = 0; r < static_cast<int>(side); ++r) {
+            for (int c = 0; c < static_cast<int>(side); ++c) {
+                const double phase = static_cast<double>(r + c) * 0.003;
+                to[0] = static_cast<std::int16_t>(640 * std::sin(phase));
+                to[1] = static_cast<std::int16_t>(640 * std::cos(phase));
+                x.at<float>(r, c) = static_cast<float>(c) + static_cast<float>(to[0]) / 16;
+                y.at<float>(r, c) = static_cast<float>(r) + static_cast<float>(to[1]) / 16;
+                to += 2;
+            }
+        }
+        cv::convertMaps(x, y, whole, fractions, CV_16SC2, !interpolated);
+    }
+};
+
+bool warped(const char* op, OrvDataType type, unsigned bands, int interpolation, double goal) {
+    return measure({std::string(op) + " " + std::to_string(bands), "cv::remap", goal, [=] {
+                        auto scene = std::make_shared<Scene>(op, Picture(type, bands), Picture(type, bands));
+                        auto swirl = std::make_shared<Swirl>(interpolation != cv::INTER_NEAREST);
+                        scene->call.op().setSource(2, &swirl->table.image());
+                        return runsOf(scene, [=] {
+                            cv::Mat to = matOf(scene->destination);
+                            cv::remap(matOf(scene->source), to, swirl->whole, swirl->fractions, interpolation);
+                        });
+                    }});
+}
+
+bool turned(const char* name, OrvDataType type, unsigned bands, long flip, double goal) {
+    return measure({name, flip == 2 ? "cv::transpose" : "cv::rotate", goal, [=] {
+                        auto scene = turning(type, bands, flip);
+                        return runsOf(scene, [=] {
+                            cv::Mat to = matOf(scene->destination);
+                            if (flip == 2) {
+                                cv::transpose(matOf(scene->source), to);
+                            } else {
+                                cv::rotate(matOf(scene->source), to, cv::ROTATE_90_COUNTERCLOCKWISE);
+                            }
+                        });
+                    }});
+}
+
+const bool rows[] = {
+    warped("tablewarp8nearest", ORV_BYTE, 1, cv::INTER_NEAREST, 1.2),
+    warped("tablewarp8nearest", ORV_BYTE, 3, cv::INTER_NEAREST, 1.2),
+    warped("tablewarp8bilinear", ORV_BYTE, 1, cv::INTER_LINEAR, 1.2),
+    warped("tablewarp8bilinear", ORV_BYTE, 3, cv::INTER_LINEAR, 1.2),
+    warped("tablewarp8bicubic", ORV_BYTE, 1, cv::INTER_CUBIC, 1.0),
+    warped("tablewarp16bilinear", ORV_SHORT, 1, cv::INTER_LINEAR, 1.0),
+    turned("transpose8 diagonal", ORV_BYTE, 1, 2, 3.0),
+    turned("transpose8 diagonal 3", ORV_BYTE, 3, 2, 1.0),
+    turned("transpose16 diagonal", ORV_SHORT, 1, 2, 1.0),
+    turned("transpose8 90 degrees", ORV_BYTE, 1, 4, 2.0),
+    turned("transpose8 90 degrees 3", ORV_BYTE, 3, 4, 2.0),
+    measure({"subsampleAdaptive8 0.37", "cv::resize", 1.0,
+             [] {
+                 const auto to = static_cast<unsigned>(std::ceil(side * 0.37));
+                 auto scene = std::make_shared<Scene>("subsampleAdaptive8", Picture(ORV_BYTE, 1),
+                                                      Picture(ORV_BYTE, 1, 0, to, to));
+                 scene->call.op().addFloat(0.37F);
+                 scene->call.op().addFloat(0.37F);
+                 return runsOf(scene, [=] {
+                     cv::Mat result = matOf(scene->destination);
+                     cv::resize(matOf(scene->source), result, result.size(), 0, 0, cv::INTER_AREA);
+                 });
+             }}),
+};
+
+#endif
+
+#ifdef ORV_PEER_LEPTONICA
+
+std::shared_ptr<PIX> bitmap() {
+    PIX* pix = pixCreate(side, side, 1);
+    l_uint32* words = pixGetData(pix);
+    for (unsigned i = 0; i < side * side / 32; ++i) words[i] = i * 2654435761U;
+    return {pix, [](PIX* owned) { pixDestroy(&owned); }};
+}
+
+bool turnedBits(const char* name, unsigned offset) {
+    return measure({name, "pixRotate90", 10, [=] {
+                        return runsOf(turning(ORV_BIT, 1, 4, offset), [s = bitmap()] {
+                            PIX* turned = pixRotate90(s.get(), 1);
+                            pixDestroy(&turned);
+                        });
+                    }});
+}
+
+bool counted(float scale, unsigned factor) {
+    return measure({"subsample1_8 1/" + std::to_string(factor), "pixScaleToGray" + std::to_string(factor), 1, [=] {
+                        const unsigned to = side / factor;
+                        auto scene = std::make_shared<Scene>("subsample1_8", Picture(ORV_BIT, 1),
+                                                             Picture(ORV_BYTE, 1, 0, to, to));
+                        scene->call.op().addFloat(scale);
+                        scene->call.op().addFloat(scale);
+                        return runsOf(scene, [=, s = bitmap()] {
+                            PIX* grey = factor == 2 ? pixScaleToGray2(s.get()) : pixScaleToGray4(s.get());
+                            pixDestroy(&grey);
+                        });
+                    }});
+}
+
+const bool bits[] = {
+    turnedBits("transpose1 90 degrees", 0),
+    turnedBits("transpose1 90, offset 3", 3),
+    counted(0.5F, 2),
+    counted(0.25F, 4),
+    measure({"rotate1nearest", "pixAffineSampled", 2,
+             [] {
+                 auto scene = std::make_shared<Scene>("rotate1nearest", Picture(ORV_BIT, 1), Picture(ORV_BIT, 1));
+                 constexpr float angle = 0.34906584F;
+                 scene->call.op().addFloat(angle);
+                 const float c = std::cos(angle);
+                 const float s = std::sin(angle);
+                 return runsOf(scene, [=, from = bitmap()] {
+                     l_float32 matrix[6] = {c, -s, 0, s, c, 0};
+                     PIX* turned = pixAffineSampled(from.get(), matrix, L_BRING_IN_WHITE);
+                     pixDestroy(&turned);
+                 });
+             }}),
+};
+
+#endif
+
+} // namespace
