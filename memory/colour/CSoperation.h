@@ -18,7 +18,8 @@ struct PairRow {
     RowFunction<std::int16_t> row16;
 };
 
-constexpr std::uint32_t pairKey(std::uint32_t from, std::uint32_t to) noexcept { return from << 16 | to; }
+/// Spaces count by the low 16 bits of their opcodes.
+constexpr std::uint32_t pairKey(std::uint32_t from, std::uint32_t to) noexcept { return from << 16 | (to & 0xffff); }
 
 /// Bands of a space.
 constexpr unsigned bandsOf(std::uint32_t space) noexcept {

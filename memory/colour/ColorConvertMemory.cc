@@ -39,6 +39,8 @@ OrvStatus walk(Frame& frame, RowFunction<Sample> row, unsigned bands, unsigned s
     walkRuns<Sample, Sample>(
         frame.rects(), [row](Sample* to, const Sample* from, std::size_t pixels) { row(from, to, pixels); },
         Operand{&frame[dst], bands}, Operand{&frame[src1], sourceBands});
+    // The list first, then the region it may stand on.
+    frame.rects().reset(nullptr);
     orv_destroy(touched);
     return ORV_SUCCESS;
 }
