@@ -17,6 +17,7 @@
 #include "memory/frame/walk.h"
 #include "memory/quantise/diffusion_utils.h"
 #include "memory/quantise/nearest_color_grid.h"
+#include "memory/quantise/skewed_diffusion.h"
 
 namespace {
 
@@ -210,6 +211,38 @@ void diffuseRows(const Pass& pass, Ring& ring, const Search& search) noexcept {
     }
 }
 
+/// Whether rows may be done side by side: the kernel's reach, and a temporary image of whole bytes.
+bool fitsSkewed(const Pass& pass) noexcept {
+    const Reach& reach = pass.reach;
+    if (pass.source.bands != 1 || pass.rows == 0 || pass.width > widestSkewed) return false;
+    if (reach.besideKey != 1 || reach.left != 1 || reach.below != 1 || pass.result.bit(0, 0, 0).offset != 0)
+        return false;
+    const float* below = reach.key + reach.width;
+    return std::isfinite(reach.key[1]) && std::isfinite(below[-1]) && std::isfinite(below[0]) &&
+           std::isfinite(below[1]);
+}
+
+SkewedSource skewedSource;
+
+/// Eight rows at a time; `errors` has room for those of a row.
+void diffuseEightByEight(const Pass& pass, float* errors, const TwoLevels& levels) noexcept {
+    const float* below = pass.reach.key + pass.reach.width;
+    const NearWeights weights = {pass.reach.key[1], below[-1], below[0], below[1]};
+    std::fill_n(errors, pass.width, 0.0F);
+    for (long y = 0; y < pass.rows; y += skewedRows) {
+        const long rows = std::min(skewedRows, pass.rows - y);
+        std::uint8_t* results[skewedRows] = {};
+        for (long row = 0; row < rows; ++row) {
+            const std::uint8_t* from = pass.source.at<std::uint8_t>(0, y + row);
+            const long step = pass.source.pixelOf<std::uint8_t>();
+            auto* to = &skewedSource.samples[row * skewedColumns];
+            for (long x = 0; x < pass.width; ++x) to[x][row] = from[x * step];
+            results[row] = pass.result.bit(0, y + row, 0).byte;
+        }
+        diffuseSkewed(skewedSource, errors, pass.width, weights, levels, results, rows);
+    }
+}
+
 /// The member's source file and the lines that its reports name, 0 for those of the tests themselves.
 struct PathFacts {
     const char* file;
@@ -291,7 +324,15 @@ OrvStatus diffuse(OrvImage* source, OrvImage* destination, OrvKernel* kernel, co
     // The error of one pixel: the ring's rows hold it, the allocation stays a part of the pass.
     const Array<float> error(bands);
     if (!ring || !error) return fail(destination, noMemory, lines.file);
-    diffuseRows<S, D>(pass, ring, search);
+    if constexpr (Search::hasLevels) {
+        if (search.ready() && fitsSkewed(pass)) {
+            diffuseEightByEight(pass, ring[0], search.levels());
+        } else {
+            diffuseRows<S, D>(pass, ring, search);
+        }
+    } else {
+        diffuseRows<S, D>(pass, ring, search);
+    }
 
     // The temporary image lies as the source does.
     pass.result.ox = frame[src1].ox;
@@ -307,6 +348,7 @@ class SearchBase {
 public:
     static constexpr bool bandsAre1 = false;
     static constexpr bool bandsAre3 = false;
+    static constexpr bool hasLevels = false;
 
     SearchBase(OrvLookup* lookup, unsigned sourceBands) noexcept
         : palette_(lookup), sourceBands_(sourceBands), bands_(std::min(sourceBands, palette_.bands)) {}
@@ -432,6 +474,7 @@ template <class T>
 class ThresholdSearch : public SearchBase<T> {
 public:
     static constexpr bool bandsAre1 = true;
+    static constexpr bool hasLevels = true;
 
     ThresholdSearch(OrvLookup* lookup, unsigned sourceBands) noexcept : SearchBase<T>(lookup, sourceBands) {
         const Palette<T>& palette = this->palette_;
@@ -443,6 +486,10 @@ public:
         high_ = std::max(high_, second);
         threshold_ = (low_ + high_) / 2.0F;
         lower_ = 1 - higher_;
+    }
+    bool ready() const noexcept { return this->palette_.entries != 0; }
+    TwoLevels levels() const noexcept {
+        return {threshold_, low_, high_, lower_ + this->offset() != 0, higher_ + this->offset() != 0};
     }
     int quantise(float* pixel) const noexcept {
         if (this->palette_.entries == 0) return this->take({0, nullptr}, pixel);
