@@ -9,6 +9,7 @@
 #include "memory/geometry/RunLanes.h"
 #include "memory/geometry/fastPaths.h"
 #include "memory/geometry/interpolate.h"
+#include "memory/geometry/pixelForms.h"
 #include "memory/geometry/taps.h"
 
 namespace {
@@ -118,14 +119,8 @@ private:
 struct BilinearPixel {
     template <class T>
     static void write(T* to, const Samples<T>& from, const FloatDda& dda, unsigned bands) noexcept {
-        const long x = dda.x.whole;
-        const long y = dda.y.whole;
-        const T* const corners[4] = {from.at(x, y), from.at(x + 1, y), from.at(x, y + 1), from.at(x + 1, y + 1)};
-        for (unsigned band = 0; band < bands; ++band) {
-            to[band] =
-                static_cast<T>(bilinear(widen(corners[0][band]), widen(corners[1][band]), widen(corners[2][band]),
-                                        widen(corners[3][band]), dda.x.fraction, dda.y.fraction));
-        }
+        bilinearPixel(to, bands, dda.x.whole, dda.y.whole, dda.x.fraction, dda.y.fraction,
+                      [&](long x, long y) { return from.at(x, y); });
     }
 
     template <class T>
@@ -148,24 +143,8 @@ struct BilinearPixel {
 struct BicubicPixel {
     template <class T>
     static void write(T* to, const Samples<T>& from, const FloatDda& dda, unsigned bands) noexcept {
-        const float fx = dda.x.fraction;
-        const float fy = dda.y.fraction;
-        const float tx = cubicWeight(fx);
-        const float ty = cubicWeight(fy);
-        const T* taps[4][4];
-        for (int row = 0; row < 4; ++row) {
-            for (int column = 0; column < 4; ++column) {
-                taps[row][column] = from.at(dda.x.whole + column - 1, dda.y.whole + row - 1);
-            }
-        }
-        for (unsigned band = 0; band < bands; ++band) {
-            int rows[4];
-            for (int row = 0; row < 4; ++row) {
-                const auto tap = [&](int column) { return widen(taps[row][column][band]); };
-                rows[row] = cubic(tap(0), tap(1), tap(2), tap(3), fx, tx);
-            }
-            to[band] = narrow<T>(cubic(rows[0], rows[1], rows[2], rows[3], fy, ty));
-        }
+        bicubicPixel(to, bands, dda.x.whole, dda.y.whole, dda.x.fraction, dda.y.fraction,
+                     [&](long x, long y) { return from.at(x, y); });
     }
 
     template <class T>
@@ -277,24 +256,9 @@ struct KernelRuns {
                 const Window rows = rowWindow(dda.y.whole, top, bottom, rect.y, v);
                 if (rows.count < 0) continue;
                 const Window columns = columnWindow(dda.x.whole, left, right, rect.x, h);
-                write(to, source, rows, columns, h.row(dda.x.fraction), v.row(dda.y.fraction));
+                weightedPixel(to, call.bands, rows, columns, h.row(dda.x.fraction), v.row(dda.y.fraction), rowSums,
+                              [&](long column, long row) { return source.at(column, row); });
             }
-        }
-    }
-
-    void write(T* to, const Samples<T>& source, const Window& rows, const Window& columns, const float* hrow,
-               const float* vrow) const noexcept {
-        for (unsigned band = 0; band < call.bands; ++band) {
-            for (long i = 0; i < rows.count; ++i) {
-                long sum = 0;
-                for (long j = 0; j < columns.count; ++j) {
-                    sum += product(widen(source.at(columns.first + j, rows.first + i)[band]), hrow[j]);
-                }
-                rowSums[i] = confinedSum(sum);
-            }
-            long sum = 0;
-            for (long i = 0; i < rows.count; ++i) sum += product(rowSums[i], vrow[i]);
-            to[band] = narrow<T>(sum);
         }
     }
 };
