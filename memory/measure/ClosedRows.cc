@@ -23,17 +23,6 @@ bool Scratch::make(OrvImage* like, OrvDataType type) noexcept {
 
 namespace {
 
-constexpr long wordBits = 64;
-
-/// A word with the first byte in memory at the top.
-std::uint64_t firstByteHighest(std::uint64_t word) noexcept {
-    if constexpr (std::endian::native == std::endian::little) {
-        return __builtin_bswap64(word);
-    } else {
-        return word;
-    }
-}
-
 /// Up to eight bytes, the first at the top.
 std::uint64_t word(const std::uint8_t* from, std::size_t bytes) noexcept {
     if (bytes >= sizeof(std::uint64_t)) return firstByteHighest(lanes::load<std::uint64_t>(from));
@@ -111,6 +100,29 @@ void ClosedRows::close(long row, long from, long end) noexcept {
         return;
     }
     orv_bit_setvalue(use(row) + (from >> 3), 1, static_cast<unsigned>(end - from), static_cast<unsigned>(from & 7));
+}
+
+Run ClosedRows::closeRun(long row, long column) noexcept {
+    constexpr long wordBytes = sizeof(std::uint64_t);
+    const auto rowBytes = static_cast<long>(rowBytes_);
+    if (rowBytes >= wordBytes) {
+        const long first = std::clamp((column >> 3) - wordBytes / 2 + 1, 0L, rowBytes - wordBytes);
+        std::uint8_t* const bytes = use(row) + first;
+        const std::uint64_t bits = firstByteHighest(lanes::load<std::uint64_t>(bytes));
+        const long pixel = column - first * 8;
+        const std::uint64_t before = bits >> (wordBits - 1 - pixel);
+        const std::uint64_t behind = bits << pixel;
+        if (before != 0 && behind != 0) { // the word holds the whole run and what ends it
+            constexpr std::uint64_t all = ~std::uint64_t{0};
+            const long from = pixel - std::countr_zero(before) + 1;
+            const long end = pixel + std::countl_zero(behind);
+            lanes::store(bytes, firstByteHighest(bits | ((all >> from) & ~(all >> end))));
+            return {first * 8 + from, first * 8 + end};
+        }
+    }
+    const Run run{lastClosed(row, column) + 1, firstClosed(row, column + 1, width_)};
+    close(row, run.from, run.end);
+    return run;
 }
 
 } // namespace orvi

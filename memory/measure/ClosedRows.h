@@ -1,10 +1,12 @@
 // The one-bit scratch image of a flood, and searches in its rows.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
 #include "memory/frame/Raster.h"
+#include "memory/frame/lanes.h"
 
 namespace orvi {
 
@@ -43,6 +45,21 @@ protected:
     ~Barrier() = default;
 };
 
+/// Columns from..end - 1 of a row.
+struct Run {
+    long from;
+    long end;
+};
+
+/// Turns a word just loaded so that the first byte in memory is at the top, or back.
+inline std::uint64_t firstByteHighest(std::uint64_t word) noexcept {
+    if constexpr (std::endian::native == std::endian::little) {
+        return __builtin_bswap64(word);
+    } else {
+        return word;
+    }
+}
+
 /// The rows of a flood's scratch image: a bit is set where the flood may not go (on), be it kept out by the barrier or
 /// have been there. Rows are made when the flood first comes to them; since it comes to neighbours of earlier rows
 /// alone, those made are always one run of rows. Positions are those of the storage.
@@ -65,6 +82,34 @@ public:
     long lastClosed(long row, long from) noexcept;
     /// Closes the columns from `from` to `end` - 1.
     void close(long row, long from, long end) noexcept;
+    /// Closes the run of open pixels about an open one, and answers it.
+    Run closeRun(long row, long column) noexcept;
+
+    /// visit(long column) for each column of `from`..`end` - 1 that is open and does not follow an open one of them, as
+    /// long as it answers true; answers what the last visit did.
+    template <class Visit>
+    bool eachOpenRun(long row, long from, long end, Visit visit) noexcept {
+        if (from >= end) return true;
+        const std::uint8_t* const bytes = use(row);
+        const long first = from >> 3;
+        // Most ranges are short: their runs' starts come from one word at once.
+        if (end - from <= wordBits - 8 && static_cast<std::size_t>(first) + sizeof(std::uint64_t) <= rowBytes_) {
+            constexpr std::uint64_t all = ~std::uint64_t{0};
+            const std::uint64_t closed = firstByteHighest(lanes::load<std::uint64_t>(bytes + first)) << (from & 7);
+            const std::uint64_t open = ~closed & ~(all >> (end - from));
+            for (std::uint64_t starts = open & ~(open >> 1); starts != 0;) {
+                const int at = std::countl_zero(starts);
+                if (!visit(from + at)) return false;
+                starts &= ~(std::uint64_t{1} << (wordBits - 1 - at));
+            }
+            return true;
+        }
+        while ((from = firstOpen(row, from, end)) < end) {
+            if (!visit(from)) return false;
+            from = firstClosed(row, from, end);
+        }
+        return true;
+    }
 
     /// Leaves in the scratch the pixels where the flood has been alone: from now on "closed" means flooded.
     void keepFlooded() noexcept;
@@ -72,7 +117,14 @@ public:
     long firstRow() const noexcept { return first_; }
     long endRow() const noexcept { return end_; }
 
+    /// Where a column's bit lies, in a row that the flood came to.
+    BitPosition bit(long column, long row) const noexcept {
+        return {at(row) + (column >> 3), static_cast<unsigned>(column & 7)};
+    }
+
 private:
+    static constexpr long wordBits = 64;
+
     std::uint8_t* at(long row) const noexcept { return data_ + row * stride_; }
     std::uint8_t* use(long row) noexcept {
         if (row < first_ || row >= end_) make(row);

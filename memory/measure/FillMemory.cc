@@ -127,11 +127,32 @@ void paint(const Raster& image, const Colour<S>& colour, long x, long y, long pi
     for (long i = 0; i < pixels; ++i, to += step) std::copy_n(colour.data(), image.bands, to);
 }
 
-void paint(const Raster& image, const Colour<Bit>& colour, long x, long y, long pixels) noexcept {
-    for (unsigned band = 0; band < image.bands; ++band) {
-        const BitPosition to = image.bit(x, y, band);
-        orv_bit_setvalue(to.byte, colour[band], static_cast<unsigned>(pixels), to.offset);
-    }
+/// Paints the flooded pixels of the rectangles.
+template <class S>
+void paintFlooded(RectCursor& rects, ClosedRows& rows, const Raster& source, const Raster& image,
+                  const Colour<S>& colour) noexcept {
+    eachFlooded(rects, rows, source, [&](long x, long y, long pixels) { paint(image, colour, x, y, pixels); });
+}
+
+/// Bits take the scratch's own rows as masks, runs need not be looked for.
+void paintFlooded(RectCursor& rects, ClosedRows& rows, const Raster& source, const Raster& image,
+                  const Colour<Bit>& colour) noexcept {
+    eachFloodedRow(rects, rows, source, [&](long row, long begin, long end) {
+        const BitPosition flooded = rows.bit(begin, row);
+        const auto pixels = static_cast<unsigned>(end - begin);
+        for (unsigned band = 0; band < image.bands; ++band) {
+            const BitPosition to = image.bit(begin - source.ox, row - source.oy, band);
+            if (colour[band]) {
+                combineBits(
+                    to, pixels, [](auto bits, auto mask) { return static_cast<decltype(bits)>(bits | mask); }, to,
+                    flooded);
+            } else {
+                combineBits(
+                    to, pixels, [](auto bits, auto mask) { return static_cast<decltype(bits)>(bits & ~mask); }, to,
+                    flooded);
+            }
+        }
+    });
 }
 
 OrvStatus flood(ClosedRows& rows, FrameStack<RunFrame>& stack, Seed seed) noexcept {
@@ -165,8 +186,7 @@ OrvStatus fill(OrvOp* op, const char* file) noexcept {
     ClosedRows rows(scratch.raster(), barrier, image->getWidth(), image->getHeight());
     if (flood(rows, stack, seedOf(op, source)) != ORV_SUCCESS) return fail(image, noFillMemory, file);
     rows.keepFlooded();
-    eachFlooded(frame.rects(), rows, source,
-                [&](long x, long y, long pixels) { paint(destination, colour, x, y, pixels); });
+    paintFlooded(frame.rects(), rows, source, destination, colour);
     return ORV_SUCCESS;
 }
 

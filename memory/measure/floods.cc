@@ -14,18 +14,11 @@ Seed seedOf(OrvOp* op, const Raster& image) noexcept {
 
 namespace {
 
-/// Columns from..end - 1 of a row.
-struct Run {
-    long from;
-    long end;
-};
-
 /// Closes the run of open pixels about a pixel, and answers it. Where the pixel itself is closed the run starts right
 /// of it, and may be empty.
 Run closeRun(ClosedRows& rows, long column, long row) noexcept {
-    const bool open = rows.isOpen(column, row);
-    const Run run{open ? rows.lastClosed(row, column) + 1 : column + 1,
-                  rows.firstClosed(row, column + 1, rows.width())};
+    if (rows.isOpen(column, row)) return rows.closeRun(row, column);
+    const Run run{column + 1, rows.firstClosed(row, column + 1, rows.width())};
     rows.close(row, run.from, run.end);
     return run;
 }
@@ -56,17 +49,14 @@ void floodSpan(ClosedRows& rows, FrameStack<SpanFrame>& stack, const SpanFrame& 
     const long spanEnd = frame.right + 1L;
     long column = frame.left;
     bool open = rows.isOpen(column, frame.row);
-    Run run{open ? rows.lastClosed(frame.row, column) + 1 : column, column};
     for (;;) {
         if (open) {
-            run.end = rows.firstClosed(frame.row, column, rows.width());
-            rows.close(frame.row, run.from, run.end);
+            const Run run = rows.closeRun(frame.row, column);
             pushShadows(stack, frame, run);
             column = run.end;
         }
         column = rows.firstOpen(frame.row, column + 1, spanEnd);
         if (column >= spanEnd) return;
-        run.from = column;
         open = true;
     }
 }
@@ -81,14 +71,10 @@ bool scanRow(ClosedRows& rows, FrameStack<RunFrame>& stack, const RunFrame& fram
         if (frame.parentLeft <= run.from) from = frame.parentRight + 1L;
         if (frame.parentRight >= run.end - 1) end = frame.parentLeft;
     }
-    while ((from = rows.firstOpen(row, from, end)) < end) {
-        if (!stack.push(
-                {static_cast<int>(from), row, static_cast<int>(run.from), static_cast<int>(run.end) - 1, frame.row})) {
-            return false;
-        }
-        from = rows.firstClosed(row, from, end);
-    }
-    return true;
+    return rows.eachOpenRun(row, from, end, [&](long column) {
+        return stack.push(
+            {static_cast<int>(column), row, static_cast<int>(run.from), static_cast<int>(run.end) - 1, frame.row});
+    });
 }
 
 bool floodRun(ClosedRows& rows, FrameStack<RunFrame>& stack, const RunFrame& frame) noexcept {
