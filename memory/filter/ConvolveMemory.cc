@@ -68,8 +68,12 @@ private:
     }
 
     bool truncatedStrips(const Rect& rect) noexcept {
+        if (facts_.floorServes()) return strips<FloorRule>(rect, taps_.values.get());
 #if defined(__AVX512F__)
         if (facts_.magnitude < 0x1p26) {
+            const double heaviest = heaviestRow();
+            if (!facts_.negative && heaviest < 0x1p23) return rowStrips<RowRule<false>>(rect);
+            if (facts_.negative && heaviest < 0x1p22) return rowStrips<RowRule<true>>(rect);
             if (facts_.fractions) return converted<DirectedRule<true>>(rect, 65536.0);
             return converted<DirectedRule<false>>(rect, 65536.0);
         }
@@ -79,6 +83,29 @@ private:
                        [](float tap) { return FixedTap(tap); });
         return strips<FixedRule>(rect, taps);
     }
+
+#if defined(__AVX512F__)
+    /// The greatest sum of fixed-point products, without their signs, that a row of the kernel can give.
+    double heaviestRow() const noexcept {
+        double heaviest = 0;
+        for (long row = 0; row < taps_.window.height; ++row) {
+            double magnitude = 0;
+            for (long column = 0; column < taps_.window.width; ++column) {
+                magnitude += std::abs(double{taps_.row(row)[column]});
+            }
+            heaviest = std::max(heaviest, magnitude);
+        }
+        return heaviest * 255 * 65536;
+    }
+
+    template <class Rule>
+    bool rowStrips(const Rect& rect) noexcept {
+        float taps[25];
+        std::transform(taps_.values.get(), taps_.values.get() + taps_.count(), taps,
+                       [](float tap) { return tap * 65536.0F; });
+        return strips<Rule>(rect, taps);
+    }
+#endif
 
     /// Strips whose weights are doubles, `scale` times the kernel's.
     template <class Rule>

@@ -142,7 +142,45 @@ struct FixedRule {
     static auto finish(Vector sum) noexcept { return fixedSamples((Lanes<std::uint32_t>::Ints)sum); }
 };
 
+/// Fixed-point products of weights that leave no fraction, where all sums are exact in single precision: rounded down.
+struct FloorRule {
+    using Element = float;
+    using Tap = float;
+    using Vector = Lanes<float>::Vector;
+    static Vector start() noexcept { return Vector{}; }
+    static Vector add(Vector sum, Vector samples, float tap) noexcept {
+        return multiplyAdd(samples, Vector{} + tap, sum);
+    }
+    static auto finish(Vector sum) noexcept {
+        const Vector zero{};
+        const Vector low = sum > zero ? sum : zero;
+        return __builtin_convertvector(low < zero + 255.0F ? low : zero + 255.0F, Lanes<float>::Ints);
+    }
+};
+
 #if defined(__AVX512F__)
+/// Truncated products in floats whose last bit counts 1, a row of the window at a time: what DirectedRule does, with
+/// twice the lanes, for kernels whose rows weigh little enough. Without negative weights the sums may take the whole
+/// range of such floats, else half of it to either side.
+template <bool Negative>
+struct RowRule {
+    using Element = float;
+    using Tap = float; ///< the weight in units of 1/65536
+    using Vector = Lanes<float>::Vector;
+    using RowSums = Lanes<float>::Ints;
+    static constexpr float unit = Negative ? 0x1.8p23F : 0x1p23F;
+    static Vector start() noexcept { return Vector{} + unit; }
+    static Vector add(Vector sum, Vector samples, float tap) noexcept {
+        const Vector weight = Vector{} + tap;
+        if (Negative && tap < 0) {
+            return _mm512_fmadd_round_ps(samples, weight, sum, _MM_FROUND_TO_POS_INF | _MM_FROUND_NO_EXC);
+        }
+        return _mm512_fmadd_round_ps(samples, weight, sum, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+    }
+    static RowSums addRow(RowSums sums, Vector row) noexcept { return sums + ((RowSums)row - (RowSums)start()); }
+    static auto finish(RowSums sums) noexcept { return fixedSamples(sums); }
+};
+
 /// The same in doubles whose last bit counts 1: a multiply-add that rounds down, for a negative weight up, truncates
 /// its product and adds it in one instruction. `Mixed` is for kernels with negative weights that leave a fraction;
 /// without those, rounding down serves all.
@@ -172,6 +210,7 @@ struct SumFacts {
     double magnitude = 0;   ///< the sum of the weights without their signs; not a number where a weight is not
     double grain = 1;       ///< all weights are multiples of this power of two
     bool fractions = false; ///< some negative weight is no multiple of 1/65536
+    bool negative = false;  ///< some weight is negative
 
     explicit SumFacts(std::span<const float> taps) noexcept {
         bool any = false;
@@ -185,6 +224,7 @@ struct SumFacts {
             grain = any ? std::min(grain, own) : own;
             any = true;
             fractions = fractions || (tap < 0 && own < 0x1p-16);
+            negative = negative || tap < 0;
         }
     }
 
@@ -194,6 +234,8 @@ struct SumFacts {
         const double reach = largest * magnitude;
         return reach < std::ldexp(grain, bits - 1) && reach < 0x1p126;
     }
+    /// Whether truncated fixed-point products of bytes are whole, and their sum is exact in single precision.
+    bool floorServes() const noexcept { return grain >= 0x1p-16 && 255 * magnitude < 32768 && exactWithin(255, 24); }
     /// Whether multiply-adds in single precision give the sums that are rounded after every weight.
     bool floatServes(double largest) const noexcept { return exactWithin(largest, hasFusedMultiplyAdd ? 53 : 24); }
 };

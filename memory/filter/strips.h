@@ -11,6 +11,12 @@
 //         static Vector add(Vector sum, Vector samples, Tap tap);
 //         static Ints finish(Vector sum);               // results in the range of a sample, as 32-bit lanes
 //     };
+//
+// A rule may instead sum each row of the window apart, from its start on, and add the rows up as integers:
+//
+//         using RowSums = a vector of integers;
+//         static RowSums addRow(RowSums sums, Vector row);
+//         static Ints finish(RowSums sums);
 #pragma once
 
 #include <cstring>
@@ -91,6 +97,23 @@ struct StripBlock {
     long step; ///< from a column to the next, in samples
 };
 
+template <class Rule>
+concept SumsRowsApart = requires {
+    typename Rule::RowSums;
+};
+
+/// What a rule gathers for a vector of results.
+template <class Rule>
+struct SumsOf {
+    using Type = typename Rule::Vector;
+    static Type start() noexcept { return Rule::start(); }
+};
+template <SumsRowsApart Rule>
+struct SumsOf<Rule> {
+    using Type = typename Rule::RowSums;
+    static Type start() noexcept { return Type{}; }
+};
+
 /// `Rows` output rows of `Vectors` vectors from sample `at` on. `Height` is that of the window, 0 where it is not known
 /// to the compiler (one row is then made at a time).
 template <class Rule, int Rows, int Vectors, int Height, class T>
@@ -98,14 +121,27 @@ inline void makeBlock(const StripBlock<Rule>& block, long at, T (*results)[strip
     using Element = typename Rule::Element;
     using Vector = typename Lanes<Element>::Vector;
     constexpr long lanesCount = Lanes<Element>::count;
-    Vector sums[Rows][Vectors];
+    typename SumsOf<Rule>::Type sums[Rows][Vectors];
     for (auto& row : sums) {
-        for (Vector& sum : row) sum = Rule::start();
+        for (auto& sum : row) sum = SumsOf<Rule>::start();
     }
     const auto sourceRow = [&]<int S>(std::integral_constant<int, S>, const Element* from, long tapRow) {
         constexpr int firstRow = Height == 0 || S < Height ? 0 : S - Height + 1;
         constexpr int lastRow = Height == 0 || S >= Rows ? Rows - 1 : S;
         const typename Rule::Tap* tap = block.taps + tapRow * block.width;
+        Vector apart[Rows][Vectors];
+        if constexpr (SumsRowsApart<Rule>) {
+            for (auto& row : apart) {
+                for (Vector& sum : row) sum = Rule::start();
+            }
+        }
+        const auto sumOf = [&](int row, int i) -> Vector& {
+            if constexpr (SumsRowsApart<Rule>) {
+                return apart[row][i];
+            } else {
+                return sums[row][i];
+            }
+        };
         for (long column = 0; column < block.width; ++column, from += block.step, ++tap) {
             Vector samples[Vectors];
 #pragma GCC unroll 8
@@ -114,7 +150,14 @@ inline void makeBlock(const StripBlock<Rule>& block, long at, T (*results)[strip
             for (int row = firstRow; row <= lastRow; ++row) {
                 const typename Rule::Tap weight = *(tap - row * block.width);
 #pragma GCC unroll 8
-                for (int i = 0; i < Vectors; ++i) sums[row][i] = Rule::add(sums[row][i], samples[i], weight);
+                for (int i = 0; i < Vectors; ++i) sumOf(row, i) = Rule::add(sumOf(row, i), samples[i], weight);
+            }
+        }
+        if constexpr (SumsRowsApart<Rule>) {
+#pragma GCC unroll 8
+            for (int row = firstRow; row <= lastRow; ++row) {
+#pragma GCC unroll 8
+                for (int i = 0; i < Vectors; ++i) sums[row][i] = Rule::addRow(sums[row][i], apart[row][i]);
             }
         }
     };
