@@ -26,10 +26,36 @@ bool accepts(OrvOp* op, bool row) noexcept {
 struct Stage {
     const float* taps;
     bool exact;
+    float doubt; ///< how far a sum of bytes in single precision may be from the true one, generously
 
-    Stage(const Taps& from, double largest) noexcept
-        : taps(from.values.get()), exact(SumFacts({from.values.get(), from.count()}).exactWithin(largest, 24)) {}
+    Stage(const Taps& from, double largest) noexcept : taps(from.values.get()) {
+        const SumFacts facts({from.values.get(), from.count()});
+        exact = facts.exactWithin(largest, 24);
+        const double reach = 255 * facts.magnitude;
+        doubt = reach < mostNear ? static_cast<float>((reach + 1) * 0x1p-20) : 0;
+    }
+    /// Whether few sums of bytes are in doubt.
+    bool near() const noexcept { return doubt > 0; }
+
+private:
+    static constexpr double mostNear = 4096;
 };
+
+/// Whether some lane is below a limit, or not a number.
+template <class Floats>
+bool anyBelow(Floats values, float limit) noexcept {
+#if defined(__AVX512F__)
+    return _mm512_cmp_ps_mask((__m512)values, _mm512_set1_ps(limit), _CMP_NGE_UQ) != 0;
+#elif defined(__AVX2__)
+    return _mm256_movemask_ps((__m256)(values < limit)) != 0;
+#elif defined(__SSE2__)
+    return _mm_movemask_ps((__m128)(values < limit)) != 0;
+#else
+    bool any = false;
+    for (std::size_t i = 0; i < sizeof(Floats) / sizeof(float); ++i) any = any || values[i] < limit;
+    return any;
+#endif
+}
 
 template <class T>
 class Pair {
@@ -97,7 +123,47 @@ private:
 
     static void fiveTaps(T* to, const T* const* from, const Stage& stage, long samples) noexcept {
         if (stage.exact) return sumRows<FloatRule<T>>(to, from, stage.taps, samples);
+        if constexpr (sizeof(T) == 1) {
+            if (stage.near()) return nearRows(to, from, stage, samples);
+        }
         sumRows<WholeRule<T>>(to, from, stage.taps, samples);
+    }
+
+    /// Sums of five rows of bytes in single precision. Where one is so near to the middle between two levels that it
+    /// may round the other way, its vector is made anew.
+    static void nearRows(T* to, const T* const* from, const Stage& stage, long samples) noexcept {
+        using Vector = Lanes<float>::Vector;
+        constexpr long lanesCount = Lanes<float>::count;
+        constexpr float whole = 0x1.8p23F; // floats of this size have no fraction
+        const float doubt = stage.doubt;
+        float weights[pairTaps];
+        const T* rows[pairTaps];
+        std::copy_n(stage.taps, pairTaps, weights);
+        std::copy_n(from, pairTaps, rows);
+        const auto doubled = [&](long i, long count) {
+            const T* shifted[pairTaps];
+            for (long k = 0; k < pairTaps; ++k) shifted[k] = rows[k] + i;
+            sumRows<WholeRule<T>>(to + i, shifted, weights, count);
+        };
+        long i = 0;
+        for (; i + lanesCount <= samples; i += lanesCount) {
+            Vector sum{};
+#pragma GCC unroll 5
+            for (long k = 0; k < pairTaps; ++k) {
+                const auto bytes = loadSamples<Lanes<float>::Ints>(rows[k] + i);
+                sum = multiplyAdd(__builtin_convertvector(bytes, Vector), Vector{} + weights[k], sum);
+            }
+            const Vector zero{};
+            const Vector raised = sum + 0.5F;
+            const Vector off = raised - ((raised + whole) - whole);
+            if (anyBelow(off < zero ? -off : off, doubt)) [[unlikely]] {
+                doubled(i, lanesCount);
+                continue;
+            }
+            const Vector low = raised > zero ? raised : zero;
+            storeSamples(to + i, __builtin_convertvector(low < 255.0F ? low : zero + 255.0F, Lanes<float>::Ints));
+        }
+        doubled(i, samples - i);
     }
 
     /// Sums of five rows of samples, each rounded once.
