@@ -25,7 +25,6 @@ public:
         const Picture& src = call.src;
         const std::ptrdiff_t last = lastByte(src, 0) - src.raster.data;
         fits_ = src.width <= longest && src.height <= longest && last < INT_MAX && !shared(src, call.dst);
-        last_ = static_cast<std::int32_t>(fits_ ? last : 0);
     }
 
     /// False, with nothing written, where the run is not for it.
@@ -75,7 +74,7 @@ private:
         const Raster& raster = call_.src.raster;
         const U32 place = column + raster.offset;
         const U32 byte = row * static_cast<std::uint32_t>(raster.stride) + (place >> 3);
-        return (lanes::gather(base_, (I32)byte, last_) >> (I32)(7U - (place & 7U))) & 1;
+        return (lanes::plain::gather(base_, (I32)byte) >> (I32)(7U - (place & 7U))) & 1;
     }
 
     static const std::byte* lastByte(const Picture& picture, unsigned band) noexcept {
@@ -93,7 +92,6 @@ private:
     unsigned band_;
     const std::uint8_t* base_;
     bool fits_;
-    std::int32_t last_;
 };
 
 } // namespace orvi

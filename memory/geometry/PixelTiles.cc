@@ -71,11 +71,12 @@ struct Triples {
 
     static Row load(const std::byte* from) noexcept {
         const Bytes row = (Bytes)Halves{lanes::load<std::uint64_t>(from), lanes::load<std::uint32_t>(from + 8)};
-        return (Row)__builtin_shufflevector(row, row, 0, 1, 2, 15, 3, 4, 5, 15, 6, 7, 8, 15, 9, 10, 11, 15);
+        constexpr Bytes places = {0, 1, 2, 15, 3, 4, 5, 15, 6, 7, 8, 15, 9, 10, 11, 15};
+        return (Row)_mm_shuffle_epi8((__m128i)row, (__m128i)places);
     }
     static void store(std::byte* to, Row words) noexcept {
-        const Bytes row = (Bytes)words;
-        const Bytes packed = __builtin_shufflevector(row, row, 0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 3, 7, 11, 15);
+        constexpr Bytes places = {0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 3, 7, 11, 15};
+        const auto packed = _mm_shuffle_epi8((__m128i)words, (__m128i)places);
         lanes::store<std::uint64_t>(to, ((Halves)packed)[0]);
         lanes::store<std::uint32_t>(to + 8, ((Row)packed)[2]);
     }
@@ -129,21 +130,42 @@ void copyRow(std::byte* to, const std::byte* from, std::size_t size, std::ptrdif
     std::memcpy(to, from, static_cast<std::size_t>(width) * size);
 }
 
+#if defined(__SSSE3__)
+using Row16 = SquareOf<std::uint8_t>::Row;
+
+/// Where the bytes of 16 come from when their pixels of `size` bytes change their order.
+template <int size>
+inline constexpr Row16 reversedPlaces = [] {
+    Row16 places{};
+    for (int i = 0; i < 16; ++i) places[i] = static_cast<std::uint8_t>((15 / size - i / size) * size + i % size);
+    return places;
+}();
+
+#endif
+
 /// `from` is the first pixel of the result, the last in memory.
 template <class E>
 void reverseRow(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_t width) noexcept {
-    using Row = typename SquareOf<E>::Row;
-    constexpr std::ptrdiff_t n = SquareOf<E>::side;
     constexpr std::ptrdiff_t size = sizeof(E);
     std::ptrdiff_t x = 0;
+#if defined(__SSSE3__)
+    constexpr std::ptrdiff_t n = 16 / size;
     for (; x + n <= width; x += n) {
-        const Row row = lanes::load<Row>(from - (x + n - 1) * size);
-        const Row reversed = [&]<std::size_t... I>(std::index_sequence<I...>) {
-            return __builtin_shufflevector(row, row, (static_cast<int>(n - 1) - static_cast<int>(I))...);
-        }
-        (std::make_index_sequence<n>{});
-        lanes::store(to + x * size, reversed);
+        const Row16 row = lanes::load<Row16>(from - (x + n - 1) * size);
+        lanes::store(to + x * size, (Row16)_mm_shuffle_epi8((__m128i)row, (__m128i)reversedPlaces<size>));
     }
+#else
+    constexpr std::ptrdiff_t n = 8 / size;
+    for (; x + n <= width; x += n) {
+        std::uint64_t word = __builtin_bswap64(lanes::load<std::uint64_t>(from - (x + n - 1) * size));
+        if constexpr (size == 2) word = (word >> 8 & 0x00ff00ff00ff00ffU) | (word & 0x00ff00ff00ff00ffU) << 8;
+        if constexpr (size == 4) {
+            word = (word >> 24 & 0x000000ff000000ffU) | (word >> 8 & 0x0000ff000000ff00U) |
+                   (word & 0x0000ff000000ff00U) << 8 | (word & 0x000000ff000000ffU) << 24;
+        }
+        lanes::store(to + x * size, word);
+    }
+#endif
     for (; x < width; ++x) std::memcpy(to + x * size, from - x * size, sizeof(E));
 }
 
@@ -152,11 +174,10 @@ void reverseRow(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_
 void reverseTriples(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_t width) noexcept {
     std::ptrdiff_t x = 0;
 #if defined(__SSSE3__)
-    using Row = SquareOf<std::uint8_t>::Row;
+    constexpr Row16 places = {13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, 0};
     for (; x + 5 < width; x += 5) {
-        const Row row = lanes::load<Row>(from - (x + 4) * 3 - 1);
-        lanes::store(to + x * 3,
-                     __builtin_shufflevector(row, row, 13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, 0));
+        const Row16 row = lanes::load<Row16>(from - (x + 4) * 3 - 1);
+        lanes::store(to + x * 3, (Row16)_mm_shuffle_epi8((__m128i)row, (__m128i)places));
     }
 #endif
     for (; x < width; ++x) std::memcpy(to + x * 3, from - x * 3, 3);

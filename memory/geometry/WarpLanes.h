@@ -1,6 +1,7 @@
 // Table warps of dense one-band bytes, many pixels at a time.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <climits>
 #include <cstdint>
@@ -17,6 +18,7 @@ namespace warp_lanes {
 inline constexpr std::size_t atOnce = lanes::count<std::int32_t>;
 typedef std::uint8_t Bytes __attribute__((vector_size(atOnce)));
 typedef std::int16_t Shorts __attribute__((vector_size(2 * atOnce)));
+typedef std::uint16_t Words __attribute__((vector_size(2 * atOnce)));
 } // namespace warp_lanes
 
 /// Rows of nearest or bilinear samples. Where a pixel out of range steps a warp table as far as any other, such pixels
@@ -32,28 +34,21 @@ public:
                 source.pixel == 1 && call.destination.pixel == 1 && last >= 3 && last < INT_MAX &&
                 call.table.pixel == tableBytes && call.table.bands >= tableBytes / 2 &&
                 !Extent(source, 1).overlaps(Extent(call.destination, 1));
-        last_ = static_cast<std::int32_t>(last);
     }
 
-    /// Writes pixels from the row's first on and answers how many; the rest is the plain loop's.
+    /// Writes pixels from the row's first on and answers how many; the rest is the plain loop's. Positions, samples and
+    /// values are made one after another for a stretch of pixels: single loads are faster than vector gathers here, and
+    /// what they store is read back as vectors only when it has left the processor's store queue.
     unsigned run(const Rect& rect, long y) const noexcept {
         if (!fits_) return 0;
-        const std::byte* table = call_.table.at<std::byte>(rect.x, y);
-        std::uint8_t* to = call_.destination.at<std::uint8_t>(rect.x, y);
-        const auto column = static_cast<std::int32_t>(rect.x + call_.destination.ox);
-        const auto row = static_cast<std::int32_t>(y + call_.destination.oy);
-        I32 ramp;
-        for (std::size_t i = 0; i < lanesAtOnce; ++i) ramp[i] = static_cast<std::int32_t>(i);
         unsigned done = 0;
-        for (; done + lanesAtOnce <= rect.width; done += lanesAtOnce) {
-            const Displaced d =
-                displaced(table + done * tableBytes, column + static_cast<std::int32_t>(done) + ramp, row - I32{});
-            const I32 in = inRange(d);
-            if constexpr (form != WarpForm::both) {
-                if (lanes::any(~in)) break;
-            }
-            const Bytes bytes = __builtin_convertvector(sample(d, in) & in, Bytes);
-            std::memcpy(to + done, &bytes, sizeof bytes);
+        while (done + lanesAtOnce <= rect.width) {
+            const unsigned wanted = std::min(stretch, rect.width - done);
+            Stretch pixels;
+            const unsigned placed = place(pixels, rect.x + static_cast<long>(done), y, wanted);
+            write(call_.destination.at<std::uint8_t>(rect.x + static_cast<long>(done), y), pixels, placed);
+            done += placed;
+            if (placed + lanesAtOnce <= wanted) break;
         }
         return done;
     }
@@ -64,6 +59,7 @@ private:
     static constexpr std::size_t lanesAtOnce = warp_lanes::atOnce;
     using Bytes = warp_lanes::Bytes;
     using Shorts = warp_lanes::Shorts;
+    using Words = warp_lanes::Words;
     static constexpr std::ptrdiff_t tableBytes = form == WarpForm::both ? 4 : 2;
 
     struct Displaced {
@@ -97,33 +93,83 @@ private:
         return in;
     }
 
-    I32 sample(const Displaced& d, I32 in) const noexcept {
-        const auto* data = reinterpret_cast<const std::uint8_t*>(call_.source.data);
+    static constexpr unsigned stretch = 256;
+
+    /// Positions in the source, 0 for those out of range; of the interpolated also the fractions and the neighbours'.
+    struct Stretch {
+        std::int32_t at[stretch];
+        std::int32_t in[stretch];
+        std::int32_t fx[stretch];
+        std::int32_t fy[stretch];
+        bool whole = true; ///< all are in range
+    };
+
+    /// Answers how many pixels it placed: a whole number of vectors, cut at the first whose table is stepped otherwise.
+    unsigned place(Stretch& to, long x, long y, unsigned wanted) const noexcept {
+        const std::byte* table = call_.table.at<std::byte>(x, y);
+        const auto column = static_cast<std::int32_t>(x + call_.destination.ox);
+        const auto row = static_cast<std::int32_t>(y + call_.destination.oy);
         const auto stride = static_cast<std::int32_t>(call_.source.stride);
-        const I32 at = (d.y & in) * stride + (d.x & in);
+        I32 ramp;
+        for (std::size_t i = 0; i < lanesAtOnce; ++i) ramp[i] = static_cast<std::int32_t>(i);
+        I32 all = ~I32{};
+        unsigned i = 0;
+        for (; i + lanesAtOnce <= wanted; i += lanesAtOnce) {
+            const Displaced d =
+                displaced(table + i * tableBytes, column + static_cast<std::int32_t>(i) + ramp, row - I32{});
+            const I32 in = inRange(d);
+            if constexpr (form != WarpForm::both) {
+                if (lanes::any(~in)) break;
+            }
+            all &= in;
+            lanes::store(to.at + i, (d.y & in) * stride + (d.x & in));
+            lanes::store(to.in + i, in);
+            if constexpr (interpolation != Interpolation::nearest) {
+                lanes::store(to.fx + i, d.fx);
+                lanes::store(to.fy + i, d.fy);
+            }
+        }
+        to.whole = !lanes::any(~all);
+        return i;
+    }
+
+    void write(std::uint8_t* to, const Stretch& pixels, unsigned count) const noexcept {
+        const auto* data = reinterpret_cast<const std::uint8_t*>(call_.source.data);
         if constexpr (interpolation == Interpolation::nearest) {
-            return lanes::gather(data, at, last_);
+            for (unsigned i = 0; i < count; ++i) to[i] = data[pixels.at[i]];
+            for (unsigned i = 0; !pixels.whole && i < count; ++i) to[i] &= static_cast<std::uint8_t>(pixels.in[i]);
         } else {
-            const I32 above = between(at, d.fx);
-            const I32 below = between((at + stride) & in, d.fx);
-            // Sixteenths of samples are whole numbers; the half that the second step leaves is truncated toward zero.
-            const I32 twice = (below - above) * d.fy;
-            return (8 * above + ((twice - (twice >> 31)) >> 1)) >> 7;
+            std::uint16_t above[stretch];
+            std::uint16_t below[stretch];
+            const std::ptrdiff_t stride = call_.source.stride;
+            for (unsigned i = 0; i < count; ++i) {
+                const std::uint8_t* from = data + pixels.at[i];
+                above[i] = lanes::load<std::uint16_t>(from);
+                below[i] = lanes::load<std::uint16_t>(from + (stride & pixels.in[i]));
+            }
+            for (unsigned i = 0; i < count; i += lanesAtOnce) {
+                const I32 fx = lanes::load<I32>(pixels.fx + i);
+                const I32 fy = lanes::load<I32>(pixels.fy + i);
+                const I32 top = between(above + i, fx);
+                const I32 bottom = between(below + i, fx);
+                // Sixteenths of samples are whole numbers; the half that the second step leaves is truncated toward
+                // zero.
+                const I32 twice = (bottom - top) * fy;
+                const I32 value = (8 * top + ((twice - (twice >> 31)) >> 1)) >> 7;
+                lanes::store(to + i, __builtin_convertvector(value & lanes::load<I32>(pixels.in + i), Bytes));
+            }
         }
     }
 
-    /// On the way from a sample to its right neighbour, in sixteenths.
-    I32 between(I32 at, I32 fx) const noexcept {
-        const I32 start = lanes::smaller<I32>(at, last_ - 3 - I32{});
-        const U32 word = lanes::gatherWords(call_.source.data, start) >> (U32)((at - start) << 3);
-        const I32 a = (I32)(word & 255U);
-        const I32 b = (I32)((word >> 8) & 255U);
-        return 16 * a + (b - a) * fx;
+    /// On the way from samples to their right neighbours, in sixteenths.
+    static I32 between(const std::uint16_t* pairs, I32 fx) noexcept {
+        const I32 pair = __builtin_convertvector(lanes::load<Words>(pairs), I32);
+        const I32 a = pair & 255;
+        return 16 * a + ((pair >> 8) - a) * fx;
     }
 
     const WarpCall& call_;
     bool fits_;
-    std::int32_t last_;
 };
 
 } // namespace orvi
