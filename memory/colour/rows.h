@@ -108,17 +108,13 @@ namespace rows_detail {
 inline constexpr std::size_t blockPixels = 256;
 
 /// The bands of a block of pixels, apart.
-template <std::size_t Bands>
-using Planes = int[Bands][blockPixels];
+template <class Sample, std::size_t Bands>
+using Planes = Sample[Bands][blockPixels];
 
 template <class Sample, std::size_t Bands>
-void split(const Sample* from, Planes<Bands>& planes, std::size_t pixels) noexcept {
+void split(const Sample* from, Planes<Sample, Bands>& planes, std::size_t pixels) noexcept {
     if constexpr (Bands == 3 && sizeof(Sample) == 1) {
-        std::uint8_t bytes[Bands][blockPixels];
-        lanes::splitBands(from, bytes[0], bytes[1], bytes[2], pixels);
-        for (std::size_t band = 0; band < Bands; ++band) {
-            for (std::size_t i = 0; i < pixels; ++i) planes[band][i] = bytes[band][i];
-        }
+        lanes::splitBands(from, planes[0], planes[1], planes[2], pixels);
     } else {
         for (std::size_t i = 0; i < pixels; ++i) {
             for (std::size_t band = 0; band < Bands; ++band) planes[band][i] = from[i * Bands + band];
@@ -127,18 +123,12 @@ void split(const Sample* from, Planes<Bands>& planes, std::size_t pixels) noexce
 }
 
 template <class Sample, std::size_t Bands>
-void join(const Planes<Bands>& planes, Sample* to, std::size_t pixels) noexcept {
+void join(const Planes<Sample, Bands>& planes, Sample* to, std::size_t pixels) noexcept {
     if constexpr (Bands == 3 && sizeof(Sample) == 1) {
-        std::uint8_t bytes[Bands][blockPixels];
-        for (std::size_t band = 0; band < Bands; ++band) {
-            for (std::size_t i = 0; i < pixels; ++i) bytes[band][i] = static_cast<Sample>(planes[band][i]);
-        }
-        lanes::joinBands(bytes[0], bytes[1], bytes[2], to, pixels);
+        lanes::joinBands(planes[0], planes[1], planes[2], to, pixels);
     } else {
         for (std::size_t i = 0; i < pixels; ++i) {
-            for (std::size_t band = 0; band < Bands; ++band) {
-                to[i * Bands + band] = static_cast<Sample>(planes[band][i]);
-            }
+            for (std::size_t band = 0; band < Bands; ++band) to[i * Bands + band] = planes[band][i];
         }
     }
 }
@@ -148,8 +138,8 @@ template <class Sample, class Stages>
 void blocks(const Sample* from, Sample* to, std::size_t pixels) noexcept {
     constexpr std::size_t sourceBands = Stages::First::sourceBands;
     constexpr std::size_t bands = Stages::Last::bands;
-    Planes<sourceBands> in;
-    Planes<bands> out;
+    Planes<Sample, sourceBands> in;
+    Planes<Sample, bands> out;
     for (std::size_t done = 0; done < pixels; done += blockPixels) {
         const std::size_t count = std::min(blockPixels, pixels - done);
         split<Sample, sourceBands>(from + done * sourceBands, in, count);
@@ -157,7 +147,7 @@ void blocks(const Sample* from, Sample* to, std::size_t pixels) noexcept {
             Pixel<sourceBands> p;
             for (std::size_t band = 0; band < sourceBands; ++band) p[band] = in[band][i];
             const Pixel<bands> q = Stages::template of<Sample>(p);
-            for (std::size_t band = 0; band < bands; ++band) out[band][i] = q[band];
+            for (std::size_t band = 0; band < bands; ++band) out[band][i] = static_cast<Sample>(q[band]);
         }
         join<Sample, bands>(out, to + done * bands, count);
     }

@@ -307,18 +307,18 @@ struct ToY {
 
 // Whole conversions, or most of one, that the stages above do not tell.
 
-/// photoycc to rgb709 by the fixed-point tables: without a rounding term, so it truncates.
+/// photoycc to rgb709 in the fixed point of the photo tables: without a rounding term, so it truncates.
 struct PhotoSum {
     static constexpr std::size_t sourceBands = 3;
     ORV_STAGE Rgb<int> of(Pixel<sourceBands> p) noexcept {
-        const int y = entry(photoY, p[0]);
-        return {cut(y + entry(photoCr, p[2])), cut(y + entry(photoYCb, p[1]) + entry(photoYCr, p[2])),
-                cut(y + entry(photoCb, p[1]))};
+        const int y = photoLines[photoY].at(p[0]);
+        return {cut(y + photoLines[photoCr].at(p[2])),
+                cut(y + photoLines[photoYCb].at(p[1]) + photoLines[photoYCr].at(p[2])),
+                cut(y + photoLines[photoCb].at(p[1]))};
     }
 
 private:
-    static int entry(PhotoPart part, int sample) noexcept { return photoTables[part][sample]; }
-    static int cut(int sum) noexcept { return std::clamp(sum >> 12, 0, 255); }
+    static constexpr int cut(int sum) noexcept { return std::clamp(sum >> 12, 0, 255); }
 };
 
 /// Black added to each ink without a cap, in the sample's own width.

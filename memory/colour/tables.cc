@@ -16,18 +16,6 @@ constinit const std::array<unsigned char, orvNonlinearKeys> _L2NLtable =
 
 namespace orvi::colour {
 
-namespace {
-
-/// Entry i of a part is offset + slope * i.
-struct Line {
-    std::int32_t offset;
-    std::int32_t slope;
-};
-constexpr Line photoLines[photoParts] = {
-    {0, 5743}, {283754, -1819}, {536971, -3919}, {-1462647, 9376}, {-1054953, 7700}};
-
-} // namespace
-
 std::int32_t* photoTables[photoParts];
 
 bool orviCSlut() noexcept {
@@ -38,9 +26,8 @@ bool orviCSlut() noexcept {
         if (!block) return false;
     }
     for (int part = 0; part < photoParts; ++part) {
-        const Line line = photoLines[part];
         photoTables[part] = blocks[part].release();
-        for (int i = 0; i < static_cast<int>(byteLevels); ++i) photoTables[part][i] = line.offset + line.slope * i;
+        for (int i = 0; i < static_cast<int>(byteLevels); ++i) photoTables[part][i] = photoLines[part].at(i);
     }
     return true;
 }

@@ -210,10 +210,47 @@ private:
 
 } // namespace
 
+namespace {
+
+/// A permutation of bytes is not in every processor that runs this build.
+bool permutesBytes() noexcept {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512vbmi") != 0;
+}
+const bool bytePermutation = permutesBytes();
+
+/// Whole vectors by permutations of bytes; how many samples that were. Results that no cache would keep go past it:
+/// fetching their lines only to overwrite them costs a third of the time.
+[[gnu::target("avx512vbmi")]] std::size_t permuteBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples,
+                                                       const std::uint8_t* table) noexcept {
+    constexpr std::size_t beyondCaches = std::size_t{4} << 20;
+    const Raw quarters[4] = {load<Raw>(table), load<Raw>(table + 64), load<Raw>(table + 128), load<Raw>(table + 192)};
+    const auto entries = [&](Raw index) __attribute__((target("avx512vbmi"))) {
+        const Raw low = _mm512_permutex2var_epi8(quarters[0], index, quarters[1]);
+        const Raw high = _mm512_permutex2var_epi8(quarters[2], index, quarters[3]);
+        return _mm512_mask_mov_epi8(low, _mm512_movepi8_mask(index), high);
+    };
+    std::size_t i = 0;
+    if (samples >= beyondCaches) {
+        i = -reinterpret_cast<std::uintptr_t>(to) % vectorBytes;
+        plain::mapBytes(to, from, i, table);
+        for (; i + vectorBytes <= samples; i += vectorBytes) {
+            _mm512_stream_si512(reinterpret_cast<Raw*>(to + i), entries(load<Raw>(from + i)));
+        }
+        _mm_sfence();
+    }
+    for (; i + vectorBytes <= samples; i += vectorBytes) store(to + i, entries(load<Raw>(from + i)));
+    return i;
+}
+
+} // namespace
+
 void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept {
     constexpr std::size_t worthwhile = 256;
     std::size_t i = 0;
-    if (samples >= worthwhile) {
+    if (samples >= worthwhile && bytePermutation) {
+        i = permuteBytes(to, from, samples, table);
+    } else if (samples >= worthwhile) {
         const PermutedTable entries(table);
         for (; i + count<std::uint8_t> <= samples; i += count<std::uint8_t>) {
             const U16 pairs = load<U16>(from + i);
