@@ -1,6 +1,7 @@
 #include "memory/geometry/PixelTiles.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -134,10 +135,11 @@ void copyRow(std::byte* to, const std::byte* from, std::size_t size, std::ptrdif
 using Row16 = SquareOf<std::uint8_t>::Row;
 
 /// Where the bytes of 16 come from when their pixels of `size` bytes change their order.
-template <int size>
-inline constexpr Row16 reversedPlaces = [] {
-    Row16 places{};
-    for (int i = 0; i < 16; ++i) places[i] = static_cast<std::uint8_t>((15 / size - i / size) * size + i % size);
+template <std::size_t size>
+inline constexpr auto reversedPlaces = [] {
+    std::array<std::uint8_t, 16> places{};
+    for (std::size_t i = 0; i < 16; ++i)
+        places[i] = static_cast<std::uint8_t>((15 / size - i / size) * size + i % size);
     return places;
 }();
 
@@ -150,9 +152,10 @@ void reverseRow(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_
     std::ptrdiff_t x = 0;
 #if defined(__SSSE3__)
     constexpr std::ptrdiff_t n = 16 / size;
+    const auto places = lanes::load<Row16>(reversedPlaces<sizeof(E)>.data());
     for (; x + n <= width; x += n) {
         const Row16 row = lanes::load<Row16>(from - (x + n - 1) * size);
-        lanes::store(to + x * size, (Row16)_mm_shuffle_epi8((__m128i)row, (__m128i)reversedPlaces<size>));
+        lanes::store(to + x * size, (Row16)_mm_shuffle_epi8((__m128i)row, (__m128i)places));
     }
 #else
     constexpr std::ptrdiff_t n = 8 / size;
