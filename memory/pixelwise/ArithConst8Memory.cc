@@ -20,7 +20,7 @@ constexpr Failure zeroDivisor{"di-171", 4, 1};
 
 const float* constantsOf(OrvOp* op) noexcept { return static_cast<const float*>(op->getPtrParam(1)); }
 
-// Bits: the result rounded to a bit is one of four things to do with a row.
+// Bits: the result rounded to a bit is one of four things to do with a row. NaN clears it.
 
 RowAction addAction(float c) noexcept {
     if (c >= 0.5F) return RowAction::set;
@@ -37,7 +37,7 @@ RowAction scaleAction(float c) noexcept { return c >= 0.5F ? RowAction::copy : R
 OrvStatus constantBits(Frame& frame, OrvOp* op, const FrameFacts& facts, RowAction (*action)(float) noexcept) noexcept {
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const float* constants = constantsOf(op);
-    walkActions(frame, [&](unsigned band) { return action(constantOf(constants[band])); });
+    walkActions(frame, [&](unsigned band) { return action(constants[band]); });
     return ORV_SUCCESS;
 }
 

@@ -86,7 +86,7 @@ Case randomCase(Dice& dice, const Member& member, OrvDataType type) {
     orvcase::Call call{.op = c.name, .src = {"s"}, .dst = inPlace ? "s" : "d", .params = {orvcase::Param::ref("k")}};
     expectPixelwise(c, call, {"s"}, [&](const auto& sources, unsigned band, double) {
         const float k = static_cast<float>(constants.data[band]);
-        return member.of(sources[0][band], std::isnan(k) ? 0 : k, type);
+        return member.of(sources[0][band], std::isnan(k) && type != ORV_BIT ? 0 : k, type);
     });
     call.expect.now.push_back({.name = "k", .values = expected(constants.data)});
     if (member.tellsZeros) {
