@@ -1,6 +1,7 @@
 # What a build contains.
 option(ORV_TESTS "Build the tests" ON)
 option(ORV_BENCH "Build the benchmarks (OpenCV and Leptonica as peers where found)" OFF)
+option(ORV_PYTHON "Build the Python package, where pybind11 is found" ON)
 option(ORV_FUZZ "Build the fuzz targets (needs clang)" OFF)
 option(ORV_WERROR "Treat warnings as errors" ON)
 set(ORV_SANITIZE "" CACHE STRING "Sanitizers to build with, as given to -fsanitize=")

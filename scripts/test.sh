@@ -9,7 +9,7 @@ if [ $# -gt 0 ] && [[ "$1" != -* ]]; then
     preset=$1
     shift
 fi
-scripts/setup.sh
+scripts/setup.sh --python
 launcher=()
 if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
 cmake --preset "$preset" "${launcher[@]}" >/dev/null

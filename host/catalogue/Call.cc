@@ -18,9 +18,6 @@ namespace {
 
 bool hasAlpha(Encoding encoding) noexcept { return encoding == Encoding::grayAlpha || encoding == Encoding::rgba; }
 
-/// Band orders of people and of memory differ for colours alone.
-bool holdsColours(Encoding encoding) noexcept { return encoding == Encoding::rgb || encoding == Encoding::rgba; }
-
 bool holds(Types types, Type type) noexcept {
     switch (types) {
     case Types::all:
@@ -262,7 +259,7 @@ void Call::meetAlpha() {
 void Call::meetOrder() {
     if (operation_.body != nullptr || sources_.empty()) return;
     const ColourOrder order = operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
-    for (Image& image : sources_) image = inOrder(session_, image, order);
+    for (Image& image : sources_) image = image.inOrder(session_, order);
 }
 
 void Call::takeAlphaOff() {
@@ -513,9 +510,9 @@ void Call::prepareDestination() {
 }
 
 void Call::takeDestinationInOrder() {
-    if (sources_.empty() || !holdsColours(encoding_)) return;
+    if (sources_.empty() || !liesBgr(encoding_, ColourOrder::bgr, bands_)) return;
     const ColourOrder order = operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
-    const Image reordered = inOrder(session_, options_.destination, order);
+    const Image reordered = options_.destination.inOrder(session_, order);
     if (!orderDiffers(reordered, options_.destination)) return;
     asked_ = options_.destination;
     options_.destination = reordered;

@@ -123,6 +123,7 @@ constexpr Operation rows[] = {
      .group = "filters",
      .parameters = sobelParameters,
      .example = "orv edge-detect-sobel photo.png -o edges.png",
+     .bandsMeet = true, // in the corners
      .apart = true,
      .prepare = sobel},
     {.name = "dilate",

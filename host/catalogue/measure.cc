@@ -48,12 +48,18 @@ void extrema(Call& call) {
 // histogram -----------------------------------------------------------------------------------------------------------
 
 constexpr auto histogramParameters = list(
-    Parameter{
-        .name = "bins", .kind = Kind::integer, .help = "bins of a band", .fallback = "256", .low = 1, .high = 65536},
+    Parameter{.name = "bins",
+              .kind = Kind::integer,
+              .help = "bins of a band",
+              .fallback = "256",
+              .low = 1,
+              .high = 65536,
+              .positional = true},
     Parameter{.name = "range",
               .kind = Kind::numbers,
               .help = "LOW,HIGH: the levels in the middle of the first and the last bin; full range otherwise",
-              .optional = true},
+              .optional = true,
+              .positional = true},
     Parameter{.name = "skip",
               .kind = Kind::numbers,
               .help = "X,Y: steps from one counted pixel to the next",

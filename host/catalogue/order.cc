@@ -9,9 +9,7 @@ namespace orv {
 
 namespace {
 
-bool holdsColours(const Image& image) noexcept {
-    return image.bands() >= 3 && (image.encoding() == Encoding::rgb || image.encoding() == Encoding::rgba);
-}
+bool holdsColours(const Image& image) noexcept { return liesBgr(image.encoding(), ColourOrder::bgr, image.bands()); }
 
 Rectangle all(const Image& image) noexcept { return {0, 0, image.width(), image.height()}; }
 
@@ -77,12 +75,12 @@ void copyInOrder(const Image& from, const Image& to) {
     }
 }
 
-Image inOrder(Session& session, const Image& picture, ColourOrder order) {
-    if (!holdsColours(picture) || picture.tags().order == order) return picture;
-    Image made(session, picture.width(), picture.height(), picture.bands(), picture.type());
-    made.tags() = picture.tags();
+Image Image::inOrder(Session& session, ColourOrder order) const {
+    if (!holdsColours(*this) || tags().order == order) return *this;
+    Image made(session, width(), height(), bands(), type());
+    made.tags() = tags();
     made.tags().order = order;
-    copyInOrder(picture, made);
+    copyInOrder(*this, made);
     return made;
 }
 

@@ -203,7 +203,8 @@ constexpr auto diffusionParameters =
          Parameter{.name = "kernel",
                    .kind = Kind::diffusion,
                    .help = "floyd-steinberg, jarvis-judice-ninke, stucki, burkes, sierra, or a file",
-                   .fallback = "floyd-steinberg"},
+                   .fallback = "floyd-steinberg",
+                   .positional = true},
          toParameter, overParameter, alphaParameter);
 
 void checkDiffusion(const Call& call, const Kernel& kernel) {
@@ -237,7 +238,8 @@ constexpr auto chooseParameters = list(Parameter{.name = "colors",
                                                  .help = "how many colours at most",
                                                  .fallback = "256",
                                                  .low = 1,
-                                                 .high = 256},
+                                                 .high = 256,
+                                                 .positional = true},
                                        overParameter, alphaParameter);
 
 void chooseColormap(Call& call) {

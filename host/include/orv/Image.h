@@ -26,8 +26,8 @@ enum class Type {
     int16 = ORV_SHORT ///< -32768 to 32767
 };
 
-/// What the bands of an image mean. Colours of `rgb` and `rgba` lie B, G, R in memory unless the image's tags tell
-/// otherwise; every other encoding keeps its order.
+/// What the bands of an image mean. Colours of `rgb`, `rgba` and `rgbLinear` lie B, G, R in memory unless the image's
+/// tags tell otherwise; every other encoding keeps its order.
 enum class Encoding {
     gray,
     grayAlpha,
@@ -61,8 +61,8 @@ enum class Sixteen {
     raw      ///< the bits of unsigned samples, taken as signed ones
 };
 
-/// How the colours of `rgb` and `rgba` lie in memory. The device works on B, G, R; views of memory that holds R, G, B
-/// (arrays of other programs) say so, and are reordered for the operations whose results depend on it.
+/// How the colours of `rgb`, `rgba` and `rgbLinear` lie in memory. The device works on B, G, R; views of memory that
+/// holds R, G, B (arrays of other programs) say so, and are reordered for the operations whose results depend on it.
 enum class ColourOrder { bgr, rgb };
 
 /// A colour of a palette, with its opacity; 0 to 255.
@@ -94,7 +94,8 @@ struct Tags {
 
 /// Whether memory holds B, G, R where people speak of R, G, B.
 constexpr bool liesBgr(Encoding encoding, ColourOrder order, unsigned bands) noexcept {
-    return order == ColourOrder::bgr && bands >= 3 && (encoding == Encoding::rgb || encoding == Encoding::rgba);
+    const bool colours = encoding == Encoding::rgb || encoding == Encoding::rgba || encoding == Encoding::rgbLinear;
+    return colours && order == ColourOrder::bgr && bands >= 3;
 }
 
 /// Where the samples of an image lie. Strides are bytes: between rows, between pixels (not for bits) and, for bits,
@@ -152,6 +153,9 @@ public:
     Image child(const Rectangle& window, unsigned band = 0, unsigned bands = 0) const;
     /// An image of its own with the same samples and tags.
     Image copy(Session& session) const;
+
+    /// The image itself where its colours lie in this order or where it has none, a reordered copy otherwise.
+    Image inOrder(Session& session, ColourOrder order) const;
 
     /// To be called after the samples were changed past the library: caches look at the version.
     void samplesChanged() noexcept;
