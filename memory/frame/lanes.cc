@@ -76,21 +76,20 @@ struct Spread {
 };
 constexpr Spread spread;
 
-/// Shuffles between three planes of 16 samples and the 48 bytes of their pixels. What stays out of a result is 0x80.
+/// Shuffles between three planes of 16 samples and the 48 bytes of their pixels. A plane's samples stand at other
+/// places in each of the three vectors of 16 bytes, so that one shuffle serves all three: what belongs to a plane is
+/// picked by masks before it, or after it on the way back.
 struct ThreeBands {
-    alignas(64) std::uint8_t split[3][3][16]; // [plane][16 bytes of the pixels]
-    alignas(64) std::uint8_t join[3][3][16];  // [16 bytes of the pixels][plane]
+    alignas(64) std::uint8_t owner[3][3][16]; // [vector of the pixels][plane]: 0xff where the byte is the plane's
+    alignas(64) std::uint8_t split[3][16];    // [plane]: from the places in the pixels to the order of the plane
+    alignas(64) std::uint8_t join[3][16];     // [plane]: the other way round
 
-    constexpr ThreeBands() noexcept : split{}, join{} {
-        for (unsigned i = 0; i < 3; ++i) {
-            for (unsigned k = 0; k < 3; ++k) {
-                for (unsigned at = 0; at < 16; ++at) {
-                    const unsigned source = 3 * at + i;
-                    split[i][k][at] = static_cast<std::uint8_t>(source / 16 == k ? source % 16 : 0x80);
-                    const unsigned target = 16 * i + at;
-                    join[i][k][at] = static_cast<std::uint8_t>(target % 3 == k ? target / 3 : 0x80);
-                }
-            }
+    constexpr ThreeBands() noexcept : owner{}, split{}, join{} {
+        for (unsigned byte = 0; byte < 48; ++byte) {
+            const unsigned plane = byte % 3;
+            owner[byte / 16][plane][byte % 16] = 0xff;
+            split[plane][byte / 3] = static_cast<std::uint8_t>(byte % 16);
+            join[plane][byte % 16] = static_cast<std::uint8_t>(byte / 3);
         }
     }
 };
@@ -110,10 +109,22 @@ void storeHalves(std::uint8_t* to, std::size_t distance, __m256i value) noexcept
     store(to + distance, _mm256_extracti128_si256(value, 1));
 }
 
-__m256i shuffled(const __m256i (&parts)[3], const std::uint8_t (&places)[3][16]) noexcept {
-    return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(parts[0], twice(places[0])),
-                                           _mm256_shuffle_epi8(parts[1], twice(places[1]))),
-                           _mm256_shuffle_epi8(parts[2], twice(places[2])));
+__m256i shuffled(__m256i value, const std::uint8_t (&places)[16]) noexcept {
+    return _mm256_shuffle_epi8(value, twice(places));
+}
+
+/// Each byte from the one of three vectors whose mask is set there.
+__m256i picked(const __m256i (&parts)[3], const std::uint8_t* mask0, const std::uint8_t* mask1,
+               const std::uint8_t* mask2) noexcept {
+    return _mm256_or_si256(
+        _mm256_or_si256(_mm256_and_si256(parts[0], twice(mask0)), _mm256_and_si256(parts[1], twice(mask1))),
+        _mm256_and_si256(parts[2], twice(mask2)));
+}
+
+/// The samples of a plane among the three vectors of the pixels.
+__m256i planeOf(const __m256i (&pixels)[3], unsigned plane) noexcept {
+    const auto& owner = threeBands.owner;
+    return shuffled(picked(pixels, owner[0][plane], owner[1][plane], owner[2][plane]), threeBands.split[plane]);
 }
 
 #endif
@@ -162,9 +173,9 @@ void splitBands(const std::uint8_t* from, std::uint8_t* band0, std::uint8_t* ban
     for (; i + shuffledPixels <= pixels; i += shuffledPixels) {
         const std::uint8_t* const at = from + 3 * i;
         const __m256i parts[3] = {loadHalves(at, 48), loadHalves(at + 16, 48), loadHalves(at + 32, 48)};
-        store(band0 + i, shuffled(parts, threeBands.split[0]));
-        store(band1 + i, shuffled(parts, threeBands.split[1]));
-        store(band2 + i, shuffled(parts, threeBands.split[2]));
+        store(band0 + i, planeOf(parts, 0));
+        store(band1 + i, planeOf(parts, 1));
+        store(band2 + i, planeOf(parts, 2));
     }
 #endif
     plain::splitBands(from + 3 * i, band0 + i, band1 + i, band2 + i, pixels - i);
@@ -176,10 +187,13 @@ void joinBands(const std::uint8_t* band0, const std::uint8_t* band1, const std::
 #if defined(__AVX2__)
     for (; i + shuffledPixels <= pixels; i += shuffledPixels) {
         std::uint8_t* const at = to + 3 * i;
-        const __m256i parts[3] = {load<__m256i>(band0 + i), load<__m256i>(band1 + i), load<__m256i>(band2 + i)};
-        storeHalves(at, 48, shuffled(parts, threeBands.join[0]));
-        storeHalves(at + 16, 48, shuffled(parts, threeBands.join[1]));
-        storeHalves(at + 32, 48, shuffled(parts, threeBands.join[2]));
+        const __m256i parts[3] = {shuffled(load<__m256i>(band0 + i), threeBands.join[0]),
+                                  shuffled(load<__m256i>(band1 + i), threeBands.join[1]),
+                                  shuffled(load<__m256i>(band2 + i), threeBands.join[2])};
+        for (unsigned vector = 0; vector < 3; ++vector) {
+            const auto& owner = threeBands.owner[vector];
+            storeHalves(at + std::size_t{16} * vector, 48, picked(parts, owner[0], owner[1], owner[2]));
+        }
     }
 #endif
     plain::joinBands(band0 + i, band1 + i, band2 + i, to + 3 * i, pixels - i);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <type_traits>
 
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
@@ -52,9 +53,8 @@ struct Matrix {
 // How a term joins the sum, which is held in single precision.
 
 struct AddFused {
-    F32 operator()(F32 sum, F32 sample, float weight) const noexcept {
-        return lanes::multiplyAdd(sample, weight - F32{}, sum);
-    }
+    F32 operator()(F32 sum, F32 sample, float weight) const noexcept { return (*this)(sum, sample, weight - F32{}); }
+    F32 operator()(F32 sum, F32 sample, F32 weight) const noexcept { return lanes::multiplyAdd(sample, weight, sum); }
 };
 struct AddWide {
     F32 operator()(F32 sum, F32 sample, float weight) const noexcept {
@@ -71,6 +71,11 @@ struct AddGated {
 template <class T>
 struct Rounded {
     I32 operator()(F32 sum) const noexcept {
+        if constexpr (lowest<T> == 0) {
+            // What is negative or NaN gives 0 in any case.
+            const F32 positive = lanes::larger<F32>(sum, F32{});
+            return lanes::truncate(lanes::smaller<F32>(positive + 0.5F, static_cast<float>(highest<T>) - F32{}));
+        }
         return lanes::rounded(sum, static_cast<float>(lowest<T>), static_cast<float>(highest<T>));
     }
 };
@@ -134,9 +139,45 @@ void combineBand(const Matrix& matrix, unsigned output, std::size_t pixels, std:
     for (std::size_t i = 0; i < pixels; ++i) to[i] = static_cast<T>(results[i]);
 }
 
+#if defined(__AVX512BW__)
+/// Three bands of bytes made of three, the most frequent form: all stays in registers. A vector of each plane is read
+/// before the results take its place.
+template <class Add, class Finish>
+void combineThree(const Matrix& matrix, std::size_t pixels, std::size_t chunk) noexcept {
+    constexpr unsigned bands = 3;
+    F32 weights[bands][bands + 1];
+    for (unsigned output = 0; output < bands; ++output) {
+        for (unsigned band = 0; band < bands; ++band) weights[output][band] = matrix.row(output)[band] - F32{};
+        weights[output][bands] = matrix.constant(output) - F32{};
+    }
+    const auto samplesAt = [](const Byte* from) {
+        const lanes::Raw wide = _mm512_maskz_cvtepu8_epi32(0xffff, lanes::load<__m128i>(from));
+        return lanes::toFloat((I32)wide);
+    };
+    for (std::size_t i = 0; i < pixels; i += lanes::count<float>) {
+        Byte* const at = planes<Byte> + i;
+        const F32 samples[bands] = {samplesAt(at), samplesAt(at + chunk), samplesAt(at + 2 * chunk)};
+        for (unsigned output = 0; output < bands; ++output) {
+            F32 sum{};
+            for (unsigned band = 0; band < bands; ++band) sum = Add{}(sum, samples[band], weights[output][band]);
+            const I32 result = Finish{}(sum + weights[output][bands]);
+            lanes::store(at + output * chunk, _mm512_maskz_cvtepi32_epi8(0xffff, (lanes::Raw)result));
+        }
+    }
+}
+#endif
+
 template <class T, class Add, class Finish>
 void combineChunk(const Matrix& matrix, T* d, const T* s, std::size_t pixels, std::size_t chunk) noexcept {
     takeApart(s, matrix.inputs, pixels, chunk);
+#if defined(__AVX512BW__)
+    if constexpr (std::is_same_v<Add, AddFused> && std::is_same_v<T, Byte>) {
+        if (matrix.inputs == 3 && matrix.outputs == 3) {
+            combineThree<Add, Finish>(matrix, pixels, chunk);
+            return putTogether(d, 3, pixels, chunk);
+        }
+    }
+#endif
     const std::size_t samples = matrix.inputs * chunk;
     for (std::size_t i = 0; i < samples; ++i) inputs[i] = static_cast<float>(planes<T>[i]);
     for (unsigned output = 0; output < matrix.outputs; ++output) {
