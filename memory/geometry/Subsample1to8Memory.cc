@@ -88,6 +88,11 @@ long squareSide(const SubsampleCall& call) noexcept {
     return third(x) && third(y) ? 3 : 0;
 }
 
+/// Whether a rectangle and its image begin at multiples of 8 pixels of their rows.
+bool startsOnBytes(const SubsampleCall& call, const Rect& rect) noexcept {
+    return ((rect.x + call.src.ox) & 7) == 0 && ((scaledPlace(rect.x, call.scaleX) + call.dst.ox) & 7) == 0;
+}
+
 /// Squares from the corner of a rectangle on; what is left at its right and lower edges is brought to their scale.
 class Squares {
 public:
@@ -147,7 +152,7 @@ OrvStatus OrvDeviceComputeTypeMemory::Subsample1to8(OrvOp* op, int) noexcept {
     if (side == 0 && !scale.makeTables()) return call.outOfMemory();
     if (call.list() != ORV_SUCCESS) return ORV_FAILURE;
     for (Rect rect{}; call.rects.next(rect);) {
-        if (side != 0 && ((rect.x + call.src.ox) & 7) == 0) {
+        if (side != 0 && startsOnBytes(call, rect)) {
             Squares(call, rect, side).run();
             continue;
         }

@@ -141,7 +141,8 @@ void answerCounts(const orvcase::Case& c, orvcase::Call& call, Scene& scene) {
     const float iy = 1.0F / sy;
     const auto targets = scene.region(d);
     for (const Rect& rect : scene.region(s)) {
-        const bool squares = side != 0 && (rect.x + scene.originX(s)) % 8 == 0;
+        const long toX = static_cast<long>(static_cast<double>(rect.x) * static_cast<double>(sx));
+        const bool squares = side != 0 && (rect.x + scene.originX(s)) % 8 == 0 && (toX + scene.originX(d)) % 8 == 0;
         const auto rowSpans = squares ? squaresOf(rect.y, rect.height, sy, side) : spansOf(rect.y, rect.height, sy);
         const auto columnSpans = squares ? squaresOf(rect.x, rect.width, sx, side) : spansOf(rect.x, rect.width, sx);
         for (const auto& [y, rows] : rowSpans) {
