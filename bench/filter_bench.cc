@@ -103,8 +103,8 @@ bool convolution(const std::string& op, OrvDataType type, unsigned taps, double 
         peer);
 }
 
-void prepareSobel(Scene& scene) {
-    scene.call = std::make_unique<Call>("edge_detect_sobel8", std::vector<Picture*>{&scene.source}, scene.destination);
+void prepareSobel(Scene& scene, const char* op) {
+    scene.call = std::make_unique<Call>(op, std::vector<Picture*>{&scene.source}, scene.destination);
 }
 
 bool sobel() {
@@ -121,7 +121,9 @@ bool sobel() {
         magnitude.convertTo(to, CV_8U);
     };
 #endif
-    return row("edge_detect_sobel8", "opencv", 2.0, ORV_BYTE, side, prepareSobel, peer);
+    return row(
+        "edge_detect_sobel8", "opencv", 2.0, ORV_BYTE, side,
+        [](Scene& scene) { prepareSobel(scene, "edge_detect_sobel8"); }, peer);
 }
 
 std::vector<unsigned> rectangle(unsigned size) { return std::vector<unsigned>(std::size_t{size} * size, 1); }
@@ -198,13 +200,28 @@ bool pair() {
     return row("convolve8/convolve8 5+5", "opencv", 1.0, ORV_BYTE, side, preparePair, peer);
 }
 
-const bool registered = convolution("convolve8", ORV_BYTE, 3, 1.5) && convolution("convolve8", ORV_BYTE, 5, 1.5) &&
-                        convolution("convolve8", ORV_BYTE, 7, 1.2) && convolution("convolve16", ORV_SHORT, 3, 1.5) &&
-                        pair() && sobel() && dilation("3x3", 3, rectangle(3)) &&
-                        dilation("5x5 cross", 5, members(5, [](int x, int y) { return x == 0 || y == 0; })) &&
-                        dilation("7x7 disk", 7, members(7, [](int x, int y) { return x * x + y * y <= 9; })) &&
-                        bitDilation() && convolution("convolve8", ORV_BYTE, 7, 0, side / 4) &&
-                        convolution("convolve8", ORV_BYTE, 7, 0, side / 2) &&
-                        convolution("convolve8", ORV_BYTE, 9, 0) && convolution("convolve8", ORV_BYTE, 11, 0);
+/// Members whose arithmetic no peer has.
+bool withoutPeer() {
+    const auto dilate = [](const char* op, OrvDataType type) {
+        return row(std::string(op) + " 3x3", "", 0, type, side,
+                   [op](Scene& scene) { prepareDilation(scene, op, 3, rectangle(3)); }, {});
+    };
+    const auto detect = [](const char* op, OrvDataType type) {
+        return row(op, "", 0, type, side, [op](Scene& scene) { prepareSobel(scene, op); }, {});
+    };
+    const auto convolveBits = [](Scene& scene) { prepareConvolution(scene, "convolve1", 3); };
+    return row("convolve1 3x3", "", 0, ORV_BIT, side, convolveBits, {}) && detect("edge_detect_sobel1", ORV_BIT) &&
+           detect("edge_detect_sobel16", ORV_SHORT) && dilate("dilate16", ORV_SHORT) && dilate("erode1", ORV_BIT) &&
+           dilate("erode8", ORV_BYTE) && dilate("erode16", ORV_SHORT);
+}
+
+const bool registered =
+    convolution("convolve8", ORV_BYTE, 3, 1.5) && convolution("convolve8", ORV_BYTE, 5, 1.5) &&
+    convolution("convolve8", ORV_BYTE, 7, 1.2) && convolution("convolve16", ORV_SHORT, 3, 1.5) && pair() && sobel() &&
+    dilation("3x3", 3, rectangle(3)) &&
+    dilation("5x5 cross", 5, members(5, [](int x, int y) { return x == 0 || y == 0; })) &&
+    dilation("7x7 disk", 7, members(7, [](int x, int y) { return x * x + y * y <= 9; })) && bitDilation() &&
+    convolution("convolve8", ORV_BYTE, 7, 0, side / 4) && convolution("convolve8", ORV_BYTE, 7, 0, side / 2) &&
+    convolution("convolve8", ORV_BYTE, 9, 0) && convolution("convolve8", ORV_BYTE, 11, 0) && withoutPeer();
 
 } // namespace
