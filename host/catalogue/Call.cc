@@ -256,9 +256,13 @@ void Call::meetAlpha() {
     }
 }
 
+ColourOrder Call::orderOfResult() const noexcept {
+    return operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
+}
+
 void Call::meetOrder() {
     if (operation_.body != nullptr || sources_.empty()) return;
-    const ColourOrder order = operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
+    const ColourOrder order = orderOfResult();
     for (Image& image : sources_) image = image.inOrder(session_, order);
 }
 
@@ -457,7 +461,7 @@ void Call::describeTags(Image& image) const {
     }
     const Tags& from = given_sources_.front().tags();
     Tags tags = from;
-    tags.order = operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
+    tags.order = orderOfResult();
     const Encoding seen = sources_.front().encoding();
     if (encoding_ != seen) tags.icc.clear();
     tags.palette.clear();
@@ -511,8 +515,7 @@ void Call::prepareDestination() {
 
 void Call::takeDestinationInOrder() {
     if (sources_.empty() || !liesBgr(encoding_, ColourOrder::bgr, bands_)) return;
-    const ColourOrder order = operation_.bandsMeet ? ColourOrder::bgr : source().tags().order;
-    const Image reordered = options_.destination.inOrder(session_, order);
+    const Image reordered = options_.destination.inOrder(session_, orderOfResult());
     if (!orderDiffers(reordered, options_.destination)) return;
     asked_ = options_.destination;
     options_.destination = reordered;

@@ -151,6 +151,8 @@ private:
     void meetAlpha();
     /// Colours as the device wants them where the operation's result depends on their order, else all as the first's.
     void meetOrder();
+    /// How the device is given colours, and so leaves them; of calls with sources.
+    ColourOrder orderOfResult() const noexcept;
     void takeAlphaOff();
     void prepare();
     void prepareDestination();

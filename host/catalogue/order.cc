@@ -1,8 +1,5 @@
 #include "catalogue/order.h"
 
-#include <cstring>
-#include <span>
-
 #include "orv/Session.h"
 
 namespace orv {
@@ -10,8 +7,6 @@ namespace orv {
 namespace {
 
 bool holdsColours(const Image& image) noexcept { return liesBgr(image.encoding(), ColourOrder::bgr, image.bands()); }
-
-Rectangle all(const Image& image) noexcept { return {0, 0, image.width(), image.height()}; }
 
 template <class Sample, unsigned Bands>
 void swapRow(const Sample* from, std::ptrdiff_t fromStep, Sample* to, std::ptrdiff_t toStep, unsigned width) noexcept {
@@ -38,22 +33,11 @@ void swapPixels(const Image& source, const Image& target) noexcept {
     }
 }
 
-void swapPlanes(const Image& from, const Image& to) {
+void swapBits(const Image& from, Image to) {
     for (unsigned band = 0; band < from.bands(); ++band) {
-        const Image plane = from.child(all(from), band, 1);
-        const Image target = to.child(all(to), band < 3 ? 2 - band : band, 1);
-        const Pixels a = plane.pixels();
-        const Pixels b = target.pixels();
-        for (unsigned y = 0; y < plane.height(); ++y) {
-            for (unsigned x = 0; x < plane.width(); ++x) {
-                const unsigned at = a.offset + x;
-                const unsigned bit =
-                    (std::to_integer<unsigned>(a.data[y * a.stride + (at >> 3)]) >> (7 - (at & 7))) & 1U;
-                const unsigned place = b.offset + x;
-                std::byte& byte = b.data[y * b.stride + (place >> 3)];
-                const auto mask = static_cast<std::byte>(0x80U >> (place & 7));
-                byte = bit != 0 ? byte | mask : byte & ~mask;
-            }
+        for (unsigned y = 0; y < from.height(); ++y) {
+            for (unsigned x = 0; x < from.width(); ++x)
+                to.setSample(x, y, band < 3 ? 2 - band : band, from.sample(x, y, band));
         }
     }
 }
@@ -67,7 +51,7 @@ bool orderDiffers(const Image& a, const Image& b) noexcept {
 void copyInOrder(const Image& from, const Image& to) {
     switch (from.type()) {
     case Type::bit:
-        return swapPlanes(from, to);
+        return swapBits(from, to);
     case Type::int16:
         return swapPixels<std::int16_t>(from, to);
     default:

@@ -62,9 +62,8 @@ inline auto roundedSamples(Floats sum) noexcept {
     return __builtin_convertvector(rounded, Ints);
 }
 
-/// Rounded to single precision after every weight, where the products and sums are exact enough (see SumFacts).
-template <class T>
-struct FloatRule {
+/// Sums in single precision.
+struct FloatSums {
     using Element = float;
     using Tap = float;
     using Vector = Lanes<float>::Vector;
@@ -72,6 +71,11 @@ struct FloatRule {
     static Vector add(Vector sum, Vector samples, float tap) noexcept {
         return multiplyAdd(samples, Vector{} + tap, sum);
     }
+};
+
+/// Rounded to single precision after every weight, where the products and sums are exact enough (see SumFacts).
+template <class T>
+struct FloatRule : FloatSums {
     static auto finish(Vector sum) noexcept { return roundedSamples<T>(sum); }
 };
 
@@ -143,14 +147,7 @@ struct FixedRule {
 };
 
 /// Fixed-point products of weights that leave no fraction, where all sums are exact in single precision: rounded down.
-struct FloorRule {
-    using Element = float;
-    using Tap = float;
-    using Vector = Lanes<float>::Vector;
-    static Vector start() noexcept { return Vector{}; }
-    static Vector add(Vector sum, Vector samples, float tap) noexcept {
-        return multiplyAdd(samples, Vector{} + tap, sum);
-    }
+struct FloorRule : FloatSums {
     static auto finish(Vector sum) noexcept {
         const Vector zero{};
         const Vector low = sum > zero ? sum : zero;

@@ -129,46 +129,6 @@ py::array asArray(py::handle object) {
     return py::reinterpret_borrow<py::array>(object);
 }
 
-Picture make(Session& session, py::handle object, std::string_view encoding, ColourOrder order) {
-    if (isPacked(object)) return packedPicture(session, object, encoding, order);
-    py::array array = asArray(object);
-    const py::dtype type = array.dtype();
-    const Shape shape = shapeOf(array);
-    Picture picture{.threeAxes = shape.threeAxes};
-    const char kind = type.kind();
-    if (kind == 'b') {
-        picture.image = bitsOf(session, array, shape);
-        picture.copied = true;
-    } else if ((kind == 'u' && type.itemsize() <= 2) || (kind == 'i' && type.itemsize() == 2)) {
-        picture.unsigned16 = kind == 'u' && type.itemsize() == 2;
-        if (!isNative(type)) array = array.attr("astype")(type.attr("newbyteorder")("=")).cast<py::array>();
-        if (!addressable(array, shape) || !isNative(type)) {
-            array = dense(array);
-            picture.copied = true;
-        }
-        const Type samples = type.itemsize() == 1 ? Type::byte : Type::int16;
-        picture.image = viewOf(session, array, shape, samples);
-        picture.held = array;
-        if (picture.unsigned16) {
-            const Image view = picture.image;
-            const py::array plain = dense(array);
-            picture.image = Image(session, shape.width, shape.height, shape.bands, Type::int16);
-            const Pixels to = picture.image.pixels();
-            const auto* from = static_cast<const std::int16_t*>(plain.data());
-            for (unsigned y = 0; y < shape.height; ++y, from += rowSamples(view))
-                exchangeTopBit(reinterpret_cast<std::int16_t*>(to.data + y * to.stride), from, rowSamples(view));
-            picture.copied = true;
-        }
-    } else {
-        refuseType(type);
-    }
-    Tags& tags = picture.image.tags();
-    tags.encoding = encodingOf(encoding, shape.bands);
-    tags.order = order;
-    tags.sixteen = picture.unsigned16 ? Sixteen::shifted : Sixteen::number;
-    return picture;
-}
-
 py::array newArray(const char* type, const Image& image, bool threeAxes) {
     std::vector<py::ssize_t> shape{image.height(), image.width()};
     if (threeAxes) shape.push_back(image.bands());
@@ -231,12 +191,48 @@ bool isEmpty(py::handle object) {
 }
 
 Picture pictureOf(Session& session, py::handle object, std::string_view encoding, ColourOrder order) {
-    return make(session, object, encoding, order);
+    if (isPacked(object)) return packedPicture(session, object, encoding, order);
+    py::array array = asArray(object);
+    const py::dtype type = array.dtype();
+    const Shape shape = shapeOf(array);
+    Picture picture{.threeAxes = shape.threeAxes};
+    const char kind = type.kind();
+    if (kind == 'b') {
+        picture.image = bitsOf(session, array, shape);
+        picture.copied = true;
+    } else if ((kind == 'u' && type.itemsize() <= 2) || (kind == 'i' && type.itemsize() == 2)) {
+        picture.unsigned16 = kind == 'u' && type.itemsize() == 2;
+        if (!isNative(type)) array = array.attr("astype")(type.attr("newbyteorder")("=")).cast<py::array>();
+        if (!addressable(array, shape) || !isNative(type)) {
+            array = dense(array);
+            picture.copied = true;
+        }
+        const Type samples = type.itemsize() == 1 ? Type::byte : Type::int16;
+        picture.image = viewOf(session, array, shape, samples);
+        picture.held = array;
+        if (picture.unsigned16) {
+            const Image view = picture.image;
+            const py::array plain = dense(array);
+            picture.image = Image(session, shape.width, shape.height, shape.bands, Type::int16);
+            const Pixels to = picture.image.pixels();
+            const auto* from = static_cast<const std::int16_t*>(plain.data());
+            for (unsigned y = 0; y < shape.height; ++y, from += rowSamples(view))
+                exchangeTopBit(reinterpret_cast<std::int16_t*>(to.data + y * to.stride), from, rowSamples(view));
+            picture.copied = true;
+        }
+    } else {
+        refuseType(type);
+    }
+    Tags& tags = picture.image.tags();
+    tags.encoding = encodingOf(encoding, shape.bands);
+    tags.order = order;
+    tags.sixteen = picture.unsigned16 ? Sixteen::shifted : Sixteen::number;
+    return picture;
 }
 
 Picture destinationOf(Session& session, py::handle object, std::string_view encoding, ColourOrder order) {
     if (!isPacked(object) && !asArray(object).writeable()) throw Error("out", "the array given as out is read-only");
-    return make(session, object, encoding, order);
+    return pictureOf(session, object, encoding, order);
 }
 
 void copyBack(const Picture& picture, py::handle object) {

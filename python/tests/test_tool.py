@@ -3,6 +3,7 @@
 import json
 import os
 import shlex
+import shutil
 import subprocess
 import sys
 from pathlib import Path
@@ -97,8 +98,6 @@ def test_installs_into_an_environment(tmp_path):
     subprocess.run([sys.executable, "-m", "venv", "--system-site-packages", str(tmp_path / "env")], check=True)
     python = tmp_path / "env" / "bin" / "python"
     source = tmp_path / "python"
-    import shutil
-
     shutil.copytree(Path(__file__).resolve().parent.parent, source, ignore=shutil.ignore_patterns("__pycache__"))
     subprocess.run([python, "-m", "pip", "install", "-q", "--no-index", "--no-build-isolation", str(source)],
                    check=True, env={**os.environ, "ORV_BUILD_DIR": str(build)})
