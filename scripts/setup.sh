@@ -13,7 +13,7 @@ for part in "$@"; do
     case "$part" in
         --bench) packages+=(libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libleptonica-dev) ;;
         --fuzz) packages+=(clang libclang-rt-14-dev) ;;
-        --lint) packages+=(clang-format clang-tidy) ;;
+        --lint) packages+=(clang-format clang-tidy-19) ;;
         --python) packages+=(pybind11-dev python3-dev python3-numpy python3-pytest python3-setuptools python3-venv python3-wheel) ;;
         *) echo "setup.sh: unknown part '$part' (known: --bench --fuzz --lint --python)" >&2; exit 2 ;;
     esac
