@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what a build of orv needs, with the system's package manager (Debian and its kin). Quick where nothing is missing.
-#   scripts/setup.sh [--bench] [--fuzz] [--lint] [--python]     adds what those parts need
+#   scripts/setup.sh [--bench] [--coverage] [--fuzz] [--lint] [--port] [--python]     adds what those parts need
 set -euo pipefail
 
 packages=(
@@ -9,13 +9,17 @@ packages=(
     libcli11-dev libfmt-dev nlohmann-json3-dev libgtest-dev
     python3 python3-numpy python3-pil imagemagick libtiff-tools
 )
+port=0
 for part in "$@"; do
     case "$part" in
         --bench) packages+=(libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libleptonica-dev) ;;
         --fuzz) packages+=(clang libclang-rt-14-dev) ;;
+        --coverage) packages+=(gcovr) ;;
+        --port) port=1; packages+=(clang qemu-user g++-aarch64-linux-gnu g++-s390x-linux-gnu)
+            for target in arm64 s390x; do packages+=(libpixman-1-dev:$target libfmt-dev:$target libgtest-dev:$target); done ;;
         --lint) packages+=(clang-format clang-tidy-19) ;;
         --python) packages+=(pybind11-dev python3-dev python3-numpy python3-pytest python3-setuptools python3-venv python3-wheel) ;;
-        *) echo "setup.sh: unknown part '$part' (known: --bench --fuzz --lint --python)" >&2; exit 2 ;;
+        *) echo "setup.sh: unknown part '$part' (known: --bench --coverage --fuzz --lint --port --python)" >&2; exit 2 ;;
     esac
 done
 
@@ -24,15 +28,21 @@ if ! command -v dpkg-query >/dev/null; then
     exit 0
 fi
 
+native=$(dpkg --print-architecture)
 missing=()
 for package in "${packages[@]}"; do
-    # A virtual package counts as there when a real one that provides it is.
-    if [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then missing+=("$package"); fi
+    # Where libraries of other processors are installed too, only this machine's count, unless another is named.
+    wanted="^($native|all) installed$"
+    [[ "$package" = *:* ]] && wanted=' installed$'
+    dpkg-query -W -f='${Architecture} ${db:Status-Status}\n' "$package" 2>/dev/null | grep -qE "$wanted" || missing+=("$package")
 done
 [ "${#missing[@]}" -eq 0 ] && exit 0
 
 as_root=()
 if [ "$(id -u)" -ne 0 ]; then as_root=(sudo); fi
 echo "Installing: ${missing[*]}"
+if [ "$port" -eq 1 ]; then
+    for target in arm64 s390x; do "${as_root[@]}" dpkg --add-architecture "$target"; done
+fi
 "${as_root[@]}" apt-get update -qq
 "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
