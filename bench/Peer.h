@@ -19,11 +19,22 @@ inline constexpr unsigned side = 2048;
 /// A session over the build that was asked for, kept for the whole run.
 orv::host::Session& session();
 
-/// An image of random samples with dense rows. `offset` (BIT alone) is the bit at which its rows begin; they then have
-/// a byte more.
+/// How the samples of a picture lie.
+struct Layout {
+    unsigned width = side;
+    unsigned height = side;
+    unsigned offset = 0;     ///< of BIT alone: the bit at which its rows begin
+    unsigned pixelGap = 0;   ///< samples between pixels that belong to none; BIT has no such gap
+    unsigned rowGap = 0;     ///< samples (BIT: bytes) between rows
+    bool rectangles = false; ///< a region of 16 rectangles that leaves out a few rows and columns between them
+};
+
+/// An image of random samples.
 class Picture {
 public:
-    Picture(OrvDataType type, unsigned bands, unsigned offset = 0, unsigned width = side, unsigned height = side);
+    Picture(OrvDataType type, unsigned bands, const Layout& layout);
+    Picture(OrvDataType type, unsigned bands, unsigned offset = 0, unsigned width = side, unsigned height = side)
+        : Picture(type, bands, Layout{.width = width, .height = height, .offset = offset}) {}
 
     orv::host::Image& image() noexcept { return *image_; }
     template <class T = unsigned char>
@@ -60,6 +71,7 @@ struct Measurement {
     std::string peer;
     double goal = 0; ///< of the peer's speed
     std::function<Runs()> prepare;
+    double copyGoal = 0; ///< of memcpy's speed
 };
 
 /// Adds a row; the answer lets it stand in an initialiser.

@@ -6,15 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Peer.h"
-
-#ifdef ORV_PEER_OPENCV
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-#endif
-#ifdef ORV_PEER_LEPTONICA
-#include <leptonica/allheaders.h>
-#endif
+#include "Scene.h"
 
 namespace {
 
@@ -38,7 +30,7 @@ std::vector<float> gaussian(unsigned width, unsigned height) {
 }
 
 /// What a row keeps while it is measured.
-struct Scene {
+struct Filtering {
     Picture source;
     Picture destination;
     host::Owned<host::Kernel> kernel = {};
@@ -47,24 +39,16 @@ struct Scene {
     host::Owned<host::Op> first = {};
     std::unique_ptr<Call> call = {};
 
-    Scene(OrvDataType type, unsigned size) : source(type, 1, 0, size, size), destination(type, 1, 0, size, size) {}
-
-#ifdef ORV_PEER_OPENCV
-    static cv::Mat mat(Picture& picture) {
-        const auto& shape = picture.image().shape();
-        return cv::Mat(static_cast<int>(shape.height), static_cast<int>(shape.width),
-                       shape.type == ORV_BYTE ? CV_8U : CV_16S, picture.samples());
-    }
-#endif
+    Filtering(OrvDataType type, unsigned size) : source(type, 1, 0, size, size), destination(type, 1, 0, size, size) {}
 };
 
-using Peer = std::function<void(Scene& scene)>;
+using Peer = std::function<void(Filtering& scene)>;
 
 /// A row; `prepare` makes the call of a scene, `peer` does the same work.
 bool row(const std::string& name, const std::string& peerName, double goal, OrvDataType type, unsigned size,
-         const std::function<void(Scene&)>& prepare, const Peer& peer) {
+         const std::function<void(Filtering&)>& prepare, const Peer& peer) {
     return measure({.name = name, .peer = peerName, .goal = goal, .prepare = [=]() -> Measurement::Runs {
-                        const auto scene = std::make_shared<Scene>(type, size);
+                        const auto scene = std::make_shared<Filtering>(type, size);
                         prepare(*scene);
                         std::function<void()> other;
                         if (peer) other = [scene, peer] { peer(*scene); };
@@ -79,7 +63,7 @@ host::Owned<host::Kernel> makeKernel(unsigned width, unsigned height) {
     return host::Kernel::make(session(), width, height, width / 2, height / 2, gaussian(width, height).data());
 }
 
-void prepareConvolution(Scene& scene, const char* op, unsigned taps) {
+void prepareConvolution(Filtering& scene, const char* op, unsigned taps) {
     scene.kernel = makeKernel(taps, taps);
     scene.call = std::make_unique<Call>(op, std::vector<Picture*>{&scene.source}, scene.destination);
     scene.call->op().addObject(scene.kernel.get());
@@ -89,41 +73,41 @@ void prepareConvolution(Scene& scene, const char* op, unsigned taps) {
 bool convolution(const std::string& op, OrvDataType type, unsigned taps, double goal, unsigned size = side) {
     Peer peer;
 #ifdef ORV_PEER_OPENCV
-    peer = [taps](Scene& scene) {
+    peer = [taps](Filtering& scene) {
         std::vector<float> weights = gaussian(taps, taps);
         const cv::Mat kernel(static_cast<int>(taps), static_cast<int>(taps), CV_32F, weights.data());
-        cv::Mat to = Scene::mat(scene.destination);
-        cv::filter2D(Scene::mat(scene.source), to, -1, kernel, cv::Point(-1, -1), 0, cv::BORDER_REPLICATE);
+        cv::Mat to = matOf(scene.destination);
+        cv::filter2D(matOf(scene.source), to, -1, kernel, cv::Point(-1, -1), 0, cv::BORDER_REPLICATE);
     };
 #endif
     std::string name = op + " " + std::to_string(taps) + "x" + std::to_string(taps);
     if (size != side) name.append(" ").append(std::to_string(size));
     return row(
-        name, "opencv", goal, type, size, [op, taps](Scene& scene) { prepareConvolution(scene, op.c_str(), taps); },
+        name, "opencv", goal, type, size, [op, taps](Filtering& scene) { prepareConvolution(scene, op.c_str(), taps); },
         peer);
 }
 
-void prepareSobel(Scene& scene, const char* op) {
+void prepareSobel(Filtering& scene, const char* op) {
     scene.call = std::make_unique<Call>(op, std::vector<Picture*>{&scene.source}, scene.destination);
 }
 
 bool sobel() {
     Peer peer;
 #ifdef ORV_PEER_OPENCV
-    peer = [](Scene& scene) {
+    peer = [](Filtering& scene) {
         cv::Mat gx;
         cv::Mat gy;
         cv::Mat magnitude;
-        cv::Mat to = Scene::mat(scene.destination);
-        cv::Sobel(Scene::mat(scene.source), gx, CV_32F, 1, 0, 3, 0.5, 0, cv::BORDER_REPLICATE);
-        cv::Sobel(Scene::mat(scene.source), gy, CV_32F, 0, 1, 3, 0.5, 0, cv::BORDER_REPLICATE);
+        cv::Mat to = matOf(scene.destination);
+        cv::Sobel(matOf(scene.source), gx, CV_32F, 1, 0, 3, 0.5, 0, cv::BORDER_REPLICATE);
+        cv::Sobel(matOf(scene.source), gy, CV_32F, 0, 1, 3, 0.5, 0, cv::BORDER_REPLICATE);
         cv::magnitude(gx, gy, magnitude);
         magnitude.convertTo(to, CV_8U);
     };
 #endif
     return row(
         "edge_detect_sobel8", "opencv", 2.0, ORV_BYTE, side,
-        [](Scene& scene) { prepareSobel(scene, "edge_detect_sobel8"); }, peer);
+        [](Filtering& scene) { prepareSobel(scene, "edge_detect_sobel8"); }, peer);
 }
 
 std::vector<unsigned> rectangle(unsigned size) { return std::vector<unsigned>(std::size_t{size} * size, 1); }
@@ -136,7 +120,7 @@ std::vector<unsigned> members(unsigned size, bool (*belongs)(int x, int y)) {
     return element;
 }
 
-void prepareDilation(Scene& scene, const char* op, unsigned size, const std::vector<unsigned>& element) {
+void prepareDilation(Filtering& scene, const char* op, unsigned size, const std::vector<unsigned>& element) {
     scene.element = host::Sel::make(session(), size, size, size / 2, size / 2, element.data());
     scene.call = std::make_unique<Call>(op, std::vector<Picture*>{&scene.source}, scene.destination);
     scene.call->op().addObject(scene.element.get());
@@ -145,17 +129,17 @@ void prepareDilation(Scene& scene, const char* op, unsigned size, const std::vec
 bool dilation(const std::string& shape, unsigned size, const std::vector<unsigned>& element) {
     Peer peer;
 #ifdef ORV_PEER_OPENCV
-    peer = [size, element](Scene& scene) {
+    peer = [size, element](Filtering& scene) {
         const std::vector<unsigned char> bytes(element.begin(), element.end());
         const cv::Mat kernel(static_cast<int>(size), static_cast<int>(size), CV_8U,
                              const_cast<unsigned char*>(bytes.data()));
-        cv::Mat to = Scene::mat(scene.destination);
-        cv::dilate(Scene::mat(scene.source), to, kernel);
+        cv::Mat to = matOf(scene.destination);
+        cv::dilate(matOf(scene.source), to, kernel);
     };
 #endif
     return row(
         "dilate8 " + shape, "opencv", 1.0, ORV_BYTE, side,
-        [size, element](Scene& scene) { prepareDilation(scene, "dilate8", size, element); }, peer);
+        [size, element](Filtering& scene) { prepareDilation(scene, "dilate8", size, element); }, peer);
 }
 
 bool bitDilation() {
@@ -167,14 +151,14 @@ bool bitDilation() {
         SEL* element = selCreateBrick(5, 5, 2, 2, SEL_HIT);
     };
     const auto pictures = std::make_shared<Pictures>();
-    peer = [pictures](Scene&) { pixDilate(pictures->to, pictures->from, pictures->element); };
+    peer = [pictures](Filtering&) { pixDilate(pictures->to, pictures->from, pictures->element); };
 #endif
     return row(
         "dilate1 5x5", "leptonica", 1.0, ORV_BIT, side,
-        [](Scene& scene) { prepareDilation(scene, "dilate1", 5, rectangle(5)); }, peer);
+        [](Filtering& scene) { prepareDilation(scene, "dilate1", 5, rectangle(5)); }, peer);
 }
 
-void preparePair(Scene& scene) {
+void preparePair(Filtering& scene) {
     scene.kernel = makeKernel(5, 1);
     scene.second = makeKernel(1, 5);
     scene.first = host::Op::make(session(), "convolve8");
@@ -190,11 +174,11 @@ void preparePair(Scene& scene) {
 bool pair() {
     Peer peer;
 #ifdef ORV_PEER_OPENCV
-    peer = [](Scene& scene) {
+    peer = [](Filtering& scene) {
         std::vector<float> taps = gaussian(5, 1);
         const cv::Mat kernel(5, 1, CV_32F, taps.data());
-        cv::Mat to = Scene::mat(scene.destination);
-        cv::sepFilter2D(Scene::mat(scene.source), to, -1, kernel, kernel);
+        cv::Mat to = matOf(scene.destination);
+        cv::sepFilter2D(matOf(scene.source), to, -1, kernel, kernel);
     };
 #endif
     return row("convolve8/convolve8 5+5", "opencv", 1.0, ORV_BYTE, side, preparePair, peer);
@@ -204,12 +188,12 @@ bool pair() {
 bool withoutPeer() {
     const auto dilate = [](const char* op, OrvDataType type) {
         return row(std::string(op) + " 3x3", "", 0, type, side,
-                   [op](Scene& scene) { prepareDilation(scene, op, 3, rectangle(3)); }, {});
+                   [op](Filtering& scene) { prepareDilation(scene, op, 3, rectangle(3)); }, {});
     };
     const auto detect = [](const char* op, OrvDataType type) {
-        return row(op, "", 0, type, side, [op](Scene& scene) { prepareSobel(scene, op); }, {});
+        return row(op, "", 0, type, side, [op](Filtering& scene) { prepareSobel(scene, op); }, {});
     };
-    const auto convolveBits = [](Scene& scene) { prepareConvolution(scene, "convolve1", 3); };
+    const auto convolveBits = [](Filtering& scene) { prepareConvolution(scene, "convolve1", 3); };
     return row("convolve1 3x3", "", 0, ORV_BIT, side, convolveBits, {}) && detect("edge_detect_sobel1", ORV_BIT) &&
            detect("edge_detect_sobel16", ORV_SHORT) && dilate("dilate16", ORV_SHORT) && dilate("erode1", ORV_BIT) &&
            dilate("erode8", ORV_BYTE) && dilate("erode16", ORV_SHORT);

@@ -45,11 +45,24 @@ void report(const Measurement& measurement, int times) {
         copy = std::min(copy, milliseconds([&] { std::memcpy(to.data(), from.data(), from.size()); }));
     }
     std::printf("%-22s %8.3f ms  memcpy %8.3f ms %6.2f", measurement.name.c_str(), orv, copy, copy / orv);
+    if (measurement.copyGoal != 0) std::printf(" (goal %.2f)", measurement.copyGoal);
     if (runs.peer) {
         std::printf("   %-10s %8.3f ms %6.2f (goal %.2f)", measurement.peer.c_str(), peer, peer / orv,
                     measurement.goal);
     }
     std::printf("\n");
+}
+
+void cutUp(orv::host::Image& image, const Layout& layout) {
+    constexpr unsigned count = 4;
+    constexpr unsigned gap = 3;
+    const unsigned width = layout.width / count;
+    const unsigned height = layout.height / count;
+    std::vector<orv::host::Rect> rects;
+    for (unsigned i = 0; i < count * count; ++i) {
+        rects.push_back({i % count * width, i / count * height, width - gap, height - gap});
+    }
+    image.setRegion(rects);
 }
 
 } // namespace
@@ -63,34 +76,35 @@ orv::host::Session& session() {
     return *session;
 }
 
-Picture::Picture(OrvDataType type, unsigned bands, unsigned offset, unsigned width, unsigned height) {
-    const unsigned rowBytes = (width + offset + 7) / 8;
-    const std::size_t sampleCount = std::size_t{width} * height * bands;
-    bytes_.resize(type == ORV_BIT ? std::size_t{rowBytes} * height * bands
-                                  : sampleCount * (type == ORV_BYTE    ? 1
-                                                   : type == ORV_SHORT ? 2
-                                                                       : 4));
+Picture::Picture(OrvDataType type, unsigned bands, const Layout& layout) {
+    const unsigned pixel = bands + layout.pixelGap;
+    const unsigned sampleBytes = type == ORV_FLOAT ? 4 : type == ORV_SHORT ? 2 : 1;
+    const unsigned stride =
+        layout.rowGap + (type == ORV_BIT ? (layout.width + layout.offset + 7) / 8 : layout.width * pixel);
+    const std::size_t planes = type == ORV_BIT ? bands : 1;
+    bytes_.resize(std::size_t{stride} * layout.height * planes * sampleBytes);
     std::mt19937 random(7);
     for (unsigned char& byte : bytes_) byte = static_cast<unsigned char>(random());
     OrvMemoryStorage storage{};
-    const auto pixel = static_cast<std::uint16_t>(bands);
+    const auto pixelStride = static_cast<std::uint16_t>(pixel);
     switch (type) {
     case ORV_BIT:
-        storage.bit = {bytes_.data(), static_cast<std::uint16_t>(rowBytes), rowBytes * height,
-                       static_cast<std::uint8_t>(offset)};
+        storage.bit = {bytes_.data(), static_cast<std::uint16_t>(stride), stride * layout.height,
+                       static_cast<std::uint8_t>(layout.offset)};
         break;
     case ORV_BYTE:
-        storage.byte = {bytes_.data(), width * bands, pixel};
+        storage.byte = {bytes_.data(), stride, pixelStride};
         break;
     case ORV_SHORT:
-        storage.shorts = {samples<short>(), width * bands, pixel};
+        storage.shorts = {samples<short>(), stride, pixelStride};
         break;
     case ORV_FLOAT:
-        storage.floats = {samples<float>(), width * bands, pixel};
+        storage.floats = {samples<float>(), stride, pixelStride};
         break;
     }
-    image_ =
-        orv::host::Image::wrap(session(), {.type = type, .width = width, .height = height, .bands = bands}, storage);
+    image_ = orv::host::Image::wrap(
+        session(), {.type = type, .width = layout.width, .height = layout.height, .bands = bands}, storage);
+    if (layout.rectangles) cutUp(*image_, layout);
 }
 
 Call::Call(const char* op, std::vector<Picture*> sources, Picture& destination)

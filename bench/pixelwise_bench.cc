@@ -1,60 +1,12 @@
 // Arithmetic, logic, blend, conversion and band ops beside OpenCV and Leptonica.
 
-#include <cstdint>
-#include <memory>
-
-#include "Peer.h"
-
-#ifdef ORV_PEER_OPENCV
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-#endif
-#ifdef ORV_PEER_LEPTONICA
-#include <leptonica/allheaders.h>
-#endif
+#include "Scene.h"
 
 namespace {
 
 using namespace orvbench;
-using Runs = Measurement::Runs;
-
-/// The images of a row, sources first, and the call on them.
-struct Scene {
-    std::vector<std::unique_ptr<Picture>> pictures;
-    std::unique_ptr<Call> call;
-    std::shared_ptr<void> extra;
-
-    Scene(const char* op, std::vector<std::unique_ptr<Picture>> all) : pictures(std::move(all)) {
-        std::vector<Picture*> sources;
-        for (std::size_t i = 0; i + 1 < pictures.size(); ++i) sources.push_back(pictures[i].get());
-        call = std::make_unique<Call>(op, sources, *pictures.back());
-    }
-    std::size_t bytes() const {
-        std::size_t sum = 0;
-        for (const auto& picture : pictures) sum += picture->bytes();
-        return sum;
-    }
-};
-
-template <class... Pictures>
-std::shared_ptr<Scene> makeScene(const char* op, Pictures... pictures) {
-    std::vector<std::unique_ptr<Picture>> all;
-    (all.push_back(std::make_unique<Picture>(std::move(pictures))), ...);
-    return std::make_shared<Scene>(op, std::move(all));
-}
-
-Runs runsOf(const std::shared_ptr<Scene>& scene, std::function<void()> peer) {
-    return {.orv = [scene] { (*scene->call)(); }, .peer = std::move(peer), .bytes = scene->bytes(), .holds = scene};
-}
 
 #ifdef ORV_PEER_OPENCV
-
-cv::Mat matOf(Scene& scene, std::size_t index) {
-    auto& image = scene.pictures[index]->image();
-    const int depth = image.shape().type == ORV_BYTE ? CV_8U : CV_16S;
-    return cv::Mat(side, side, CV_MAKETYPE(depth, static_cast<int>(image.shape().bands)),
-                   scene.pictures[index]->samples());
-}
 
 using Pairwise = void (*)(const cv::Mat& a, const cv::Mat& b, cv::Mat& d);
 using Single = void (*)(const cv::Mat& a, cv::Mat& d);
@@ -62,15 +14,16 @@ using Single = void (*)(const cv::Mat& a, cv::Mat& d);
 bool pairRow(const char* op, OrvDataType type, double goal, Pairwise peer) {
     return measure({.name = op, .peer = "opencv", .goal = goal, .prepare = [op, type, peer] {
                         const auto scene = makeScene(op, Picture(type, 1), Picture(type, 1), Picture(type, 1));
-                        return runsOf(scene, [=, a = matOf(*scene, 0), b = matOf(*scene, 1),
-                                              d = matOf(*scene, 2)]() mutable { peer(a, b, d); });
+                        return runsOf(scene, [=, a = matOf(scene->source()), b = matOf(scene->source(2)),
+                                              d = matOf(scene->destination())]() mutable { peer(a, b, d); });
                     }});
 }
 
 bool singleRow(const char* op, OrvDataType from, OrvDataType to, Single peer) {
     return measure({.name = op, .peer = "opencv", .goal = 0.95, .prepare = [op, from, to, peer] {
                         const auto scene = makeScene(op, Picture(from, 1), Picture(to, 1));
-                        return runsOf(scene, [=, a = matOf(*scene, 0), d = matOf(*scene, 1)]() mutable { peer(a, d); });
+                        return runsOf(scene, [=, a = matOf(scene->source()),
+                                              d = matOf(scene->destination())]() mutable { peer(a, d); });
                     }});
 }
 
@@ -94,42 +47,33 @@ bool arithmeticRows() {
 }
 const bool arithmetic = arithmeticRows();
 
-const bool blend =
-    measure({.name = "blend8a8", .peer = "opencv", .goal = 1.5, .prepare = [] {
-                 const auto scene = makeScene("blend8a8", Picture(ORV_BYTE, 1), Picture(ORV_BYTE, 1),
-                                              Picture(ORV_BYTE, 1), Picture(ORV_BYTE, 1));
-                 cv::Mat second;
-                 matOf(*scene, 2).convertTo(second, CV_32F, 1.0 / 255);
-                 const cv::Mat first = 1.0F - second;
-                 return runsOf(scene, [=, a = matOf(*scene, 0), b = matOf(*scene, 1), d = matOf(*scene, 3)]() mutable {
-                     cv::blendLinear(a, b, first, second, d);
-                 });
-             }});
+const bool blend = measure(
+    {.name = "blend8a8", .peer = "opencv", .goal = 1.5, .prepare = [] {
+         const auto scene = makeScene("blend8a8", Picture(ORV_BYTE, 1), Picture(ORV_BYTE, 1), Picture(ORV_BYTE, 1),
+                                      Picture(ORV_BYTE, 1));
+         cv::Mat second;
+         matOf(scene->source(3)).convertTo(second, CV_32F, 1.0 / 255);
+         const cv::Mat first = 1.0F - second;
+         return runsOf(scene, [=, a = matOf(scene->source()), b = matOf(scene->source(2)),
+                               d = matOf(scene->destination())]() mutable { cv::blendLinear(a, b, first, second, d); });
+     }});
 
 constexpr float weights[12] = {0.4F, 0.3F, 0.2F, 1.5F, 0.1F, 0.7F, 0.15F, -2.0F, 0.25F, 0.25F, 0.5F, 0.0F};
 
-const bool combine = measure(
-    {.name = "bandCombine8", .peer = "opencv", .goal = 1, .prepare = [] {
-         const auto scene = makeScene("bandCombine8", Picture(ORV_BYTE, 3), Picture(ORV_BYTE, 3));
-         std::shared_ptr<orv::host::Kernel> kernel(orv::host::Kernel::make(session(), 4, 3, 0, 0, weights).release(),
-                                                   orv::host::Release{});
-         scene->call->op().addObject(kernel.get());
-         scene->extra = kernel;
-         return runsOf(scene,
-                       [a = matOf(*scene, 0), d = matOf(*scene, 1),
-                        m = cv::Mat(3, 4, CV_32F, const_cast<float*>(weights))]() mutable { cv::transform(a, d, m); });
-     }});
+const bool combine =
+    measure({.name = "bandCombine8", .peer = "opencv", .goal = 1, .prepare = [] {
+                 const auto scene = makeScene("bandCombine8", Picture(ORV_BYTE, 3), Picture(ORV_BYTE, 3));
+                 auto& kernel = scene->keep(orv::host::Kernel::make(session(), 4, 3, 0, 0, weights));
+                 scene->op().addObject(&kernel);
+                 return runsOf(scene, [a = matOf(scene->source()), d = matOf(scene->destination()),
+                                       m = cv::Mat(3, 4, CV_32F, const_cast<float*>(weights))]() mutable {
+                     cv::transform(a, d, m);
+                 });
+             }});
 
 #endif
 
 #ifdef ORV_PEER_LEPTONICA
-
-std::shared_ptr<PIX> bitmap() {
-    PIX* pix = pixCreate(side, side, 1);
-    l_uint32* words = pixGetData(pix);
-    for (unsigned i = 0; i < side * side / 32; ++i) words[i] = i * 2654435761U;
-    return {pix, [](PIX* owned) { pixDestroy(&owned); }};
-}
 
 /// Bits that begin at `from` in the source and at `to` in the destination, in place for two sources, as a raster
 /// operation works.
@@ -137,7 +81,7 @@ bool bitRow(const char* name, const char* op, unsigned sources, unsigned from, u
     return measure({.name = name, .peer = "leptonica", .goal = 1, .prepare = [=] {
                         const auto picture = [](unsigned offset) { return Picture(ORV_BIT, 1, offset); };
                         const auto scene = makeScene(op, picture(from), picture(to));
-                        if (sources == 2) scene->call->op().setSource(2, &scene->pictures.back()->image());
+                        if (sources == 2) scene->op().setSource(2, &scene->destination().image());
                         return runsOf(scene, [=, s = bitmap(), d = bitmap()] {
                             const auto shift = static_cast<l_int32>(to) - static_cast<l_int32>(from);
                             pixRasterop(d.get(), shift, 0, side, side, rasterOp, s.get(), 0, 0);
@@ -145,7 +89,7 @@ bool bitRow(const char* name, const char* op, unsigned sources, unsigned from, u
                     }});
 }
 
-const bool bits =
+const bool rasterOps =
     bitRow("and1", "and1", 2, 0, 0, PIX_SRC& PIX_DST) && bitRow("or1", "or1", 2, 0, 0, PIX_SRC | PIX_DST) &&
     bitRow("xor1", "xor1", 2, 0, 0, PIX_SRC ^ PIX_DST) && bitRow("copy1", "copy1", 1, 0, 0, PIX_SRC) &&
     bitRow("not1", "not1", 1, 0, 0, PIX_NOT(PIX_SRC)) && bitRow("and1 3 to 5", "and1", 2, 3, 5, PIX_SRC& PIX_DST) &&
@@ -160,5 +104,49 @@ const bool widen = measure({.name = "convert1_8", .peer = "leptonica", .goal = 2
                             }});
 
 #endif
+
+// Ops without a peer, beside the copy.
+
+const bool constantLogic = [] {
+    for (const char* const name : {"andconst", "orconst", "xorconst"}) {
+        besideCopy(0.95, {std::string(name) + "8", {bytes}, bytes, wordArray({0x3c})});
+        besideCopy(0.95, {std::string(name) + "16", {shorts}, shorts, wordArray({0x3c3c})});
+        besideCopy(0.95, {std::string(name) + "1", {bits}, bits, wordArray({1})});
+    }
+    return besideCopy("andconst8 3", 0.95, {"andconst8", {colors}, colors, wordArray({0x3c, 0xff, 1})});
+}();
+
+const bool withoutPeer[] = {
+    besideCopy(0.95, {"subtract1", {bits, bits}, bits}),
+    besideCopy(0.95, {"divide1", {bits, bits}, bits}),
+    besideCopy(0.95, {"convert1_16", {bits}, shorts}),
+    besideCopy(0.95, {"convert8_1", {bytes}, bits}),
+    besideCopy(0.95, {"convert16_1", {shorts}, bits}),
+    besideCopy("convert8_1 3", 0.95, {"convert8_1", {colors}, {ORV_BIT, 3}}),
+    besideCopy(0.95, {"blackgeneration8", {{ORV_BYTE, 4}}, {ORV_BYTE, 4}, floatValues({0.8F, 0.6F})}),
+    besideCopy(0.95, {"blackgeneration16", {{ORV_SHORT, 4}}, {ORV_SHORT, 4}, floatValues({0.8F, 0.6F})}),
+    besideCopy(0.95, {"blend1a1", {bits, bits, bits}, bits}),
+    besideCopy(0.95, {"blend1a8", {bits, bits, bytes}, bits}),
+    besideCopy(0.95, {"blend1a16", {bits, bits, shorts}, bits}),
+    besideCopy(0.95, {"blend8a1", {bytes, bytes, bits}, bytes}),
+    besideCopy(0.95, {"blend8a16", {bytes, bytes, shorts}, bytes}),
+    besideCopy("blend8a8 3", 0.95, {"blend8a8", {colors, colors, bytes}, colors}),
+    besideCopy(0.95, {"blend16a1", {shorts, shorts, bits}, shorts}),
+    besideCopy(0.95, {"blend16a8", {shorts, shorts, bytes}, shorts}),
+    besideCopy(0.95, {"blend16a16", {shorts, shorts, shorts}, shorts}),
+};
+
+// Other layouts.
+
+const bool layouts[] = {
+    layoutRows("add8", {"add8", {bytes, bytes}, bytes}),
+    layoutRows("divide8", {"divide8", {bytes, bytes}, bytes}),
+    layoutRows("xor16 3", {"xor16", {shortColors, shortColors}, shortColors}),
+    layoutRows("and1", {"and1", {bits, bits}, bits}),
+    layoutRows("blend8a8", {"blend8a8", {bytes, bytes, bytes}, bytes}),
+    layoutRows("blend8a8 3", {"blend8a8", {colors, colors, bytes}, colors}),
+    layoutRows("convert8_16", {"convert8_16", {bytes}, shorts}),
+    layoutRows("convert1_8", {"convert1_8", {bits}, bytes}),
+};
 
 } // namespace

@@ -2,57 +2,25 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <memory>
 #include <string>
-#include <utility>
 
-#include "Peer.h"
-
-#ifdef ORV_PEER_OPENCV
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-#endif
-#ifdef ORV_PEER_LEPTONICA
-#include <leptonica/allheaders.h>
-#endif
+#include "Scene.h"
 
 namespace {
 
 using namespace orvbench;
-using Runs = Measurement::Runs;
-
-struct Scene {
-    Picture source;
-    Picture destination;
-    Call call;
-
-    Scene(const char* op, Picture from, Picture to)
-        : source(std::move(from)), destination(std::move(to)), call(op, {&source}, destination) {}
-};
-
-Runs runsOf(const std::shared_ptr<Scene>& scene, std::function<void()> peer) {
-    return {.orv = [scene] { scene->call(); },
-            .peer = std::move(peer),
-            .bytes = scene->source.bytes() + scene->destination.bytes(),
-            .holds = scene};
-}
 
 std::shared_ptr<Scene> turning(OrvDataType type, unsigned bands, long flip, unsigned offset = 0) {
     const char* op = type == ORV_BIT ? "transpose1" : type == ORV_BYTE ? "transpose8" : "transpose16";
-    auto scene = std::make_shared<Scene>(op, Picture(type, bands, offset), Picture(type, bands));
-    scene->call.op().addLong(flip);
+    auto scene = makeScene(op, Picture(type, bands, offset), Picture(type, bands));
+    scene->op().addLong(flip);
     return scene;
 }
 
 bool flipped(OrvDataType type, unsigned bands, long flip) {
     const char* op = type == ORV_BYTE ? "transpose8 flip " : "transpose16 flip ";
-    return measure({op + std::to_string(flip) + " bands " + std::to_string(bands), "memcpy", 0.9, [=] {
-                        auto scene = turning(type, bands, flip);
-                        return runsOf(scene, [scene] {
-                            std::memcpy(scene->destination.samples(), scene->source.samples(), scene->source.bytes());
-                        });
-                    }});
+    return measure({op + std::to_string(flip) + " bands " + std::to_string(bands), "memcpy", 0.9,
+                    [=] { return runsBesideCopy(turning(type, bands, flip)); }});
 }
 
 const bool flips[] = {
@@ -61,13 +29,6 @@ const bool flips[] = {
 };
 
 #ifdef ORV_PEER_OPENCV
-
-cv::Mat matOf(Picture& picture) {
-    const orv::host::Shape& shape = picture.image().shape();
-    return cv::Mat(static_cast<int>(shape.height), static_cast<int>(shape.width),
-                   CV_MAKETYPE(shape.type == ORV_BYTE ? CV_8U : CV_16S, static_cast<int>(shape.bands)),
-                   picture.samples());
-}
 
 /// A swirl about the middle, up to some 40 pixels, as displacements in sixteenths and as the peer's fixed-point maps.
 struct Swirl {
@@ -95,12 +56,12 @@ struct Swirl {
 
 bool warped(const char* op, OrvDataType type, unsigned bands, int interpolation, double goal) {
     return measure({std::string(op) + " " + std::to_string(bands), "cv::remap", goal, [=] {
-                        auto scene = std::make_shared<Scene>(op, Picture(type, bands), Picture(type, bands));
+                        auto scene = makeScene(op, Picture(type, bands), Picture(type, bands));
                         auto swirl = std::make_shared<Swirl>(interpolation != cv::INTER_NEAREST);
-                        scene->call.op().setSource(2, &swirl->table.image());
+                        scene->op().setSource(2, &swirl->table.image());
                         return runsOf(scene, [=] {
-                            cv::Mat to = matOf(scene->destination);
-                            cv::remap(matOf(scene->source), to, swirl->whole, swirl->fractions, interpolation);
+                            cv::Mat to = matOf(scene->destination());
+                            cv::remap(matOf(scene->source()), to, swirl->whole, swirl->fractions, interpolation);
                         });
                     }});
 }
@@ -109,11 +70,11 @@ bool turned(const char* name, OrvDataType type, unsigned bands, long flip, doubl
     return measure({name, flip == 2 ? "cv::transpose" : "cv::rotate", goal, [=] {
                         auto scene = turning(type, bands, flip);
                         return runsOf(scene, [=] {
-                            cv::Mat to = matOf(scene->destination);
+                            cv::Mat to = matOf(scene->destination());
                             if (flip == 2) {
-                                cv::transpose(matOf(scene->source), to);
+                                cv::transpose(matOf(scene->source()), to);
                             } else {
-                                cv::rotate(matOf(scene->source), to, cv::ROTATE_90_COUNTERCLOCKWISE);
+                                cv::rotate(matOf(scene->source()), to, cv::ROTATE_90_COUNTERCLOCKWISE);
                             }
                         });
                     }});
@@ -134,13 +95,12 @@ const bool rows[] = {
     measure({"subsampleAdaptive8 0.37", "cv::resize", 1.0,
              [] {
                  const auto to = static_cast<unsigned>(std::ceil(side * 0.37));
-                 auto scene = std::make_shared<Scene>("subsampleAdaptive8", Picture(ORV_BYTE, 1),
-                                                      Picture(ORV_BYTE, 1, 0, to, to));
-                 scene->call.op().addFloat(0.37F);
-                 scene->call.op().addFloat(0.37F);
+                 auto scene = makeScene("subsampleAdaptive8", Picture(ORV_BYTE, 1), Picture(ORV_BYTE, 1, 0, to, to));
+                 scene->op().addFloat(0.37F);
+                 scene->op().addFloat(0.37F);
                  return runsOf(scene, [=] {
-                     cv::Mat result = matOf(scene->destination);
-                     cv::resize(matOf(scene->source), result, result.size(), 0, 0, cv::INTER_AREA);
+                     cv::Mat result = matOf(scene->destination());
+                     cv::resize(matOf(scene->source()), result, result.size(), 0, 0, cv::INTER_AREA);
                  });
              }}),
 };
@@ -148,13 +108,6 @@ const bool rows[] = {
 #endif
 
 #ifdef ORV_PEER_LEPTONICA
-
-std::shared_ptr<PIX> bitmap() {
-    PIX* pix = pixCreate(side, side, 1);
-    l_uint32* words = pixGetData(pix);
-    for (unsigned i = 0; i < side * side / 32; ++i) words[i] = i * 2654435761U;
-    return {pix, [](PIX* owned) { pixDestroy(&owned); }};
-}
 
 bool turnedBits(const char* name, unsigned offset) {
     return measure({name, "pixRotate90", 10, [=] {
@@ -168,10 +121,9 @@ bool turnedBits(const char* name, unsigned offset) {
 bool counted(float scale, unsigned factor) {
     return measure({"subsample1_8 1/" + std::to_string(factor), "pixScaleToGray" + std::to_string(factor), 1, [=] {
                         const unsigned to = side / factor;
-                        auto scene = std::make_shared<Scene>("subsample1_8", Picture(ORV_BIT, 1),
-                                                             Picture(ORV_BYTE, 1, 0, to, to));
-                        scene->call.op().addFloat(scale);
-                        scene->call.op().addFloat(scale);
+                        auto scene = makeScene("subsample1_8", Picture(ORV_BIT, 1), Picture(ORV_BYTE, 1, 0, to, to));
+                        scene->op().addFloat(scale);
+                        scene->op().addFloat(scale);
                         return runsOf(scene, [=, s = bitmap()] {
                             PIX* grey = factor == 2 ? pixScaleToGray2(s.get()) : pixScaleToGray4(s.get());
                             pixDestroy(&grey);
@@ -179,16 +131,16 @@ bool counted(float scale, unsigned factor) {
                     }});
 }
 
-const bool bits[] = {
+const bool bitRows[] = {
     turnedBits("transpose1 90 degrees", 0),
     turnedBits("transpose1 90, offset 3", 3),
     counted(0.5F, 2),
     counted(0.25F, 4),
     measure({"rotate1nearest", "pixAffineSampled", 2,
              [] {
-                 auto scene = std::make_shared<Scene>("rotate1nearest", Picture(ORV_BIT, 1), Picture(ORV_BIT, 1));
+                 auto scene = makeScene("rotate1nearest", Picture(ORV_BIT, 1), Picture(ORV_BIT, 1));
                  constexpr float angle = 0.34906584F;
-                 scene->call.op().addFloat(angle);
+                 scene->op().addFloat(angle);
                  const float c = std::cos(angle);
                  const float s = std::sin(angle);
                  return runsOf(scene, [=, from = bitmap()] {

@@ -1,0 +1,104 @@
+#include "Scene.h"
+
+#include <cstring>
+
+namespace orvbench {
+
+Scene::Scene(const std::string& op, std::vector<Picture> pictures) : pictures_(std::move(pictures)) {
+    std::vector<Picture*> sources;
+    for (std::size_t i = 0; i + 1 < pictures_.size(); ++i) sources.push_back(&pictures_[i]);
+    call_ = std::make_unique<Call>(op.c_str(), sources, pictures_.back());
+}
+
+std::size_t Scene::bytes() const {
+    std::size_t sum = 0;
+    for (const Picture& picture : pictures_) sum += picture.bytes();
+    return sum;
+}
+
+Runs runsOf(const std::shared_ptr<Scene>& scene, std::function<void()> peer) {
+    return {.orv = [scene] { scene->run(); }, .peer = std::move(peer), .bytes = scene->bytes(), .holds = scene};
+}
+
+Runs runsBesideCopy(const std::shared_ptr<Scene>& scene) {
+    return runsOf(scene, [scene] {
+        std::memcpy(scene->destination().samples(), scene->source().samples(), scene->source().bytes());
+    });
+}
+
+std::shared_ptr<Scene> Subject::scene(const Layout& layout) const {
+    std::vector<Picture> pictures;
+    for (const Kind& kind : from) pictures.emplace_back(kind.type, kind.bands, layout);
+    pictures.emplace_back(to.type, to.bands, layout);
+    auto made = std::make_shared<Scene>(op, std::move(pictures));
+    parameters(*made);
+    return made;
+}
+
+bool besideCopy(const std::string& name, double goal, const Subject& subject) {
+    Measurement row{.name = name, .peer = {}, .goal = 0, .prepare = [subject] {
+                        const auto scene = subject.scene();
+                        Runs runs = runsOf(scene);
+                        if (subject.readsDestination) runs.bytes += scene->destination().bytes();
+                        return runs;
+                    }};
+    row.copyGoal = goal;
+    return measure(row);
+}
+
+std::function<void(Scene&)> floatArrays(std::vector<std::vector<float>> arrays) {
+    return [arrays](Scene& scene) {
+        for (const auto& array : arrays) {
+            scene.op().addPointer(scene.keep(std::make_shared<std::vector<float>>(array)).data());
+        }
+    };
+}
+
+std::function<void(Scene&)> wordArray(std::vector<std::uint32_t> array) {
+    return [array](Scene& scene) {
+        scene.op().addPointer(scene.keep(std::make_shared<std::vector<std::uint32_t>>(array)).data());
+    };
+}
+
+std::function<void(Scene&)> floatValues(std::vector<float> values) {
+    return [values](Scene& scene) {
+        for (const float value : values) scene.op().addFloat(value);
+    };
+}
+
+bool layoutRows(const std::string& name, const Subject& subject) {
+    return layoutRows(name, [subject](const Layout& layout) { return subject.scene(layout); });
+}
+
+bool layoutRows(const std::string& name, const MakeScene& make) {
+    const auto besideDense = [&](const char* what, double goal, const Layout& layout) {
+        measure({.name = name + what, .peer = "dense", .goal = goal, .prepare = [make, layout] {
+                     return runsOf(make(layout), [dense = make({})] { dense->run(); });
+                 }});
+    };
+    besideDense(" padded", 1 / 1.2, {.rowGap = 5});
+    besideDense(" apart", 0.5, {.pixelGap = 1});
+    besideDense(" rectangles", 1 / 1.2, {.rectangles = true});
+    return measure({.name = name + " 512", .peer = {}, .goal = 0, .prepare = [make] {
+                        return runsOf(make({.width = 512, .height = 512}));
+                    }});
+}
+
+#ifdef ORV_PEER_OPENCV
+cv::Mat matOf(Picture& picture) {
+    const orv::host::Shape& shape = picture.image().shape();
+    return {static_cast<int>(shape.height), static_cast<int>(shape.width),
+            CV_MAKETYPE(shape.type == ORV_BYTE ? CV_8U : CV_16S, static_cast<int>(shape.bands)), picture.samples()};
+}
+#endif
+
+#ifdef ORV_PEER_LEPTONICA
+std::shared_ptr<PIX> bitmap() {
+    PIX* pix = pixCreate(side, side, 1);
+    l_uint32* words = pixGetData(pix);
+    for (unsigned i = 0; i < side * side / 32; ++i) words[i] = i * 2654435761U;
+    return {pix, [](PIX* owned) { pixDestroy(&owned); }};
+}
+#endif
+
+} // namespace orvbench
