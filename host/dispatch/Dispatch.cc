@@ -62,6 +62,7 @@ CallResult Session::run(Op& op, int count) {
         result = tryFunctions(nodeOf(*this, op, count), running, op, count);
         result.live = running.reclaim();
         result.reports = running.reports();
+        result.faultsMet = faults_.met();
         told = running.takeReports();
     }
     if (op.destination()) op.destination()->samplesChanged();

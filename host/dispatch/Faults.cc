@@ -23,6 +23,7 @@ bool FaultPlan::hits(FaultPoint point, const OrvObject* object) noexcept {
         ++armed.seen;
         hit = hit || everyTime(point) || armed.seen == armed.fault.nth;
     }
+    met_ += hit;
     return hit;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cstddef>
 #include <cstdlib>
@@ -95,7 +96,7 @@ public:
                 const I32 offset = from + columns[i];
                 if (left == 0) {
                     start = lanes::smaller<I32>(offset, lastWord - I32{});
-                    word = lanes::gatherWords(source.base_, start);
+                    word = firstLowest(lanes::gatherWords(source.base_, start));
                     left = source.tapsPerWord_;
                 }
                 words_[i] = word;
@@ -115,6 +116,13 @@ public:
         }
 
     private:
+        /// The word with its first sample in the low bits, whatever the processor's byte order.
+        static U32 firstLowest(U32 word) noexcept {
+            if constexpr (std::endian::native == std::endian::little) return word;
+            const U32 halves = (word << 16) | (word >> 16);
+            return sizeof(T) == 2 ? halves : ((halves & 0x00FF00FF) << 8) | ((halves >> 8) & 0x00FF00FF);
+        }
+
         U32 words_[N];
         I32 shifts_[N];
     };

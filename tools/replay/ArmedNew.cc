@@ -39,6 +39,7 @@ ArmedNew::ArmedNew(void* handle, std::vector<unsigned> failing) {
     failingNew.moduleEnd = mapping.end;
     failingNew.failing = std::move(failing);
     failingNew.seen = 0;
+    failingNew.met = 0;
     failingNew.armed = true;
 }
 

@@ -15,6 +15,7 @@ struct FailingNew {
     std::uintptr_t moduleBegin = 0;
     std::uintptr_t moduleEnd = 0;
     unsigned seen = 0;
+    unsigned met = 0;
     std::vector<unsigned> failing; ///< numbers of the allocations that fail, counted from 1
 
     /// Counts an allocation made from that address; true where it must fail.
@@ -24,7 +25,9 @@ struct FailingNew {
         if (address < moduleBegin || address >= moduleEnd) return false;
         ++seen;
         for (const unsigned number : failing) {
-            if (number == seen) return true;
+            if (number != seen) continue;
+            ++met;
+            return true;
         }
         return false;
     }

@@ -68,6 +68,7 @@ void pack(Packer& to, const CaseReport& report) {
         to.add(each.text);
     }
     to.add(report.printed);
+    to.add(static_cast<std::int64_t>(report.faultsMet));
 }
 
 CaseReport unpack(Unpacker& from) {
@@ -78,6 +79,7 @@ CaseReport unpack(Unpacker& from) {
         report.mismatches.push_back({line, from.text()});
     }
     report.printed = from.text();
+    report.faultsMet = static_cast<unsigned>(from.number());
     return report;
 }
 
@@ -86,6 +88,7 @@ CaseReport runOne(const Case& c, const RunOptions& options) {
     Outcome outcome = runCase(c, options);
     if (options.keepOutcome) report.printed = writeCase(withOutcome(c, outcome));
     report.mismatches = std::move(outcome.mismatches);
+    report.faultsMet = outcome.faultsMet;
     return report;
 }
 

@@ -54,6 +54,7 @@ public:
         build_.reports.clear();
         facts.result = stage_.run(call);
         facts.reports = build_.reports;
+        outcome.faultsMet += facts.result.faultsMet;
         compare(case_, call, facts, stage_, outcome.mismatches);
         if (keep_) outcome.calls.push_back(record(case_, call, facts, stage_));
     }

@@ -31,6 +31,7 @@ struct Outcome {
     std::vector<Mismatch> mismatches; ///< none: the case passed
     /// What each call did: everything that changed, and everything that the expectations name. keepOutcome alone.
     std::vector<Expectations> calls;
+    unsigned faultsMet = 0; ///< calls of the device's that a fault made fail, in all
 
     bool passed() const { return mismatches.empty(); }
 };
@@ -46,6 +47,7 @@ Case withOutcome(Case c, const Outcome& outcome);
 struct CaseReport {
     std::vector<Mismatch> mismatches; ///< none: the case passed
     std::string printed;              ///< the case with its outcome, as text; keepOutcome alone
+    unsigned faultsMet = 0;
 };
 
 /// Runs the cases in order in a forked process, `fresh` ones (with `isolate` all) each in a forked process of its own,

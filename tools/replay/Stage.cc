@@ -399,7 +399,9 @@ orv::host::CallResult Stage::run(const Call& call) {
     arm(call.faults, failingNews);
     if (failingNews.empty()) return session_.run(*op_);
     const ArmedNew armed(session_.device()->handle(), std::move(failingNews));
-    return session_.run(*op_);
+    orv::host::CallResult result = session_.run(*op_);
+    result.faultsMet += failingNew.met;
+    return result;
 }
 
 double Stage::sample(const StagedImage& image, unsigned column, unsigned row, unsigned band) const {

@@ -41,8 +41,14 @@ struct Fault {
 class ORV_API FaultPlan {
 public:
     void arm(const Fault& fault);
-    void disarm() noexcept { armed_.clear(); }
+    void disarm() noexcept {
+        armed_.clear();
+        met_ = 0;
+    }
     bool empty() const noexcept { return armed_.empty(); }
+
+    /// How many calls were made to fail since the plan was last disarmed.
+    unsigned met() const noexcept { return met_; }
 
     /// Counts a call of the device's; true where it must fail.
     bool hits(FaultPoint point, const OrvObject* object) noexcept;
@@ -53,6 +59,7 @@ private:
         unsigned seen = 0;
     };
     std::vector<Armed> armed_;
+    unsigned met_ = 0;
 };
 
 } // namespace orv::host

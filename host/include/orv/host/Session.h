@@ -37,6 +37,7 @@ struct CallResult {
     OrvStatus status = ORV_SUCCESS;
     bool declined = false; ///< status 2, for every function of the node declined
     unsigned reports = 0;
+    unsigned faultsMet = 0; ///< calls of the device's that a fault made fail
     LiveObjects live = {};
 };
 

@@ -1,0 +1,180 @@
+// Makes random calls of every function of the device and prints what came of each as one number, the same on every
+// build of the module and on every machine. Each call is made twice: the second must do what the first did, and leave
+// alone every byte that holds no sample. In rounds, the same calls come again and again over one session: memory must
+// stay flat.
+#include <malloc.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "replay/CaseText.h"
+#include "replay/Runner.h"
+#include "support/Calls.h"
+
+namespace {
+
+constexpr const char* usage =
+    "usage: orvcalls [options]\n"
+    "Makes random calls of every function of the device. Exit status: 0 all was well, 1 it was not, 2 wrong usage.\n"
+    "  --build NAME      the build of the module (baseline, v3, v4, or a path); the best one when left out\n"
+    "  --storage POLICY  where samples lie: heap, ends-at-wall, starts-at-wall; heap when left out\n"
+    "  --first SEED      of the first call; 1 when left out\n"
+    "  --count N         calls; 10000 when left out\n"
+    "  --rounds N        makes all calls N times over one session, and watches memory\n"
+    "  --quiet           no line for each call\n"
+    "  --print           the calls as case files, with what came\n";
+
+struct Options {
+    orvcase::RunOptions run = {.keepOutcome = true};
+    std::uint64_t first = 1;
+    std::uint64_t count = 10000;
+    unsigned rounds = 1;
+    bool quiet = false;
+    bool print = false;
+};
+
+struct WrongUse {
+    std::string what;
+};
+
+orvcase::Storage storageNamed(const std::string& name) {
+    for (const orvcase::Storage each : orvcase::allStorages()) {
+        if (name == orvcase::storageName(each)) return each;
+    }
+    throw WrongUse{"no storage policy is named " + name};
+}
+
+Options parse(const std::vector<std::string>& words) {
+    Options options;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::string& word = words[i];
+        const auto next = [&]() -> const std::string& {
+            if (i + 1 == words.size()) throw WrongUse{word + " needs a value"};
+            return words[++i];
+        };
+        const auto number = [&] { return std::strtoull(next().c_str(), nullptr, 10); };
+        if (word == "--build")
+            options.run.build = next();
+        else if (word == "--storage")
+            options.run.storage = storageNamed(next());
+        else if (word == "--first")
+            options.first = number();
+        else if (word == "--count")
+            options.count = number();
+        else if (word == "--rounds")
+            options.rounds = static_cast<unsigned>(number());
+        else if (word == "--quiet")
+            options.quiet = true;
+        else if (word == "--print")
+            options.print = true;
+        else
+            throw WrongUse{"unknown option " + word};
+    }
+    return options;
+}
+
+std::uint64_t hashOf(const std::string& text) {
+    std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+    return hash;
+}
+
+/// Bytes that the program holds on the heap.
+std::size_t heapInUse() {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+class Calls {
+public:
+    explicit Calls(const Options& options) : options_(options) {}
+
+    bool run() {
+        if (!options_.quiet) std::printf("# first seed %llu\n", static_cast<unsigned long long>(options_.first));
+        bool well = true;
+        for (unsigned round = 1; round <= options_.rounds; ++round) {
+            for (std::uint64_t i = 0; i < options_.count; ++i) well = call(i, round) && well;
+            if (options_.rounds > 1) well = memory(round) && well;
+        }
+        std::fprintf(stderr, "%llu calls; kept host objects: %u lists, %u regions, %u images\n",
+                     static_cast<unsigned long long>(options_.count * options_.rounds), kept_.lists.value_or(0),
+                     kept_.rois.value_or(0), kept_.images.value_or(0));
+        return well;
+    }
+
+private:
+    bool call(std::uint64_t i, unsigned round) {
+        const std::uint64_t seed = options_.first + i;
+        orvcase::Case c = orvmodel::randomCall(seed);
+        const orvcase::Outcome first = orvcase::runCase(c, options_.run);
+        count(first);
+        c = orvcase::withOutcome(std::move(c), first);
+        const std::string text = orvcase::writeCase(c);
+        const std::uint64_t hash = hashOf(text);
+        if (round == 1) {
+            if (options_.rounds > 1) hashes_.push_back(hash);
+            if (options_.print) std::fputs(text.c_str(), stdout);
+            if (!options_.quiet && !options_.print) print(seed, hash);
+        } else if (hashes_[i] != hash) {
+            return complain(seed, "came out otherwise than the first time");
+        }
+        const orvcase::Outcome second =
+            orvcase::runCase(c, {.build = options_.run.build, .storage = options_.run.storage});
+        return second.passed() || complain(seed, second.mismatches[0].text);
+    }
+
+    static void print(std::uint64_t seed, std::uint64_t hash) {
+        const auto& functions = orvmodel::functions();
+        std::printf("%llu %s %016llx\n", static_cast<unsigned long long>(seed),
+                    functions[seed % functions.size()].path.c_str(), static_cast<unsigned long long>(hash));
+    }
+
+    static bool complain(std::uint64_t seed, const std::string& what) {
+        std::fprintf(stderr, "seed %llu: %s\n%s", static_cast<unsigned long long>(seed), what.c_str(),
+                     orvcase::writeCase(orvmodel::randomCall(seed)).c_str());
+        return false;
+    }
+
+    void count(const orvcase::Outcome& outcome) {
+        for (const orvcase::Expectations& each : outcome.calls) {
+            kept_.lists = kept_.lists.value_or(0) + each.live.lists.value_or(0);
+            kept_.rois = kept_.rois.value_or(0) + each.live.rois.value_or(0);
+            kept_.images = kept_.images.value_or(0) + each.live.images.value_or(0);
+        }
+    }
+
+    /// The second round finds all tables and caches made; from then on nothing may grow.
+    bool memory(unsigned round) {
+        const std::size_t now = heapInUse();
+        std::fprintf(stderr, "round %u: %zu bytes on the heap\n", round, now);
+        if (round == 2) settled_ = now;
+        if (round <= 2 || now <= settled_ + allowance) return true;
+        std::fprintf(stderr, "round %u: memory grew by %zu bytes\n", round, now - settled_);
+        return false;
+    }
+
+    static constexpr std::size_t allowance = 64 * 1024; ///< for what the C library itself keeps at hand
+
+    const Options& options_;
+    std::vector<std::uint64_t> hashes_;
+    std::size_t settled_ = 0;
+    orvcase::LiveCounts kept_;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const Options options = parse({argv + 1, argv + argc});
+        return Calls(options).run() ? 0 : 1;
+    } catch (const WrongUse& wrong) {
+        std::fprintf(stderr, "orvcalls: %s\n%s", wrong.what.c_str(), usage);
+        return 2;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orvcalls: %s\n", error.what());
+        return 1;
+    }
+}
