@@ -11,9 +11,7 @@ int main(int count, char** arguments) {
     try {
         orv::Session session;
         const orv::Image photo = session.read(arguments[1]);
-        const orv::Image sources[] = {photo};
-        session.write(session.apply("convolve", sources, {{"kernel", orv::Kernel::gaussian(5, 1.0)}}).image,
-                      arguments[2]);
+        session.write(session.convolve(photo, {.kernel = orv::Kernel::gaussian(5, 1.0)}), arguments[2]);
     } catch (const orv::Error& error) {
         std::cerr << error.what() << '\n';
         return 1;

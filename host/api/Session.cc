@@ -6,6 +6,7 @@
 #include "files/Reader.h"
 #include "files/Writer.h"
 #include "orv/Catalogue.h"
+#include "orv/Version.h"
 #include "orv/host/Image.h"
 #include "orv/host/Session.h"
 
@@ -20,11 +21,18 @@ std::optional<files::Format> formatFrom(const std::string& name, const char* op)
     return format;
 }
 
+std::optional<files::FloatRange> rangeFrom(const ReadOptions& options) {
+    if (!options.floats) return std::nullopt;
+    return files::FloatRange{options.floats->first, options.floats->second};
+}
+
 } // namespace
 
 struct Session::State {
     host::Owned<host::Session> session;
     bool strict = false;
+    std::function<void(std::string_view)> notices;
+    host::CallWatcher* watcher = nullptr;
 };
 
 Session::Session(const SessionOptions& options) : state_(std::make_unique<State>()) {
@@ -34,11 +42,14 @@ Session::Session(const SessionOptions& options) : state_(std::make_unique<State>
         throw Error("session", error.what());
     }
     state_->strict = options.strict;
+    state_->notices = options.notices;
 }
 
 Session::~Session() = default;
 
 host::Session& Session::object() const noexcept { return *state_->session; }
+void Session::watch(host::CallWatcher* watcher) noexcept { state_->watcher = watcher; }
+host::CallWatcher* Session::watcher() const noexcept { return state_->watcher; }
 const std::string& Session::build() const noexcept { return object().device()->build(); }
 const std::string& Session::modulePath() const noexcept { return object().device()->path(); }
 std::vector<std::string> Session::registrations() const { return object().device()->registrations(); }
@@ -48,6 +59,7 @@ Image Session::read(const std::string& path, const ReadOptions& options) {
                                                    .format = formatFrom(options.format, "read"),
                                                    .rawPolarity = options.rawPolarity,
                                                    .sixteen = options.sixteen,
+                                                   .floats = rangeFrom(options),
                                                    .upright = !options.keepOrientation});
     const files::PictureInfo& info = reader->info();
     Image image(*this, info.width, info.height, info.bands, static_cast<Type>(info.type));
@@ -91,6 +103,19 @@ Result Session::apply(std::string_view operation, std::span<const Image> sources
         throw Error(std::string(operation), fmt::format("{}: {}", operation, result.warnings.front()));
     }
     return result;
+}
+
+void Session::tell(std::string_view operation, const Result& result) const {
+    const auto& notices = state_->notices;
+    for (const std::string& warning : result.warnings) {
+        const std::string line = fmt::format("{}: warning: {}", operation, warning);
+        if (notices)
+            notices(line);
+        else
+            fmt::print(stderr, "orv: {}\n", line);
+    }
+    for (std::size_t i = 0; notices && i < result.notes.size(); ++i)
+        notices(fmt::format("{}: note: {}", operation, result.notes[i]));
 }
 
 std::string_view version() noexcept { return ORV_VERSION; }

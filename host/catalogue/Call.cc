@@ -192,21 +192,7 @@ void Call::takeArguments(const Arguments& arguments) {
 }
 
 void Call::checkRanges() const {
-    for (const Given& given : given_) {
-        const Parameter& parameter = *given.parameter;
-        const auto check = [&](double v) {
-            if (!(v >= parameter.low && v <= parameter.high))
-                refuse(parameter.name, fmt::format("{} came, {} to {} wanted", v, parameter.low, parameter.high));
-        };
-        if (const auto* one = std::get_if<double>(&given.value)) {
-            check(*one);
-            if (!parameter.choices.empty() &&
-                std::ranges::find(parameter.choices, std::lround(*one), &Choice::value) == parameter.choices.end()) {
-                refuse(parameter.name, fmt::format("{} stands for no choice", *one));
-            }
-        }
-        if (const auto* many = std::get_if<std::vector<double>>(&given.value)) std::ranges::for_each(*many, check);
-    }
+    for (const Given& given : given_) checkRange(operation_, *given.parameter, given.value);
 }
 
 // Palettes and alpha. -------------------------------------------------------------------------------------------------
@@ -463,7 +449,7 @@ void Call::describeTags(Image& image) const {
     Tags tags = from;
     tags.order = orderOfResult();
     const Encoding seen = sources_.front().encoding();
-    if (encoding_ != seen) tags.icc.clear();
+    if (encoding_ != seen || spaceChanged_) tags.icc.clear();
     tags.palette.clear();
     if (encoding_ == Encoding::palette) tags.palette = palette_ ? *palette_ : from.palette;
     tags.encoding = encoding_ == seen && bands_ != source().bands() ? usualEncoding(bands_) : encoding_;

@@ -80,6 +80,8 @@ public:
     void bands(unsigned bands) { bands_ = bands; }
     void type(Type type) { type_ = type; }
     void encoding(Encoding encoding) { encoding_ = encoding; }
+    /// The colours are those of another space: a profile does not describe them any more.
+    void changeSpace() noexcept { spaceChanged_ = true; }
     void palette(std::vector<PaletteEntry> colours);
     void sixteen(Sixteen way) { sixteen_ = way; }
     unsigned width() const noexcept { return width_; }
@@ -187,6 +189,7 @@ private:
     double dpiX_ = 1;
     double dpiY_ = 1;
     bool dpiTurned_ = false;
+    bool spaceChanged_ = false;
     bool startsWithSource_ = false;
     bool made_ = false;
     Image asked_;  ///< the caller's destination, where another one is written first
@@ -199,6 +202,9 @@ private:
 
 /// Reads the text of a parameter as a value of its kind. Throws Error that says what is wanted.
 Value parseValue(const Operation& operation, const Parameter& parameter, const std::string& text);
+
+/// Refuses a value that lies outside the parameter's range or stands for none of its choices. Throws Error.
+void checkRange(const Operation& operation, const Parameter& parameter, const Value& value);
 
 /// One full stop of the grammar of lists: "3,3,3".
 std::vector<double> parseNumbers(const std::string& text);

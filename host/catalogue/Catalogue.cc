@@ -47,6 +47,13 @@ std::string underscored(std::string_view name) {
 
 } // namespace
 
+std::string_view nameOf(Kind kind) noexcept {
+    constexpr std::string_view names[] = {"number", "integer", "angle",  "choice",  "levels",  "factors",   "numbers",
+                                          "bits",   "size",    "kernel", "element", "palette", "mask",      "table",
+                                          "points", "text",    "flag",   "colours", "brush",   "diffusion", "warp"};
+    return names[static_cast<std::size_t>(kind)];
+}
+
 std::span<const Operation* const> catalogue() noexcept {
     static const std::vector<const Operation*> all = collect();
     return all;

@@ -1,5 +1,7 @@
 #include "catalogue/Step.h"
 
+#include <optional>
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -17,11 +19,13 @@ Step::Step(Session& session, std::string name)
 
 void Step::add(float value) {
     op_->addFloat(value);
+    given_.emplace_back(value);
     words_.push_back(fmt::format("f={}", value));
 }
 
 void Step::add(long value) {
     op_->addLong(value);
+    given_.emplace_back(value);
     words_.push_back(fmt::format("l={}", value));
 }
 
@@ -29,12 +33,14 @@ void Step::add(std::vector<float> values) {
     words_.push_back(fmt::format("[{}]", fmt::join(values, " ")));
     floats_.push_back(std::make_unique<std::vector<float>>(std::move(values)));
     op_->addPointer(floats_.back()->data());
+    given_.emplace_back(std::span<const float>(*floats_.back()));
 }
 
 void Step::add(std::vector<std::uint32_t> values) {
     words_.push_back(fmt::format("[{}]", fmt::join(values, " ")));
     bits_.push_back(std::make_unique<std::vector<std::uint32_t>>(std::move(values)));
     op_->addPointer(bits_.back()->data());
+    given_.emplace_back(std::span<const std::uint32_t>(*bits_.back()));
 }
 
 void Step::addKernel(const Kernel& kernel) {
@@ -55,17 +61,20 @@ void Step::addElement(const Element& element) {
 void Step::addObject(host::Owned<OrvObject> object) {
     if (!object) throw Error(name_, fmt::format("{}: no memory for a parameter", name_));
     op_->addObject(object.get());
+    given_.emplace_back(object.get());
     objects_.push_back(std::move(object));
     words_.emplace_back("object");
 }
 
-void Step::addResult(void* place) {
-    op_->addPointer(place);
+void Step::addResult(OrvLookup** cell) {
+    op_->addPointer(cell);
+    given_.emplace_back(cell);
     words_.emplace_back("result");
 }
 
-std::vector<float>& Step::keptFloats(std::size_t count) {
-    floats_.push_back(std::make_unique<std::vector<float>>(count));
+std::vector<float>& Step::addResults(std::size_t count) {
+    add(std::vector<float>(count));
+    words_.back() = "result";
     return *floats_.back();
 }
 
@@ -155,31 +164,63 @@ void Step::takeRegions() noexcept {
     target_ = {};
 }
 
+host::WatchedCall Step::watched() const {
+    host::WatchedCall call{.op = name_, .sources = {}, .destination = destination(), .parameters = given_};
+    for (const Image& image : at_) call.sources.push_back(&image.object());
+    return call;
+}
+
 namespace {
 
-/// Runs the op with the session's reports going to the result. The answer tells a decline from success.
-bool call(Session& session, host::Op& op, std::string_view operation, Result& result) {
-    host::Session& host = session.object();
+/// Tells the session's watcher, where it has one, of one call.
+class Watching {
+public:
+    Watching(Session& session, host::WatchedCall call, std::optional<host::WatchedCall> earlier)
+        : watcher_(session.watcher()), earlier_(std::move(earlier)), call_(std::move(call)) {
+        if (earlier_) call_.earlier = &*earlier_;
+        if (watcher_ != nullptr) watcher_->before(call_);
+    }
+    void take(const host::Report& report) {
+        if (watcher_ != nullptr) reports_.push_back(report);
+    }
+    void finish(OrvStatus status) {
+        if (watcher_ != nullptr) watcher_->after(call_, status, reports_);
+    }
+
+private:
+    host::CallWatcher* watcher_;
+    std::optional<host::WatchedCall> earlier_;
+    host::WatchedCall call_;
+    std::vector<host::Report> reports_;
+};
+
+} // namespace
+
+bool Step::call(std::string_view operation, Result& result, const Step* earlier) {
+    host::Session& host = session_.object();
+    const bool isWatched = session_.watcher() != nullptr;
+    Watching watching(session_, isWatched ? watched() : host::WatchedCall(),
+                      isWatched && earlier != nullptr ? std::optional(earlier->watched()) : std::nullopt);
     host.clearLastError();
     host.setErrorHandler([&](const host::Report& report) {
+        watching.take(report);
         if (report.severity == host::Severity::warning) result.warnings.emplace_back(host::messageText(report.id));
     });
     host::CallResult called;
     try {
-        called = host.run(op);
+        called = host.run(*op_);
     } catch (const host::DispatchError& error) {
         host.setErrorHandler({});
         throw Error(std::string(operation), fmt::format("{}: {}", operation, error.what()));
     }
     host.setErrorHandler({});
+    watching.finish(called.status);
     if (called.status == ORV_SUCCESS) return true;
     const auto failure = host.lastError();
     if (!failure) return false;
     throw Error(std::string(operation),
                 fmt::format("{}: {} ({})", operation, host::messageText(failure->id), failure->id), failure->id);
 }
-
-} // namespace
 
 void Step::run(const Images& images, std::string_view operation, Result& result) {
     struct Cleared {
@@ -190,7 +231,7 @@ void Step::run(const Images& images, std::string_view operation, Result& result)
     const Cleared cleared{*this};
     if (!giveRegions(images)) throw Error(std::string(operation), fmt::format("{}: no memory for a region", operation));
     result.explained.push_back(explain());
-    if (!call(session_, *op_, operation, result))
+    if (!call(operation, result))
         throw Error(std::string(operation), fmt::format("{}: the device declined the call", operation));
 }
 
@@ -201,7 +242,7 @@ bool Step::runFused(Step& earlier, const Images& earlierImages, Step& later, con
     later.op_->setOp1(earlier.op_.get());
     bool done = false;
     try {
-        done = call(later.session_, *later.op_, operation, result);
+        done = later.call(operation, result, &earlier);
     } catch (...) {
         later.op_->setOp1(nullptr);
         throw;

@@ -12,6 +12,7 @@
 #include "orv/Values.h"
 #include "orv/host/Op.h"
 #include "orv/host/Region.h"
+#include "orv/host/Watcher.h"
 
 namespace orv {
 
@@ -28,10 +29,10 @@ public:
     void addKernel(const Kernel& kernel);
     void addElement(const Element& element);
     void addObject(host::Owned<OrvObject> object);
-    /// A place for a result, which must outlive the call.
-    void addResult(void* place);
-    /// Room for results, kept as long as the step.
-    std::vector<float>& keptFloats(std::size_t count);
+    /// A cell for a lookup that the op makes; it must outlive the call.
+    void addResult(OrvLookup** cell);
+    /// Room for so many numbers that the op measures, kept as long as the step.
+    std::vector<float>& addResults(std::size_t count);
     OrvObject* lastObject() const noexcept { return objects_.back().get(); }
 
     /// Other images than the call's.
@@ -67,11 +68,15 @@ private:
     host::Image* destination() const noexcept { return measuring_ ? nullptr : &target_.object(); }
     bool giveRegions(const Images& images);
     void takeRegions() noexcept;
+    host::WatchedCall watched() const;
+    /// Runs the op with the session's reports going to the result. The answer tells a decline from success.
+    bool call(std::string_view operation, Result& result, const Step* earlier = nullptr);
 
     Session& session_;
     std::string name_;
     host::Owned<host::Op> op_;
     std::vector<std::string> words_;
+    std::vector<host::WatchedParameter> given_;
     std::vector<std::unique_ptr<std::vector<float>>> floats_;
     std::vector<std::unique_ptr<std::vector<std::uint32_t>>> bits_;
     std::vector<host::Owned<OrvObject>> objects_;

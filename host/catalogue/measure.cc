@@ -30,10 +30,8 @@ std::string bandName(const Call& call, unsigned band) {
 void extrema(Call& call) {
     const unsigned bands = call.source().bands();
     Step& step = call.op("extrema{}").measuring();
-    std::vector<float>& high = step.keptFloats(bands);
-    std::vector<float>& low = step.keptFloats(bands);
-    step.addResult(high.data());
-    step.addResult(low.data());
+    std::vector<float>& high = step.addResults(bands);
+    std::vector<float>& low = step.addResults(bands);
     call.afterwards([&call, &high, &low, bands](Result& result) {
         Measurement least{"min", {}};
         Measurement most{"max", {}};

@@ -197,6 +197,8 @@ Value valueOf(const Parameter& parameter, const std::string& text) {
 
 } // namespace
 
+Levels Levels::parse(const std::string& text) { return levelsOf(text); }
+
 double parseNumber(const std::string& text) {
     // "1/4" for those who think in fractions, "50%" for those who think in percentages.
     if (const std::size_t slash = text.find('/'); slash != std::string::npos) {
@@ -224,8 +226,26 @@ Value parseValue(const Operation& operation, const Parameter& parameter, const s
     }
 }
 
+void checkRange(const Operation& operation, const Parameter& parameter, const Value& value) {
+    const auto refuse = [&](const std::string& message) {
+        throw Error(std::string(operation.name), fmt::format("{}: {}: {}", operation.name, parameter.name, message));
+    };
+    const auto check = [&](double v) {
+        if (!(v >= parameter.low && v <= parameter.high))
+            refuse(fmt::format("{} came, {} to {} wanted", v, parameter.low, parameter.high));
+    };
+    if (const auto* many = std::get_if<std::vector<double>>(&value)) std::ranges::for_each(*many, check);
+    const auto* one = std::get_if<double>(&value);
+    if (one == nullptr) return;
+    check(*one);
+    if (!parameter.choices.empty() &&
+        std::ranges::find(parameter.choices, std::lround(*one), &Choice::value) == parameter.choices.end()) {
+        refuse(fmt::format("{} stands for no choice", *one));
+    }
+}
+
 void checkText(const Operation& operation, const Parameter& parameter, const std::string& text) {
-    parseValue(operation, parameter, text);
+    checkRange(operation, parameter, parseValue(operation, parameter, text));
 }
 
 } // namespace orv

@@ -1,5 +1,6 @@
 // Operations in which each pixel follows from the same pixel of the sources.
 
+#include <cmath>
 #include <numeric>
 
 #include <fmt/format.h>
@@ -199,7 +200,11 @@ void lookup(Call& call) {
         call.refuse("table", fmt::format("{} entries from {} up came, 1 to 65536 from {} up wanted", entries,
                                          table.first, shift - 32768));
     }
+    const int least = table.output == Type::int16 ? shift - 32768 : 0;
+    const int most = table.output == Type::int16 ? shift + 32767 : table.output == Type::byte ? 255 : 1;
     for (const int v : table.samples) {
+        if (v < least || v > most)
+            call.refuse("table", fmt::format("a sample of {} came, {} to {} wanted", v, least, most));
         bytes.push_back(static_cast<std::uint8_t>(v));
         shorts.push_back(static_cast<std::int16_t>(v - shift));
     }
@@ -255,10 +260,13 @@ constexpr Choice spaces[] = {{"rgblinear", 1, "linear light"},
                              {"y601", 7, "luma, Rec. 601 weights, 16 to 235"},
                              {"y709", 8, "luma, Rec. 709 weights, 16 to 235"},
                              {"cmy", 9, "complement of linear RGB"},
-                             {"cmyk", 10, "CMY with black"}};
+                             {"cmyk", 10, "CMY with black"},
+                             {"srgb", 11, "the curve of screens, by a table of its own"}};
+constexpr long linearSpace = 1;
+constexpr long srgbSpace = 11;
 constexpr Encoding spaceEncodings[] = {Encoding::other,  Encoding::rgbLinear, Encoding::rgb,     Encoding::photoYcc,
                                        Encoding::ycc601, Encoding::ycc709,    Encoding::yLinear, Encoding::y601,
-                                       Encoding::y709,   Encoding::cmy,       Encoding::cmyk};
+                                       Encoding::y709,   Encoding::cmy,       Encoding::cmyk,    Encoding::rgb};
 constexpr auto colourParameters = list(
     Parameter{.name = "from",
               .kind = Kind::choice,
@@ -272,6 +280,64 @@ constexpr auto colourParameters = list(
 constexpr Encoding inks[] = {Encoding::cmyk, Encoding::other};
 
 unsigned bandsOf(long space) noexcept { return space >= 6 && space <= 8 ? 1 : space == 10 ? 4 : 3; }
+
+/// The device's conversion between two of its spaces.
+Step& deviceSpaces(Call& call, long from, long to) {
+    Step& step = call.op("colorconvert");
+    for (const long space : {from, to}) {
+        step.addObject(host::Owned<OrvObject>(
+            host::Colorspace::make(call.session().object(), static_cast<unsigned>(space)).release()));
+    }
+    return step;
+}
+
+double linearOfSrgb(double v) noexcept { return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); }
+double srgbOfLinear(double v) noexcept { return v <= 0.0031308 ? v * 12.92 : 1.055 * std::pow(v, 1 / 2.4) - 0.055; }
+
+/// Every sample through the curve of sRGB, to linear light or back. Samples are shares of the range of their type, as
+/// the device's own conversions take them.
+Step& throughSrgb(Call& call, bool toLinear) {
+    const bool wide = call.type() == Type::int16;
+    const int top = wide ? 65535 : 255;
+    const int low = wide ? -32768 : 0;
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::int16_t> shorts;
+    for (int i = 0; i <= top; ++i) {
+        const double share = static_cast<double>(i) / top;
+        const int sample =
+            static_cast<int>(std::lround((toLinear ? linearOfSrgb(share) : srgbOfLinear(share)) * top)) + low;
+        if (wide)
+            shorts.push_back(static_cast<std::int16_t>(sample));
+        else
+            bytes.push_back(static_cast<std::uint8_t>(sample));
+    }
+    const auto type = static_cast<OrvDataType>(call.type());
+    const void* data = wide ? static_cast<const void*>(shorts.data()) : bytes.data();
+    Step& step = call.op(fmt::format("lookup{}_{}", Call::digits(call.type()), Call::digits(call.type())));
+    step.addObject(
+        host::Owned<OrvObject>(host::Lookup::makeSingle(call.session().object(), type, type, 1,
+                                                        static_cast<unsigned>(top) + 1, static_cast<short>(low), data)
+                                   .release()));
+    return step;
+}
+
+/// Between linear light and sRGB goes the curve alone; any other space is reached by way of linear light.
+void convertSpace(Call& call, long from, long to) {
+    if (from != srgbSpace && to != srgbSpace) {
+        deviceSpaces(call, from, to);
+        return;
+    }
+    const bool fromSrgb = from == srgbSpace;
+    if (from == linearSpace || to == linearSpace) {
+        throughSrgb(call, fromSrgb);
+        return;
+    }
+    const Image between(call.session(), call.width(), call.height(), 3, call.type());
+    Step& first = fromSrgb ? throughSrgb(call, true) : deviceSpaces(call, from, linearSpace);
+    first.into(between);
+    Step& second = fromSrgb ? deviceSpaces(call, linearSpace, to) : throughSrgb(call, false);
+    second.on({between});
+}
 
 void colourConvert(Call& call) {
     long from = 0;
@@ -292,13 +358,12 @@ void colourConvert(Call& call) {
         call.refuse("from", fmt::format("an image of {} bands came, {} wanted for {}", call.bands(), bandsOf(from),
                                         spaces[from - 1].word));
     }
-    call.op("colorconvert");
-    for (const long space : {from, to}) {
-        call.addObject(host::Owned<OrvObject>(
-            host::Colorspace::make(call.session().object(), static_cast<unsigned>(space)).release()));
-    }
+    convertSpace(call, from, to);
     call.bands(bandsOf(to));
     call.encoding(spaceEncodings[to]);
+    call.changeSpace();
+    if (to == linearSpace && call.type() == Type::byte)
+        call.note("8 bits of linear light lose dark levels; 'depth --to int16' before it keeps them");
 }
 
 constexpr Operation rows[] = {

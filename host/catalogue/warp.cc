@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <filesystem>
 #include <numbers>
 #include <sstream>
 
@@ -99,7 +100,10 @@ Image displacements(Call& call, Axes axes) {
     } else {
         table = drawn(call, call.text("table"), axes);
         if (table) return table;
-        table = call.session().read(call.text("table"));
+        const std::string& file = call.text("table");
+        if (!std::filesystem::exists(file))
+            call.refuse("table", fmt::format("there is no shape or file '{}' ({})", file, parameters[0].help));
+        table = call.session().read(file);
     }
     if (!table) call.refuse("table", "an empty image came");
     const unsigned wanted = axes == Axes::both ? 2 : 1;

@@ -227,6 +227,33 @@ void toBigEndian(std::byte* samples, std::size_t count) noexcept {
     for (std::size_t i = 0; i < count; ++i) std::swap(samples[2 * i], samples[2 * i + 1]);
 }
 
+void swapBytes(std::byte* samples, std::size_t count, std::size_t size) noexcept {
+    for (std::size_t i = 0; i < count; ++i, samples += size) std::reverse(samples, samples + size);
+}
+
+namespace {
+
+template <class Float>
+void mapFloats(std::byte* samples, std::size_t count, const FloatRange& range) noexcept {
+    constexpr double full = 65535;
+    for (std::size_t i = 0; i < count; ++i) {
+        Float value;
+        std::memcpy(&value, samples + i * sizeof value, sizeof value);
+        const double share = (static_cast<double>(value) - range.low) / (range.high - range.low);
+        // A NaN compares with nothing.
+        const double level = share >= 0 ? std::min(share, 1.0) * full + 0.5 : 0;
+        const auto sample = static_cast<std::uint16_t>(level);
+        std::memcpy(samples + i * sizeof sample, &sample, sizeof sample);
+    }
+}
+
+} // namespace
+
+void mapFloats(std::byte* samples, std::size_t count, std::size_t size, const FloatRange& range) noexcept {
+    if (size == sizeof(double)) return mapFloats<double>(samples, count, range);
+    mapFloats<float>(samples, count, range);
+}
+
 void invertBits(std::byte* bits, std::size_t bytes) noexcept {
     for (std::size_t i = 0; i < bytes; ++i) bits[i] = ~bits[i];
 }

@@ -68,6 +68,13 @@ private:
 /// Swaps the bytes of 16-bit samples where the machine keeps the low byte first: files keep the high byte first.
 void toBigEndian(std::byte* samples, std::size_t count) noexcept;
 
+/// Turns the bytes of samples of `size` bytes round.
+void swapBytes(std::byte* samples, std::size_t count, std::size_t size) noexcept;
+
+/// Floats or doubles (`size` bytes each) as unsigned 16-bit samples, in their own place: the low end of the range
+/// becomes 0, the high end 65535, NaN 0.
+void mapFloats(std::byte* samples, std::size_t count, std::size_t size, const FloatRange& range) noexcept;
+
 /// Inverts packed bits.
 void invertBits(std::byte* bits, std::size_t bytes) noexcept;
 

@@ -1,4 +1,5 @@
-// Arrays of numpy: bool, uint8, int16 and uint16 of shape (height, width) or (height, width, bands), colours R, G, B.
+// Arrays of numpy: bool, uint8, int16, uint16 and (with a range) floats of shape (height, width) or (height, width,
+// bands), colours R, G, B.
 
 #include <algorithm>
 #include <bit>
@@ -52,16 +53,17 @@ public:
                 storeBits(store, y, row);
                 continue;
             }
-            if (swapped_) {
-                for (std::size_t i = 0; i + 1 < row.size(); i += 2) std::swap(row[i], row[i + 1]);
-            }
+            const std::size_t count = std::size_t{info_.width} * info_.bands;
+            if (swapped_) swapBytes(row.data(), count, info_.bits / 8);
+            if (floats_) mapFloats(row.data(), count, info_.bits / 8, *options_.floats);
             store.put(y, row.data());
         }
     }
 
 private:
     std::size_t fileRowBytes() const noexcept {
-        return info_.type == ORV_BIT ? std::size_t{info_.width} * info_.bands : rowBytes(info_);
+        const std::size_t samples = std::size_t{info_.width} * info_.bands;
+        return info_.type == ORV_BIT ? samples : samples * (info_.bits / 8);
     }
 
     std::string readHead() {
@@ -93,6 +95,12 @@ private:
             info_.bits = 16;
             unsigned_ = kind == "u2";
             info_.sixteen = unsigned_ ? options_.sixteen : Sixteen::number;
+        } else if ((kind == "f4" || kind == "f8") && options_.floats) {
+            info_.type = ORV_SHORT;
+            info_.bits = kind == "f8" ? 64 : 32;
+            floats_ = true;
+            unsigned_ = true;
+            info_.sixteen = options_.sixteen;
         } else {
             refuseType(name);
         }
@@ -149,6 +157,7 @@ private:
     ReadOptions options_;
     bool unsigned_ = false;
     bool swapped_ = false;
+    bool floats_ = false;
 };
 
 std::string headFor(const PictureInfo& info, bool unsignedSixteen) {

@@ -207,7 +207,13 @@ struct PngWrite {
 };
 
 int colourTypeOf(const std::string& path, const PictureInfo& info) {
-    if (info.encoding == Encoding::palette && info.type == ORV_BYTE && info.bands == 1) return PNG_COLOR_TYPE_PALETTE;
+    if (info.type == ORV_BIT && info.bands > 1) {
+        refuseToWrite(path, fmt::format("PNG holds bits of one band alone, and the picture has {}; make it gray first, "
+                                        "or write TIFF",
+                                        info.bands));
+    }
+    if (info.encoding == Encoding::palette && info.type == ORV_BYTE && info.bands == 1 && !info.palette.empty())
+        return PNG_COLOR_TYPE_PALETTE;
     switch (info.encoding) {
     case Encoding::gray:
     case Encoding::y601:
@@ -225,6 +231,7 @@ int colourTypeOf(const std::string& path, const PictureInfo& info) {
     case Encoding::rgba:
         if (info.bands == 4) return PNG_COLOR_TYPE_RGB_ALPHA;
         break;
+    case Encoding::palette:
     case Encoding::other:
         if (info.bands == 1) return PNG_COLOR_TYPE_GRAY;
         break;

@@ -10,6 +10,12 @@
 
 namespace orv::files {
 
+/// The floating-point samples that become black and white.
+struct FloatRange {
+    double low;
+    double high;
+};
+
 struct ReadOptions {
     /// A picture of more pixels is refused before any memory is taken for it.
     std::uint64_t maxPixels = std::uint64_t{1} << 31;
@@ -19,6 +25,8 @@ struct ReadOptions {
     bool rawPolarity = false;
     /// How unsigned 16-bit samples become SHORT samples; `number` refuses values above 32767.
     Sixteen sixteen = Sixteen::shifted;
+    /// How floating-point samples become an unsigned 16-bit picture; refused where it is not told.
+    std::optional<FloatRange> floats = {};
     /// Turns the picture as its orientation says: info() is that of the upright picture.
     bool upright = false;
 };

@@ -18,6 +18,9 @@ namespace {
 
 constexpr std::string_view encodingNote = "orv encoding ";
 constexpr double centimetresPerInch = 2.54;
+constexpr unsigned mostBands = 64;
+/// Pixels of a tile that no reader minds.
+constexpr std::uint64_t usualTile = std::uint64_t{1} << 22;
 
 /// The last complaint of libtiff, which keeps its handlers for the whole process.
 thread_local std::string complaint;
@@ -86,7 +89,8 @@ private:
         checkSize(path_, info_.width, info_.height, options_);
         info_.bits = tag<std::uint16_t>(TIFFTAG_BITSPERSAMPLE);
         info_.bands = tag<std::uint16_t>(TIFFTAG_SAMPLESPERPIXEL);
-        if (info_.bands == 0) refuse("it has no bands");
+        if (info_.bands == 0 || info_.bands > mostBands)
+            refuseToRead(path_, fmt::format("it has {} bands (1 to {} are read)", info_.bands, mostBands));
         planar_ = tag<std::uint16_t>(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE && info_.bands > 1;
         setType();
         setEncoding();
@@ -98,9 +102,7 @@ private:
 
     void setType() {
         const auto format = tag<std::uint16_t>(TIFFTAG_SAMPLEFORMAT);
-        if (format == SAMPLEFORMAT_IEEEFP) {
-            refuseToRead(path_, "it holds floating-point samples; map them to integers first (--map LOW:HIGH)");
-        }
+        if (format == SAMPLEFORMAT_IEEEFP) return setFloats();
         switch (info_.bits) {
         case 1:
             info_.type = ORV_BIT;
@@ -124,6 +126,18 @@ private:
             break;
         }
         refuseToRead(path_, fmt::format("it has samples of {} bits (1, 8 and 16 are read)", info_.bits));
+    }
+
+    void setFloats() {
+        if (!options_.floats)
+            refuseToRead(path_, "it holds floating-point samples; map them to integers first (--map LOW:HIGH)");
+        if (info_.bits != 32 && info_.bits != 64)
+            refuseToRead(path_,
+                         fmt::format("it has floating-point samples of {} bits (32 and 64 are read)", info_.bits));
+        info_.type = ORV_SHORT;
+        floats_ = true;
+        unsigned_ = true;
+        info_.sixteen = options_.sixteen;
     }
 
     void setEncoding() {
@@ -270,6 +284,9 @@ private:
         const auto tileWidth = tag<std::uint32_t>(TIFFTAG_TILEWIDTH);
         const auto tileHeight = tag<std::uint32_t>(TIFFTAG_TILELENGTH);
         if (tileWidth == 0 || tileHeight == 0) refuse("its tiles have no pixels");
+        // A tile may be larger than the picture, but no small picture may ask for memory without end.
+        if (tileWidth > std::max(options_.maxPixels, usualTile) / tileHeight)
+            refuseToRead(path_, fmt::format("its tiles of {} x {} pixels are too large", tileWidth, tileHeight));
         const unsigned planes = planar_ ? info_.bands : 1;
         const std::size_t pixelBits = std::size_t{info_.bits} * (planar_ ? 1 : info_.bands);
         const auto tileRow = static_cast<std::size_t>(TIFFTileRowSize64(tiff_.get()));
@@ -313,7 +330,7 @@ private:
     /// Stores a row whose bands lie in planes.
     void putJoined(RowStore& store, unsigned y, const std::byte* first, std::size_t plane) {
         const std::size_t size = info_.bits / 8;
-        std::vector<std::byte> row(rowBytes(info_));
+        std::vector<std::byte> row(info_.width * info_.bands * size);
         for (std::size_t x = 0; x < info_.width; ++x) {
             for (unsigned band = 0; band < info_.bands; ++band) {
                 std::memcpy(row.data() + (x * info_.bands + band) * size, first + band * plane + x * size, size);
@@ -327,7 +344,7 @@ private:
             if (info_.bands == 1) return putPlane(store, y, row, 0);
             return putSplitBits(store, y, row);
         }
-        if (info_.bits == 8 || info_.bits == 16) return finish(store, y, row);
+        if (info_.bits == 8 || info_.bits == 16 || floats_) return finish(store, y, row);
         std::vector<std::byte> wide(info_.width);
         const auto* packed = reinterpret_cast<const std::uint8_t*>(row);
         const unsigned top = (1U << info_.bits) - 1;
@@ -355,6 +372,7 @@ private:
     }
 
     void finish(RowStore& store, unsigned y, std::byte* row) {
+        if (floats_) mapFloats(row, std::size_t{info_.width} * info_.bands, info_.bits / 8, *options_.floats);
         if (inverted_) invertBits(row, rowBytes(info_));
         store.put(y, row);
     }
@@ -366,6 +384,7 @@ private:
     bool planar_ = false;
     bool inverted_ = false;
     bool unsigned_ = false;
+    bool floats_ = false;
 };
 
 std::uint16_t meaningOf(const PictureInfo& info, bool whiteIsZero) noexcept {
@@ -373,12 +392,13 @@ std::uint16_t meaningOf(const PictureInfo& info, bool whiteIsZero) noexcept {
     switch (info.encoding) {
     case Encoding::rgb:
     case Encoding::rgba:
+    case Encoding::rgbLinear:
         return info.bands >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
     case Encoding::cmyk:
     case Encoding::cmy:
         return info.bands >= 3 ? PHOTOMETRIC_SEPARATED : PHOTOMETRIC_MINISBLACK;
     case Encoding::palette:
-        return PHOTOMETRIC_PALETTE;
+        return info.type == ORV_BYTE && info.bands == 1 ? PHOTOMETRIC_PALETTE : PHOTOMETRIC_MINISBLACK;
     default:
         return PHOTOMETRIC_MINISBLACK;
     }

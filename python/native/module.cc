@@ -247,13 +247,6 @@ void writeFile(const std::string& path, const py::object& array, const std::stri
 // The catalogue, for the program that writes the functions.
 // -------------------------------------------------------------
 
-std::string_view kindName(Kind kind) {
-    constexpr std::string_view names[] = {"number", "integer", "angle",  "choice",  "levels",  "factors",   "numbers",
-                                          "bits",   "size",    "kernel", "element", "palette", "mask",      "table",
-                                          "points", "text",    "flag",   "colours", "brush",   "diffusion", "warp"};
-    return names[static_cast<std::size_t>(kind)];
-}
-
 py::dict describe(const Operation& operation) {
     py::list parameters;
     for (const Parameter& p : operation.parameters) {
@@ -261,7 +254,7 @@ py::dict describe(const Operation& operation) {
         for (const Choice& choice : p.choices) choices.append(std::string(choice.word));
         py::dict row;
         row["name"] = pythonName(p);
-        row["kind"] = std::string(kindName(p.kind));
+        row["kind"] = std::string(nameOf(p.kind));
         row["help"] = std::string(p.help);
         row["fallback"] = std::string(p.fallback);
         row["optional"] = p.optional;

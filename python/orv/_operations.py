@@ -221,7 +221,7 @@ def black_generation(a: Picture, *, black: float = 1, undercolor: float = 1, roi
     return _call("black_generation", (a,), (black, undercolor,), roi, out, encoding or "", "rgb")
 
 
-def color_convert(a: Picture, to: Literal['rgblinear', 'rgb709', 'photoycc', 'ycc601', 'ycc709', 'ylinear', 'y601', 'y709', 'cmy', 'cmyk'], *, from_: Literal['rgblinear', 'rgb709', 'photoycc', 'ycc601', 'ycc709', 'ylinear', 'y601', 'y709', 'cmy', 'cmyk'] | None = None, roi: Roi | None = None, out: Array | None = None, order: Literal["rgb", "bgr"] = "rgb", encoding: str | None = None) -> Array:
+def color_convert(a: Picture, to: Literal['rgblinear', 'rgb709', 'photoycc', 'ycc601', 'ycc709', 'ylinear', 'y601', 'y709', 'cmy', 'cmyk', 'srgb'], *, from_: Literal['rgblinear', 'rgb709', 'photoycc', 'ycc601', 'ycc709', 'ylinear', 'y601', 'y709', 'cmy', 'cmyk', 'srgb'] | None = None, roi: Roi | None = None, out: Array | None = None, order: Literal["rgb", "bgr"] = "rgb", encoding: str | None = None) -> Array:
     """From one colour space to another.
 
     from_: the space of the source; told by its encoding where it can be

@@ -1,7 +1,9 @@
 #include "flags.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <filesystem>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -49,12 +51,14 @@ void Flags::declare(CLI::App& app, const Operation* own) {
     text("--orient", orient, "upright turns the picture as its file says, keep leaves it", {"upright", "keep"});
     text("--alpha", alpha, "keep, or drop the opacity of the sources", {"keep", "drop"});
     text("--background", background, "the colour that pictures with opacity are laid on");
+    text("--map", map, "LOW:HIGH: floating-point samples that become black and white of a 16-bit picture");
     text("--dpi", dpi, "dots per inch of what is written: N or X,Y");
     text("--compression", compression, "TIFF: none, lzw, deflate, packbits, g4; PNG: 0 to 9");
     app.add_option("--quality", quality, "JPEG: 1 to 100")->check(CLI::Range(1, 100));
     app.add_option("--max-pixels", maxPixels, "refuse larger pictures");
     app.add_flag("--strict", strict, "a division by zero is an error");
     app.add_flag("--explain", explain, "print the calls of the device on standard error");
+    text("--save-case", saveCase, "write the calls of the device as a case file, for orvreplay");
     app.add_flag("--json", json, "print measurements as JSON");
     app.add_flag("--plot", plot, "print long lists of measurements as bars");
 }
@@ -64,6 +68,7 @@ ReadOptions Flags::reading() const {
             .format = {},
             .sixteen = sixteenNamed(sixteen),
             .rawPolarity = polarity == "raw",
+            .floats = map.empty() ? std::nullopt : std::optional(rangeOf(map)),
             .keepOrientation = orient == "keep"};
 }
 
@@ -73,7 +78,22 @@ WriteOptions Flags::writing() const {
 
 void Flags::check() const {
     if (!dpi.empty()) resolutionOf(dpi);
+    if (!map.empty()) rangeOf(map);
+    const std::filesystem::path folder = std::filesystem::path(saveCase).parent_path();
+    if (!folder.empty() && !std::filesystem::is_directory(folder))
+        throw Error("write", fmt::format("cannot write {}: there is no folder {}", saveCase, folder.string()));
     if (output == "-" && format.empty()) throw Usage("--format: it is missing; -o - needs png, tiff, jpeg, pnm or npy");
+}
+
+std::pair<double, double> rangeOf(const std::string& text) {
+    double low = 0;
+    double high = 0;
+    int end = 0;
+    if (std::sscanf(text.c_str(), "%lf:%lf%n", &low, &high, &end) != 2 ||
+        static_cast<std::size_t>(end) != text.size() || !std::isfinite(low) || !std::isfinite(high) || low == high) {
+        throw Usage(fmt::format("--map: '{}' came, two different numbers LOW:HIGH wanted", text));
+    }
+    return {low, high};
 }
 
 Resolution resolutionOf(const std::string& text) {

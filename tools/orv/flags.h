@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands.h"
@@ -33,8 +34,10 @@ struct Flags {
     std::string alpha = "keep";
     std::string background;
     std::string dpi;
+    std::string map;
     std::string compression;
     std::string fuse = "exact";
+    std::string saveCase;
     int quality = 92;
     std::uint64_t maxPixels = std::uint64_t{1} << 31;
     bool strict = false;
@@ -50,6 +53,9 @@ struct Flags {
     /// Throws Usage where a flag's words do not fit, before anything is read.
     void check() const;
 };
+
+/// Two different numbers LOW:HIGH.
+std::pair<double, double> rangeOf(const std::string& text);
 
 /// Dots per inch as given: one number for both directions, or two.
 Resolution resolutionOf(const std::string& text);

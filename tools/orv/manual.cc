@@ -49,7 +49,7 @@ void printOperation(const Operation& operation) {
     fmt::print("### {}\n\n{}{}\n\n", dashed(operation.name), operation.help,
                operation.body != nullptr ? " (a recipe)" : "");
     if (!operation.details.empty()) fmt::print("{}\n\n", operation.details);
-    fmt::print("    {}\n\n", operation.example);
+    fmt::print("    {}\n\n![before and after](pictures/{}.png)\n\n", operation.example, operation.name);
     if (operation.parameters.empty()) return;
     fmt::print("| flag | meaning | default |\n|---|---|---|\n");
     for (const Parameter& parameter : operation.parameters) {
@@ -84,8 +84,9 @@ std::string roff(std::string_view text) {
 void printMarkdown() {
     fmt::print(
         "# Operations\n\n"
-        "Made by `orv help --markdown` from the catalogue. `orv help OP` shows one of them; `orv demo DIR` runs every\n"
-        "example below and shows what it makes. Flags that all operations have stand at the end.\n");
+        "Made by `scripts/pages.sh` from the catalogue. `orv help OP` shows one of them; `orv demo DIR` runs every\n"
+        "example below and shows what it makes. Each picture shows what goes in on the left and what comes out at the\n"
+        "right. Flags that all operations have stand at the end.\n");
     std::string_view group;
     for (const Operation* operation : catalogue()) {
         if (operation->group != group) fmt::print("\n## {}\n\n", title(group = operation->group));
@@ -140,18 +141,31 @@ namespace {
 nlohmann::json jsonOf(const Parameter& parameter) {
     nlohmann::json line{{"name", parameter.name},
                         {"flag", "--" + dashed(parameter.name)},
+                        {"kind", nameOf(parameter.kind)},
                         {"help", parameter.help},
                         {"optional", parameter.optional || !parameter.fallback.empty()}};
     if (!parameter.fallback.empty()) line["default"] = parameter.fallback;
-    for (const Choice& choice : parameter.choices) line["choices"].push_back(choice.word);
+    if (!parameter.typeName.empty()) line["type"] = parameter.typeName;
+    for (const Choice& choice : parameter.choices) {
+        line["choices"].push_back({{"word", choice.word}, {"value", choice.value}, {"help", choice.help}});
+    }
     return line;
 }
 
 nlohmann::json jsonOf(const Operation& operation) {
-    nlohmann::json line{{"name", operation.name},       {"group", operation.group},
-                        {"help", operation.help},       {"details", operation.details},
-                        {"sources", operation.sources}, {"recipe", operation.body != nullptr},
-                        {"example", operation.example}, {"parameters", nlohmann::json::array()}};
+    constexpr std::string_view instead[] = {"measurements", "images", "palette", "table"};
+    nlohmann::json line{
+        {"name", operation.name},
+        {"group", operation.group},
+        {"help", operation.help},
+        {"details", operation.details},
+        {"sources", operation.sources},
+        {"most_sources", std::max(operation.sources, operation.mostSources)},
+        {"last_source", operation.lastSource},
+        {"gives", operation.givesImage ? "image" : instead[static_cast<std::size_t>(operation.instead)]},
+        {"recipe", operation.body != nullptr},
+        {"example", operation.example},
+        {"parameters", nlohmann::json::array()}};
     for (const Parameter& parameter : operation.parameters) line["parameters"].push_back(jsonOf(parameter));
     return line;
 }

@@ -67,15 +67,22 @@ struct Difference {
     int greatest = 0;
 };
 
+/// What a sample in memory is less than in the file.
+int shiftOf(const Image& image) noexcept {
+    return image.type() == Type::int16 && image.tags().sixteen == Sixteen::shifted ? 32768 : 0;
+}
+
+/// In the units of the files.
 Difference differenceOf(const Image& a, const Image& b) {
     Difference difference;
+    const int shift = shiftOf(a) - shiftOf(b);
     SampleRows rowsOfA(a);
     SampleRows rowsOfB(b);
     for (unsigned y = 0; y < a.height(); ++y) {
         const std::span<const int> one = rowsOfA.row(y);
         const std::span<const int> other = rowsOfB.row(y);
         for (std::size_t i = 0; i < one.size(); ++i) {
-            const int d = std::abs(one[i] - other[i]);
+            const int d = std::abs(one[i] - other[i] + shift);
             difference.greatest = std::max(difference.greatest, d);
             difference.samples += d != 0 ? 1 : 0;
         }
@@ -122,8 +129,12 @@ int compare(const Words& words) {
         ->check(CLI::NonNegativeNumber);
     parseWords(app, words);
     Session session;
-    const Image a = session.read(paths[0]);
-    const Image b = session.read(paths[1]);
+    Image a = session.read(paths[0]);
+    Image b = session.read(paths[1]);
+    if (a.tags().palette != b.tags().palette) {
+        // Equal indices of unlike palettes are unlike pictures.
+        for (Image* image : {&a, &b}) *image = session.depth(*image, {.to = image->type()});
+    }
     if (a.width() != b.width() || a.height() != b.height() || a.bands() != b.bands() || a.type() != b.type()) {
         fmt::print("different: {} is {}, {} is {}\n", paths[0], a.describe(), paths[1], b.describe());
         return 1;

@@ -11,6 +11,7 @@
 #include "files/Target.h"
 #include "orv/Pipeline.h"
 #include "prepare.h"
+#include "recorder.h"
 #include "results.h"
 
 namespace orv::tool {
@@ -95,18 +96,24 @@ private:
 /// say so.
 int runShare(const Plan& plan, const std::vector<Job>& jobs, std::size_t first, std::size_t step, auto finished) {
     Session session(plan.flags.session());
+    Recorder recorder(plan.flags.saveCase);
+    recorder.look(session);
     nlohmann::json found = nlohmann::json::array();
     int status = 0;
     for (std::size_t i = first; i < jobs.size(); i += step) {
         try {
             runJob(session, plan, jobs[i], jobs.size() == 1, found);
         } catch (const Error& error) {
-            if (!plan.flags.keepGoing) throw;
+            if (!plan.flags.keepGoing) {
+                recorder.write();
+                throw;
+            }
             fmt::print(stderr, "orv: {}\n", error.what());
             status = 1;
         }
         finished();
     }
+    recorder.write();
     if (!found.empty()) fmt::print("{}\n", found.dump(2));
     return status;
 }
@@ -155,8 +162,9 @@ int runPlan(const Plan& plan) {
     plan.flags.check();
     const std::vector<Job> jobs = jobsOf(plan);
     if (plan.flags.output == "-") files::keepStandardOutput();
-    // What is printed comes in the order of the sources, from one process.
-    if (plan.flags.jobs > 1 && jobs.size() > 1 && plan.makesPictures) return runShared(plan, jobs);
+    // What is printed, and what a case file holds, comes in the order of the sources, from one process.
+    const bool inOneProcess = !plan.makesPictures || !plan.flags.saveCase.empty();
+    if (plan.flags.jobs > 1 && jobs.size() > 1 && !inOneProcess) return runShared(plan, jobs);
     Progress progress(jobs.size());
     return runShare(plan, jobs, 0, 1, [&] { progress.one(); });
 }

@@ -35,6 +35,9 @@ enum class Kind {
     warp,      ///< displacements: a word, a file, or an image
 };
 
+/// The name of a kind: "number", "kernel".
+ORV_API std::string_view nameOf(Kind kind) noexcept;
+
 struct Choice {
     std::string_view word;
     long value;
@@ -117,7 +120,7 @@ ORV_API std::span<const Operation* const> catalogue() noexcept;
 /// An operation by its name; dashes count as underscores. Throws Error with the nearest name.
 ORV_API const Operation& operationNamed(std::string_view name);
 
-/// Reads the text of a parameter only to say what is wrong with it. Throws Error.
+/// Reads the text of a parameter and checks its range, only to say what is wrong with it. Throws Error.
 ORV_API void checkText(const Operation& operation, const Parameter& parameter, const std::string& text);
 
 /// The one of some names that is nearest to a text, empty where none is near.

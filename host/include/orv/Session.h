@@ -11,9 +11,15 @@
 #include <vector>
 
 #include "orv/Image.h"
+#include "orv/Operations.h"
+#include "orv/Result.h"
 #include "orv/Values.h"
 
 namespace orv {
+
+namespace host {
+class CallWatcher;
+}
 
 struct SessionOptions {
     /// The build of the device: "baseline", "v3", "v4", or the path of a module; empty: the best that the processor can
@@ -21,6 +27,9 @@ struct SessionOptions {
     std::string build = {};
     /// A division by zero is an error and not a warning.
     bool strict = false;
+    /// Takes what a typed function has to say beside its result, a line each: warnings of the device (a division by
+    /// zero) and what was done to a picture so that it fits. Where there is none, warnings go to standard error.
+    std::function<void(std::string_view line)> notices = {};
 };
 
 struct ReadOptions {
@@ -29,6 +38,8 @@ struct ReadOptions {
     std::string format = {};
     Sixteen sixteen = Sixteen::shifted;
     bool rawPolarity = false;
+    /// The floating-point samples that become black and white, low and high; such pictures are refused otherwise.
+    std::optional<std::pair<double, double>> floats = {};
     /// Leaves the picture as it lies in the file; otherwise it is turned as its EXIF or TIFF orientation says.
     bool keepOrientation = false;
 };
@@ -40,40 +51,9 @@ struct WriteOptions {
     bool rawPolarity = false;
 };
 
-/// A named list of numbers that an operation measured.
-struct Measurement {
-    std::string name;
-    std::vector<double> values;
-};
-
-/// What an operation made.
-struct Result {
-    Image image;
-    /// Of operations that make several images.
-    std::vector<Image> images;
-    std::vector<Measurement> measurements;
-    std::optional<Palette> palette;
-    std::optional<Table> table;
-    /// The calls of the device that the operation became, a line each.
-    std::vector<std::string> explained;
-    /// What the device warned of (a division by zero).
-    std::vector<std::string> warnings;
-    /// What was done to the picture so that it fits, a line each: "the palette picture became rgb".
-    std::vector<std::string> notes;
-};
-
-/// What a call may be told beside its sources and arguments.
-struct CallOptions {
-    /// Written in place; made where it is not given.
-    Image destination = {};
-    /// The pixels of the destination to write; all where it is empty.
-    std::vector<Rectangle> roi = {};
-    /// Alpha is taken for one more band.
-    bool alphaAsBand = false;
-};
-
-/// A session over the device of this process. One call runs at a time, over all sessions and threads.
-class ORV_API Session {
+/// A session over the device of this process. One call runs at a time, over all sessions and threads. Every operation
+/// of the catalogue is a member function (Operations.h), and can be called by its name.
+class ORV_API Session : public Operations {
 public:
     explicit Session(const SessionOptions& options = {});
     Session(const Session&) = delete;
@@ -95,8 +75,14 @@ public:
     std::vector<std::string> registrations() const;
 
     host::Session& object() const noexcept;
+    /// Lets somebody look on at the calls of the device, until it is called with null. A watcher outlives its watching.
+    void watch(host::CallWatcher* watcher) noexcept;
+    host::CallWatcher* watcher() const noexcept;
 
 private:
+    friend class OperationsBase;
+    void tell(std::string_view operation, const Result& result) const;
+
     struct State;
     std::unique_ptr<State> state_;
 };

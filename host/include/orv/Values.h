@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -119,13 +120,17 @@ struct ORV_API Diffusion {
 
 /// Samples of a colour, one a band in the order of people (R, G, B) or one for all; fractions of full range where
 /// `relative`.
-struct Levels {
+struct ORV_API Levels {
     std::vector<double> values;
     bool relative = false;
 
     Levels() = default;
     Levels(double value) : values{value} {}
+    Levels(double r, double g, double b) : values{r, g, b} {}
+    Levels(double c, double m, double y, double k) : values{c, m, y, k} {}
     Levels(std::vector<double> all, bool fractions = false) : values(std::move(all)), relative(fractions) {}
+    /// "255,128,0", "50%", "#ff8000", "red".
+    static Levels parse(const std::string& text);
     bool operator==(const Levels&) const = default;
 };
 
@@ -134,6 +139,27 @@ struct Point {
     double y = 0;
     bool operator==(const Point&) const = default;
 };
+
+/// Numbers, one a band or one for all where an operation works on bands.
+struct Numbers {
+    std::vector<double> values;
+
+    Numbers() = default;
+    Numbers(double value) : values{value} {}
+    Numbers(std::initializer_list<double> all) : values(all) {}
+    Numbers(std::vector<double> all) : values(std::move(all)) {}
+    bool operator==(const Numbers&) const = default;
+};
+
+/// Width and height in pixels.
+struct Size {
+    unsigned width = 0;
+    unsigned height = 0;
+    bool operator==(const Size&) const = default;
+};
+
+/// Displacements: a word or a file as on the command line, or an image.
+using Warp = std::variant<std::string, Image>;
 
 /// What a parameter of an operation can be given as; a text is read by the rules of the command line.
 using Value = std::variant<std::string, double, std::vector<double>, Kernel, Element, Palette, Mask, Table,
