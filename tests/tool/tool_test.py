@@ -2,6 +2,8 @@
 
 import json
 import os
+import pathlib
+import pty
 import random
 import signal
 import struct
@@ -10,6 +12,8 @@ import time
 import unittest
 
 from orv_files import ORV, FileTest, orv, plain_build
+
+SOURCE = pathlib.Path(os.environ["ORV_SOURCE_DIR"])
 
 
 class Add(FileTest):
@@ -91,6 +95,9 @@ class Refusals(FileTest):
                      says=["--qualty", "did you mean '--quality'"])
         self.refused("add-const", "rgb.ppm", "-o", "out.png", "--value", "much", status=2, says=["value", "much"])
         self.refused("add-const", "rgb.ppm", "-o", "out.png", status=2, says=["--value is missing"])
+        self.refused("blur", "rgb.ppm", "-o", "out.png", "--sigma", "-1", status=2, says=["sigma", "wanted"])
+        self.refused("rotate", "rgb.ppm", "-o", "out.png", "--degrees", "4", "--interpolation", "bicubik", status=2,
+                     says=["did you mean 'bicubic'"])
         self.refused("add", "rgb.ppm", "-o", "out.png", status=2, says=["1 picture came", "2 wanted"])
         self.refused("add", "rgb.ppm", "rgb.ppm", "rgb.ppm", "-o", "out.png", status=2, says=["3 pictures came"])
         self.refused("add", "rgb.ppm", "rgb.ppm", status=2, says=["-o"])
@@ -100,6 +107,12 @@ class Refusals(FileTest):
         self.refused("pipe", "rgb.ppm", "-o", "out.png", "--", "not", ":", status=2, says=["step is empty"])
         self.refused("pipe", "rgb.ppm", "-o", "out.png", "--", "add", "@far", status=2, says=["@far"])
         self.refused("help", "ad", status=2, says=["did you mean 'add'"])
+
+    def test_the_device_warns_and_strict_runs_fail(self):
+        self.ppm("zero.pgm", 6, 4, [0] * 24)
+        run = self.orv("divide", "gray.pgm", "zero.pgm", "-o", "quotient.png")
+        self.assertIn(b"orv: warning: ", run.stderr)
+        self.refused("divide", "gray.pgm", "zero.pgm", "-o", "out.png", "--strict", says=["divide"])
 
     def test_an_output_that_cannot_be_written(self):
         self.refused("not", "rgb.ppm", "-o", "no/folder/out.png", says=["no/folder/out.png"])
@@ -171,6 +184,34 @@ class Batches(FileTest):
         os.mkdir(self.folder / "x")
         os.rename(self.folder / "in3.pgm", self.folder / "x" / "in0.pgm")
         self.refused("not", "in0.pgm", "x/in0.pgm", "-o", "out/", status=2, says=["in0.pgm"], output="out")
+
+
+class Places(FileTest):
+    def setUp(self):
+        super().setUp()
+        self.ppm("a.pgm", 3, 1, [1, 100, 200])
+
+    def test_a_file_keeps_its_mode_and_is_replaced_at_once(self):
+        (self.folder / "b.pgm").write_bytes(b"old")
+        os.chmod(self.folder / "b.pgm", 0o640)
+        os.link(self.folder / "b.pgm", self.folder / "kept")
+        self.orv("not", "a.pgm", "-o", "b.pgm")
+        self.assertEqual(os.stat(self.folder / "b.pgm").st_mode & 0o777, 0o640)
+        self.assertEqual((self.folder / "kept").read_bytes(), b"old")
+
+    def test_pipes_and_devices_are_written_to(self):
+        self.orv("not", "a.pgm", "-o", "/dev/null", "--format", "png")
+        os.mkfifo(self.folder / "pipe.pgm")
+        process = subprocess.Popen([ORV, "not", "a.pgm", "-o", "pipe.pgm"], cwd=self.folder)
+        data = (self.folder / "pipe.pgm").read_bytes()
+        self.assertEqual((process.wait(), data[-3:]), (0, bytes([254, 155, 55])))
+
+    def test_a_terminal_shows_how_far_a_batch_is(self):
+        master, slave = pty.openpty()
+        self.ppm("b.pgm", 3, 1, [1, 2, 3])
+        process = subprocess.Popen([ORV, "not", "a.pgm", "b.pgm", "-o", "out/"], cwd=self.folder, stderr=slave)
+        self.assertEqual(process.wait(), 0)
+        self.assertIn(b"2/2", os.read(master, 1000))
 
 
 class Looking(FileTest):
@@ -256,6 +297,15 @@ class Demo(FileTest):
         for line in self.orv("list").stdout.decode().splitlines():
             if line.startswith("  "):
                 self.assertIn(f"<b>{line.split()[0]}</b>", page)
+        # The pages show what the demo shows.
+        checked_in = SOURCE / "docs" / "pictures"
+        made = {p.name: p for p in (self.folder / "shown" / "small").iterdir()}
+        made["contact-sheet.png"] = self.folder / "shown" / "contact-sheet.png"
+        self.assertEqual(sorted(os.listdir(checked_in)), sorted(made), "stale: run scripts/pages.sh")
+        for name, picture in made.items():
+            run = subprocess.run([ORV, "compare", checked_in / name, picture], capture_output=True)
+            self.assertEqual(run.returncode, 0, f"{name} is stale: run scripts/pages.sh")
+        self.assertLess(sum(p.stat().st_size for p in checked_in.iterdir()), 3 * 2**20)
 
 
 if __name__ == "__main__":

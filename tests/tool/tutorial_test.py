@@ -6,8 +6,9 @@ import shlex
 import subprocess
 import unittest
 
-from orv_files import ORV, FileTest
+from orv_files import ORV, FileTest, has
 
+STALE = "stale: write it anew with scripts/pages.sh"
 SOURCE = pathlib.Path(os.environ["ORV_SOURCE_DIR"])
 
 
@@ -53,8 +54,12 @@ class Tutorial(FileTest):
 class Pages(FileTest):
     def test_the_page_of_operations_is_fresh(self):
         page = (SOURCE / "docs" / "operations.md").read_bytes()
-        self.assertEqual(page, self.orv("help", "--markdown").stdout,
-                         "stale: write it anew with 'orv help --markdown > docs/operations.md'")
+        self.assertEqual(page, self.orv("help", "--markdown").stdout, STALE)
+
+    @unittest.skipUnless(has("clang-format"), "clang-format is not installed: the C++ functions are not compared")
+    def test_the_typed_functions_are_fresh(self):
+        run = subprocess.run([SOURCE / "scripts" / "generate_api.py", ORV, "--check"], capture_output=True, text=True)
+        self.assertEqual(run.returncode, 0, run.stderr)
 
     def test_the_completion_is_a_shell_script(self):
         script = self.orv("help", "--completion").stdout

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 
 #include "samples.h"
 
@@ -147,7 +148,8 @@ void Canvas::place(const Canvas& other, unsigned x, unsigned y) {
 
 void Canvas::write(std::string_view text, unsigned x, unsigned y, Ink ink) {
     for (const char c : text) {
-        const auto* glyph = std::ranges::find(glyphs, c, &Glyph::letter);
+        const auto letter = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        const auto* glyph = std::ranges::find(glyphs, letter, &Glyph::letter);
         if (glyph != std::end(glyphs)) {
             for (unsigned v = 0; v < 8 && y + v < height_; ++v) {
                 for (unsigned u = 0; u < 5 && x + u < width_; ++u) {

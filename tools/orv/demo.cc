@@ -77,6 +77,14 @@ Exhibit show(Session& session, const Operation& operation, const Canvas& picture
     return exhibit;
 }
 
+/// A small picture of an operation, in few colours: for pages.
+void writeStrip(Session& session, const fs::path& folder, const Exhibit& exhibit) {
+    constexpr long colours = 160;
+    const Image picture = strip(session, folder, exhibit).image(session);
+    session.write(session.quantize(picture, {.colors = colours, .dither = Dither::none}),
+                  folder / "small" / fmt::format("{}.png", exhibit.operation->name), {.compression = "9"});
+}
+
 } // namespace
 
 int demo(const Words& words) {
@@ -108,6 +116,8 @@ int demo(const Words& words) {
         fmt::print(stderr, "{}: {}\n  {}\n", dashed(operation->name), operation->example, exhibits.back().complaint);
     }
     fs::current_path(before);
+    fs::create_directories(folder / "small");
+    for (const Exhibit& exhibit : exhibits) writeStrip(session, folder, exhibit);
     session.write(contactSheet(session, folder, exhibits).image(session), folder / "contact-sheet.png");
     writePage(folder / "index.html", exhibits);
     fmt::print("{} of {} operations shown\n  {}\n  {}\n", exhibits.size() - static_cast<std::size_t>(failures),

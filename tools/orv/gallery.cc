@@ -12,8 +12,14 @@ namespace orv::tool {
 namespace {
 
 constexpr unsigned columns = 8;
-constexpr unsigned pictureWidth = 144;
-constexpr unsigned pictureHeight = 108;
+/// A place for a picture on the contact sheet, and on a strip.
+struct Cell {
+    unsigned width;
+    unsigned height;
+};
+constexpr Cell sheetCell{144, 108};
+constexpr Cell stripCell{240, 180};
+constexpr Ink ground{232, 230, 225};
 constexpr unsigned gap = 8;
 constexpr unsigned labelHeight = 12;
 constexpr unsigned letterWidth = 6;
@@ -115,16 +121,30 @@ std::string card(const Exhibit& exhibit) {
                        escaped(exhibit.printed));
 }
 
-void writePrinted(Canvas& sheet, const std::string& printed, unsigned left, unsigned top) {
+void writePrinted(Canvas& canvas, const std::string& printed, unsigned left, unsigned top, Cell cell) {
     unsigned y = top + 4;
     std::size_t at = 0;
-    while (at < printed.size() && y + lineHeight < top + pictureHeight) {
+    while (at < printed.size() && y + lineHeight < top + cell.height) {
         const std::size_t end = std::min(printed.find('\n', at), printed.size());
-        const std::string line = printed.substr(at, std::min<std::size_t>(end - at, pictureWidth / letterWidth - 1));
-        sheet.write(line, left + 4, y, {60, 60, 60});
+        const std::string line = printed.substr(at, std::min<std::size_t>(end - at, cell.width / letterWidth - 1));
+        canvas.write(line, left + 4, y, {60, 60, 60});
         y += lineHeight;
         at = end + 1;
     }
+}
+
+void placePicture(Canvas& canvas, Session& session, const std::filesystem::path& file, unsigned left, unsigned top,
+                  Cell cell) {
+    canvas.place(Canvas(cell.width, cell.height, ground), left, top);
+    const Canvas shown = Canvas::of(session.read(file)).fitted(cell.width, cell.height);
+    canvas.place(shown, left + (cell.width - shown.width()) / 2, top + (cell.height - shown.height()) / 2);
+}
+
+void placeResult(Canvas& canvas, Session& session, const std::filesystem::path& folder, const Exhibit& exhibit,
+                 unsigned left, unsigned top, Cell cell) {
+    if (!exhibit.after.empty()) return placePicture(canvas, session, folder / exhibit.after, left, top, cell);
+    canvas.place(Canvas(cell.width, cell.height, ground), left, top);
+    writePrinted(canvas, exhibit.printed, left, top, cell);
 }
 
 } // namespace
@@ -132,21 +152,23 @@ void writePrinted(Canvas& sheet, const std::string& printed, unsigned left, unsi
 Canvas contactSheet(Session& session, const std::filesystem::path& folder, const std::vector<Exhibit>& exhibits) {
     const auto count = static_cast<unsigned>(exhibits.size());
     const unsigned rows = std::max(1U, (count + columns - 1) / columns);
-    Canvas sheet(gap + columns * (pictureWidth + gap), gap + rows * (pictureHeight + labelHeight + gap));
+    Canvas sheet(gap + columns * (sheetCell.width + gap), gap + rows * (sheetCell.height + labelHeight + gap));
     for (unsigned i = 0; i < count; ++i) {
-        const unsigned left = gap + i % columns * (pictureWidth + gap);
-        const unsigned top = gap + i / columns * (pictureHeight + labelHeight + gap);
-        const Exhibit& exhibit = exhibits[i];
-        sheet.place(Canvas(pictureWidth, pictureHeight, {232, 230, 225}), left, top);
-        if (exhibit.after.empty()) {
-            writePrinted(sheet, exhibit.printed, left, top);
-        } else {
-            const Canvas shown = Canvas::of(session.read(folder / exhibit.after)).fitted(pictureWidth, pictureHeight);
-            sheet.place(shown, left + (pictureWidth - shown.width()) / 2, top + (pictureHeight - shown.height()) / 2);
-        }
-        sheet.write(dashed(exhibit.operation->name), left, top + pictureHeight + 3, {0, 0, 0});
+        const unsigned left = gap + i % columns * (sheetCell.width + gap);
+        const unsigned top = gap + i / columns * (sheetCell.height + labelHeight + gap);
+        placeResult(sheet, session, folder, exhibits[i], left, top, sheetCell);
+        sheet.write(dashed(exhibits[i].operation->name), left, top + sheetCell.height + 3, {0, 0, 0});
     }
     return sheet;
+}
+
+Canvas strip(Session& session, const std::filesystem::path& folder, const Exhibit& exhibit) {
+    const auto before = static_cast<unsigned>(exhibit.before.size());
+    Canvas canvas(before * (stripCell.width + gap) + stripCell.width, stripCell.height);
+    for (unsigned i = 0; i < before; ++i)
+        placePicture(canvas, session, folder / exhibit.before[i], i * (stripCell.width + gap), 0, stripCell);
+    placeResult(canvas, session, folder, exhibit, before * (stripCell.width + gap), 0, stripCell);
+    return canvas;
 }
 
 void writePage(const std::filesystem::path& file, const std::vector<Exhibit>& exhibits) {

@@ -20,6 +20,9 @@ struct Exhibit {
 
 Canvas contactSheet(Session& session, const std::filesystem::path& folder, const std::vector<Exhibit>& exhibits);
 
+/// Before and after of one operation, small and side by side; what it printed where it makes no picture.
+Canvas strip(Session& session, const std::filesystem::path& folder, const Exhibit& exhibit);
+
 void writePage(const std::filesystem::path& file, const std::vector<Exhibit>& exhibits);
 
 } // namespace orv::tool
