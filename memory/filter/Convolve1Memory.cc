@@ -5,6 +5,7 @@
 
 #include "memory/filter/Taps.h"
 #include "memory/filter/lookupgen.h"
+#include "memory/filter/stripRules.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/orv_bit_utils.h"
 
@@ -20,10 +21,45 @@ namespace {
 
 using namespace orvi;
 
+/// The bits of one band as strips see them.
+class BitRows {
+public:
+    using Sample = std::uint8_t;
+
+    BitRows(const NineRegions& images, unsigned band) noexcept : images_(&images), band_(band) {}
+
+    static long bands() noexcept { return 1; }
+
+    template <class Element>
+    void load(Element* to, long column, long row, long pixels) const noexcept {
+        alignas(64) std::uint8_t bytes[stripSamples];
+        const Raster& source = images_->source();
+        for (long done = 0; done < pixels; done += stripSamples) {
+            const long count = std::min(stripSamples, pixels - done);
+            const BitPosition from = source.bit(column + done - source.ox, row - source.oy, band_);
+            unpackBits(from.byte, from.offset, bytes, 1, static_cast<std::size_t>(count));
+            packRow(to + done, bytes, 1, 1, count);
+        }
+    }
+    void store(long x, long y, const std::uint8_t* results, long pixels) const noexcept {
+        const BitPosition to = images_->destination().bit(x, y, band_);
+        packBits(results, 1, to.byte, to.offset, static_cast<std::size_t>(pixels));
+    }
+
+private:
+    const NineRegions* images_;
+    unsigned band_;
+};
+
 class BitConvolution {
 public:
     BitConvolution(const NineRegions& images, const Taps& taps, const Array<const std::uint8_t*>& rows) noexcept
-        : images_(images), taps_(taps), rows_(rows.get()) {}
+        : images_(images),
+          taps_(taps),
+          rows_(rows.get()),
+          // Strips multiply the weights of unset samples by 0.
+          stripsServe_(std::all_of(taps.values.get(), taps.values.get() + taps.count(),
+                                   [](float tap) { return std::isfinite(tap); })) {}
 
     void zero(const Rect& rect) const noexcept {
         for (unsigned band = 0; band < images_.bands(); ++band) {
@@ -31,6 +67,14 @@ public:
                 const BitPosition to = images_.destination().bit(rect.x, rect.y + y, band);
                 orv_bit_setvalue(to.byte, 0, rect.width, to.offset);
             }
+        }
+    }
+
+    void interior(const Rect& rect) const noexcept {
+        if (!stripsServe_ || !images_.fits(taps_.window)) return evaluate(Region::interior, rect);
+        for (unsigned band = 0; band < images_.bands(); ++band) {
+            StripWalk<BitRows, BitRule> walk(images_, BitRows(images_, band), taps_.window, taps_.values.get());
+            if (!walk.rectangle(rect)) return evaluate(Region::interior, rect);
         }
     }
 
@@ -102,6 +146,7 @@ private:
     const NineRegions& images_;
     const Taps& taps_;
     const std::uint8_t** rows_;
+    bool stripsServe_;
 };
 
 } // namespace
@@ -119,7 +164,7 @@ OrvStatus OrvDeviceComputeTypeMemory::Convolve1(OrvOp* op, int) noexcept {
     const BitConvolution convolution(images, taps, rows);
     return images.visit(taps.window, [&](Region region, const Rect& rect) {
         if (region == Region::interior) {
-            convolution.evaluate(region, rect);
+            convolution.interior(rect);
             return true;
         }
         return visitBorder(

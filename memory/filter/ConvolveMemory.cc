@@ -118,19 +118,7 @@ private:
 
     template <class Rule>
     bool strips(const Rect& rect, const typename Rule::Tap* taps) noexcept {
-        // As many samples of either size: sums of doubles that are rounded each time wait for one another longest.
-        constexpr int vectorsAlone = sizeof(typename Rule::Element) == sizeof(double) ? 8 : 4;
-        StripWalk<T, Rule> walk(images_, taps_.window, taps);
-        switch (taps_.window.height) {
-        case 3:
-            return walk.template rectangle<4, 2, 3>(rect);
-        case 5:
-            return walk.template rectangle<4, 2, 5>(rect);
-        case 7:
-            return walk.template rectangle<4, 2, 7>(rect);
-        default:
-            return walk.template rectangle<1, vectorsAlone, 0>(rect);
-        }
+        return StripWalk<SampleRows<T>, Rule>(images_, SampleRows<T>(images_), taps_.window, taps).rectangle(rect);
     }
 
     template <class Sum>

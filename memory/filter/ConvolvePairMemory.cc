@@ -22,39 +22,58 @@ bool accepts(OrvOp* op, bool row) noexcept {
     return op->getLongParam(2) == zeroEdge && (row ? isRow(kernelOf(op)) : isColumn(kernelOf(op)));
 }
 
-/// The weights of one kernel, and whether their sums are exact in single precision.
+/// The weights of one kernel, and how its sums may be had.
 struct Stage {
     const float* taps;
-    bool exact;
-    float doubt; ///< how far a sum of bytes in single precision may be from the true one, generously
+    bool exact;   ///< in single precision
+    bool bounded; ///< sums of bytes round to bytes
+    int bits = 0; ///< of the fraction that sums of bytes are good to in single precision; 0: too few to be of use
+    float half;   ///< one half, and the doubt on top, in units of the fraction
+    float scaled[pairTaps] = {}; ///< the weights in the same units
 
     Stage(const Taps& from, double largest) noexcept : taps(from.values.get()) {
         const SumFacts facts({from.values.get(), from.count()});
         exact = facts.exactWithin(largest, 24);
-        const double reach = 255 * facts.magnitude;
-        doubt = reach < mostNear ? static_cast<float>((reach + 1) * 0x1p-20) : 0;
+        bounded = !facts.negative && facts.magnitude < 1.001;
+        // Each of five sums below 2^22 is rounded by less than an eighth of a unit, and the whole is truncated.
+        int exponent = 0;
+        std::frexp(255 * facts.magnitude + 1, &exponent);
+        if (std::isfinite(facts.magnitude) && exponent <= 22 - leastBits) bits = 22 - exponent;
+        half = std::ldexp(0.5F, bits) + doubt;
+        for (long i = 0; i < pairTaps; ++i) scaled[i] = std::ldexp(taps[i], bits);
     }
-    /// Whether few sums of bytes are in doubt.
-    bool near() const noexcept { return doubt > 0; }
+
+    /// The bits of a fraction of which none is set where a sum, the doubt added to it, may round either way.
+    std::int32_t certain() const noexcept { return (1 << bits) - 2 * doubt; }
 
 private:
-    static constexpr double mostNear = 4096;
+    static constexpr int leastBits = 10;
+    static constexpr int doubt = 2;
 };
 
-/// Whether some lane is below a limit, or not a number.
-template <class Floats>
-bool anyBelow(Floats values, float limit) noexcept {
+/// Whether some lane has none of the bits of a mask.
+template <class Ints>
+bool someWithout(Ints values, std::int32_t mask) noexcept {
 #if defined(__AVX512F__)
-    return _mm512_cmp_ps_mask((__m512)values, _mm512_set1_ps(limit), _CMP_NGE_UQ) != 0;
+    return _mm512_testn_epi32_mask((__m512i)values, _mm512_set1_epi32(mask)) != 0;
 #elif defined(__AVX2__)
-    return _mm256_movemask_ps((__m256)(values < limit)) != 0;
+    return _mm256_movemask_ps((__m256)((values & mask) == 0)) != 0;
 #elif defined(__SSE2__)
-    return _mm_movemask_ps((__m128)(values < limit)) != 0;
+    return _mm_movemask_ps((__m128)((values & mask) == 0)) != 0;
 #else
-    bool any = false;
-    for (std::size_t i = 0; i < sizeof(Floats) / sizeof(float); ++i) any = any || values[i] < limit;
-    return any;
+    return lanes::any((values & mask) == 0);
 #endif
+}
+
+/// Stores results of sums of `Element` as samples, or as the floats that the second stage reads.
+template <class Element, class To>
+void put(To* to, typename Lanes<Element>::Ints values) noexcept {
+    if constexpr (std::is_same_v<To, float>) {
+        using Floats = typename Lanes<Element>::Floats;
+        lanes::store<Floats>(to, __builtin_convertvector(values, Floats));
+    } else {
+        storeSamples(to, values);
+    }
 }
 
 template <class T>
@@ -75,7 +94,7 @@ public:
         const long most = chunkSamples / bands;
         for (long x = 0; x < static_cast<long>(rect.width); x += most) {
             const long pixels = std::min(most, static_cast<long>(rect.width) - x);
-            for (long y = 0; y < static_cast<long>(rect.height); ++y) row(rect.x + x, rect.y + y, pixels, y == 0);
+            strip({rect.x + x, rect.y, static_cast<unsigned>(pixels), rect.height});
         }
     }
 
@@ -83,114 +102,108 @@ private:
     static constexpr double largest = sizeof(T) == 1 ? 255 : 32768;
     static constexpr long chunkSamples = 1024;
     static constexpr long mostBands = 64;
-    static constexpr long chunkRoom = chunkSamples + (pairTaps - 1) * mostBands;
+    /// Vectors are made whole beyond the last sample of a row.
+    static constexpr long chunkRoom =
+        chunkSamples + (pairTaps - 1) * mostBands + 4 * static_cast<long>(Lanes<float>::count);
 
-    /// A chunk of one output row. Where the outer kernel is a column, the rows between the stages are kept from one
-    /// output row to the next.
-    void row(long x, long y, long pixels, bool first) const noexcept {
-        static T packed[pairTaps][chunkRoom];
-        static T between[pairTaps][chunkRoom];
-        static T results[chunkSamples];
+    /// Five rows are kept: of the source where the inner kernel is a column, else of what lies between the stages.
+    void strip(const Rect& rect) const noexcept {
+        alignas(64) static float kept[pairTaps][chunkRoom];
+        alignas(64) static float line[chunkRoom];
+        alignas(64) static T results[chunkRoom];
         const long bands = images_.bands();
-        const long left = x + images_.source().ox - window_.keyX;
-        const long top = y + images_.source().oy - window_.keyY;
-        const long wide = pixels + pairTaps - 1;
-        const T* from[pairTaps];
-        const auto sourceRow = [&](long i) -> const T* {
-            const T* samples = source_.at(left, top + i);
-            if (source_.pixel == bands) return samples;
-            packRow(packed[i], samples, source_.pixel, bands, wide);
-            return packed[i];
-        };
-        const auto columns = [&](const T* samples) {
-            for (long i = 0; i < pairTaps; ++i) from[i] = samples + i * bands;
-        };
-        if (outerIsRow_) {
-            for (long i = 0; i < pairTaps; ++i) from[i] = sourceRow(i);
-            fiveTaps(between[0], from, inner_, wide * bands);
-            columns(between[0]);
-        } else {
-            for (long i = first ? 0 : pairTaps - 1; i < pairTaps; ++i) {
-                columns(sourceRow(i));
-                fiveTaps(between[(top + i) % pairTaps], from, inner_, pixels * bands);
-            }
-            for (long i = 0; i < pairTaps; ++i) from[i] = between[(top + i) % pairTaps];
+        const long left = rect.x + images_.source().ox - window_.keyX;
+        const long top = rect.y + images_.source().oy - window_.keyY;
+        const long samples = static_cast<long>(rect.width) * bands;
+        const long wide = static_cast<long>(rect.width) + pairTaps - 1;
+        const float* columns[pairTaps];
+        for (long i = 0; i < pairTaps; ++i) columns[i] = line + i * bands;
+        for (long i = 0; i < static_cast<long>(rect.height) + pairTaps - 1; ++i) {
+            float* newest = kept[i % pairTaps];
+            packRow(outerIsRow_ ? newest : line, source_.at(left, top + i), source_.pixel, bands, wide);
+            if (!outerIsRow_) fiveTaps(newest, columns, inner_, samples);
+            if (i < pairTaps - 1) continue;
+            const float* rows[pairTaps];
+            for (long k = 0; k < pairTaps; ++k) rows[k] = kept[(i + 1 + k) % pairTaps];
+            if (outerIsRow_) fiveTaps(line, rows, inner_, wide * bands);
+            fiveTaps(results, outerIsRow_ ? columns : rows, outer_, samples);
+            const Raster& to = images_.destination();
+            unpackRow(to.at<T>(rect.x, rect.y + i - pairTaps + 1), results, to.pixelOf<T>(), bands,
+                      static_cast<long>(rect.width));
         }
-        fiveTaps(results, from, outer_, pixels * bands);
-        const Raster& to = images_.destination();
-        unpackRow(to.at<T>(x, y), results, to.pixelOf<T>(), bands, pixels);
     }
 
-    static void fiveTaps(T* to, const T* const* from, const Stage& stage, long samples) noexcept {
+    /// Sums of five rows, to floats or samples, in whole vectors.
+    template <class To>
+    static void fiveTaps(To* to, const float* const* from, const Stage& stage, long samples) noexcept {
         if (stage.exact) return sumRows<FloatRule<T>>(to, from, stage.taps, samples);
         if constexpr (sizeof(T) == 1) {
-            if (stage.near()) return nearRows(to, from, stage, samples);
+            if (stage.bits > 0 && stage.bounded) return nearRows<true>(to, from, stage, samples);
+            if (stage.bits > 0) return nearRows<false>(to, from, stage, samples);
         }
         sumRows<WholeRule<T>>(to, from, stage.taps, samples);
     }
 
-    /// Sums of five rows of bytes in single precision. Where one is so near to the middle between two levels that it
-    /// may round the other way, its vector is made anew.
-    static void nearRows(T* to, const T* const* from, const Stage& stage, long samples) noexcept {
+    /// Sums of bytes in single precision. Where one is so near to the middle between two levels that it may round the
+    /// other way, it is made anew with its neighbours.
+    template <bool Bounded, class To>
+    static void nearRows(To* to, const float* const* from, const Stage& stage, long samples) noexcept {
         using Vector = Lanes<float>::Vector;
+        using Ints = Lanes<float>::Ints;
         constexpr long lanesCount = Lanes<float>::count;
-        constexpr float whole = 0x1.8p23F; // floats of this size have no fraction
-        const float doubt = stage.doubt;
-        float weights[pairTaps];
-        const T* rows[pairTaps];
-        std::copy_n(stage.taps, pairTaps, weights);
+        constexpr int together = 2;
+        const Stage own = stage; // stores of bytes might change anything else
+        const float* rows[pairTaps];
         std::copy_n(from, pairTaps, rows);
-        const auto doubled = [&](long i, long count) {
-            const T* shifted[pairTaps];
-            for (long k = 0; k < pairTaps; ++k) shifted[k] = rows[k] + i;
-            sumRows<WholeRule<T>>(to + i, shifted, weights, count);
-        };
-        long i = 0;
-        for (; i + lanesCount <= samples; i += lanesCount) {
-            Vector sum{};
+        for (long i = 0; i < samples; i += together * lanesCount) {
+            Ints sums[together];
+            bool doubtful = false;
+#pragma GCC unroll 2
+            for (int v = 0; v < together; ++v) {
+                Vector sum = Vector{} + own.half;
 #pragma GCC unroll 5
-            for (long k = 0; k < pairTaps; ++k) {
-                const auto bytes = loadSamples<Lanes<float>::Ints>(rows[k] + i);
-                sum = multiplyAdd(__builtin_convertvector(bytes, Vector), Vector{} + weights[k], sum);
+                for (long k = 0; k < pairTaps; ++k) {
+                    const Vector values = lanes::load<Vector>(rows[k] + i + v * lanesCount);
+                    sum = multiplyAdd(values, Vector{} + own.scaled[k], sum);
+                }
+                sums[v] = __builtin_convertvector(sum, Ints);
+                doubtful |= someWithout(sums[v], own.certain());
             }
-            const Vector zero{};
-            const Vector raised = sum + 0.5F;
-            const Vector off = raised - ((raised + whole) - whole);
-            if (anyBelow(off < zero ? -off : off, doubt)) [[unlikely]] {
-                doubled(i, lanesCount);
+            if (doubtful) [[unlikely]] {
+                const float* shifted[pairTaps];
+                for (long k = 0; k < pairTaps; ++k) shifted[k] = rows[k] + i;
+                sumRows<WholeRule<T>>(to + i, shifted, own.taps, together * lanesCount);
                 continue;
             }
-            const Vector low = raised > zero ? raised : zero;
-            storeSamples(to + i, __builtin_convertvector(low < 255.0F ? low : zero + 255.0F, Lanes<float>::Ints));
+#pragma GCC unroll 2
+            for (int v = 0; v < together; ++v) {
+                Ints level = sums[v] >> own.bits;
+                if constexpr (!Bounded) {
+                    level = level > 0 ? level : Ints{};
+                    level = level < 255 ? level : Ints{} + 255;
+                }
+                put<float>(to + i + v * lanesCount, level);
+            }
         }
-        doubled(i, samples - i);
     }
 
     /// Sums of five rows of samples, each rounded once.
-    template <class Rule>
-    static void sumRows(T* to, const T* const* from, const float* taps, long samples) noexcept {
+    template <class Rule, class To>
+    static void sumRows(To* to, const float* const* from, const float* taps, long samples) noexcept {
         using Vector = typename Rule::Vector;
+        using Floats = typename Lanes<typename Rule::Element>::Floats;
         constexpr long lanesCount = Lanes<typename Rule::Element>::count;
-        // Copies of their own: stores of bytes might change anything else.
         typename Rule::Tap weights[pairTaps];
-        const T* rows[pairTaps];
+        const float* rows[pairTaps];
         std::copy_n(taps, pairTaps, weights);
         std::copy_n(from, pairTaps, rows);
-        long i = 0;
-        for (; i + lanesCount <= samples; i += lanesCount) {
+        for (long i = 0; i < samples; i += lanesCount) {
             Vector sum = Rule::start();
 #pragma GCC unroll 5
             for (long k = 0; k < pairTaps; ++k) {
-                using Ints = typename Lanes<typename Rule::Element>::Ints;
-                const auto values = convertLanes<Vector>(loadSamples<Ints>(rows[k] + i));
-                sum = Rule::add(sum, values, weights[k]);
+                sum = Rule::add(sum, convertLanes<Vector>(lanes::load<Floats>(rows[k] + i)), weights[k]);
             }
-            storeSamples(to + i, Rule::finish(sum));
-        }
-        for (; i < samples; ++i) {
-            WholeSum<T> sum;
-            for (long k = 0; k < pairTaps; ++k) sum.add(from[k][i], taps[k]);
-            to[i] = sum.result();
+            put<typename Rule::Element>(to + i, Rule::finish(sum));
         }
     }
 

@@ -7,8 +7,8 @@
 #include "memory/filter/samples.h"
 #include "memory/frame/LazyTable.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/bit_rows.h"
 #include "memory/frame/numbers.h"
-#include "memory/frame/orv_bit_utils.h"
 
 namespace {
 
@@ -105,20 +105,32 @@ void sobelInterior(const NineRegions& images, const Rect& rect) noexcept {
     }
 }
 
+/// The source position of a pixel. A corner region reads about the image's own corner for whatever pixels it has.
+struct Position {
+    long x;
+    long y;
+
+    Position(const NineRegions& images, Region region, long column, long row) noexcept
+        : x(column + images.source().ox), y(row + images.source().oy) {
+        if (!isCorner(region)) return;
+        x = isLeft(region) ? 0 : images.width() - 1;
+        y = isTop(region) ? 0 : images.height() - 1;
+    }
+};
+
 template <class Magnitude>
 void sobelRectangle(const NineRegions& images, Region region, const Rect& rect, Magnitude magnitude) noexcept {
     using T = typename Magnitude::Sample;
     const Samples<const T> source(images.source(), images.width(), images.height());
     for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
         for (long x = rect.x; x < rect.x + static_cast<long>(rect.width); ++x) {
-            const long sx = x + images.source().ox;
-            const long sy = y + images.source().oy;
+            const Position at(images, region, x, y);
             T* pixel = images.destination().at<T>(x, y);
             for (unsigned band = 0; band < images.bands(); ++band) {
                 // The first band decides a corner pixel in all bands.
                 const unsigned from = isCorner(region) ? 0 : band;
-                pixel[band] = magnitude(
-                    gradient([&](int column, int row) { return int{source.nearest(sx + column, sy + row)[from]}; }));
+                pixel[band] = magnitude(gradient(
+                    [&](int column, int row) { return int{source.nearest(at.x + column, at.y + row)[from]}; }));
             }
         }
     }
@@ -144,31 +156,84 @@ OrvStatus openSobel(NineRegions& images, OrvDataType type) noexcept {
 
 constexpr FilterFacts sobelFacts(const char* file) noexcept { return {file, 0, false}; }
 
-/// A bit is set where the magnitude reaches one half, which every gradient but a zero one does.
-void sobelBits(const NineRegions& images, const Rect& rect, const std::uint8_t** rows) noexcept {
-    const Raster& source = images.source();
-    for (unsigned band = 0; band < images.bands(); ++band) {
-        for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
-            for (long i = 0; i < 3; ++i) {
-                const long row = std::clamp(y + source.oy + i - 1, 0L, images.height() - 1);
-                rows[i] =
-                    reinterpret_cast<const std::uint8_t*>(source.data) + band * source.bandStride + row * source.stride;
-            }
-            const BitPosition to = images.destination().bit(rect.x, y, band);
-            for (long x = 0; x < static_cast<long>(rect.width); ++x) {
-                const long sx = rect.x + x + source.ox;
-                const Gradient g = gradient([&](int column, int row) {
-                    const long position = std::clamp(sx + column, 0L, images.width() - 1) + source.offset;
-                    return (rows[row + 1][position >> 3] & bit_mask[position & 7]) != 0 ? 1 : 0;
-                });
-                const std::size_t position = to.offset + static_cast<std::size_t>(x);
-                std::uint8_t& byte = to.byte[position >> 3];
-                const std::uint8_t mask = bit_mask[position & 7];
-                byte = static_cast<std::uint8_t>(g.x != 0 || g.y != 0 ? byte | mask : byte & ~mask);
+/// The sum a + 2 b + c of bits, many pixels at a time, as its three bits.
+template <class W>
+struct Side {
+    W low;
+    W middle;
+    W high;
+
+    Side(W a, W b, W c) noexcept
+        : low(static_cast<W>(a ^ c)), middle(static_cast<W>((a & c) ^ b)), high(static_cast<W>(a & b & c)) {}
+
+    W unlike(const Side& other) const noexcept {
+        return static_cast<W>((low ^ other.low) | (middle ^ other.middle) | (high ^ other.high));
+    }
+};
+
+/// Edge detection of bits. A bit is set where the magnitude reaches one half, which every gradient but a zero one does.
+class BitSobel {
+public:
+    BitSobel(const NineRegions& images, std::uint8_t** rows) noexcept : images_(images), rows_(rows) {}
+
+    void rectangle(Region region, const Rect& rect) const noexcept {
+        const bool columnsInside = !isLeft(region) && !isRight(region) && images_.fits(sobelWindow);
+        for (unsigned band = 0; band < images_.bands(); ++band) {
+            for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
+                findRows(y, band);
+                const BitPosition to = images_.destination().bit(rect.x, y, band);
+                const long column = rect.x + images_.source().ox;
+                if (columnsInside) {
+                    words(to, column, rect.width);
+                } else {
+                    pixels(to, column, rect.width);
+                }
             }
         }
     }
-}
+
+private:
+    /// Points at the rows above, at and below the current one, those beyond the image at its edge.
+    void findRows(long y, unsigned band) const noexcept {
+        const Raster& source = images_.source();
+        for (long i = 0; i < 3; ++i) {
+            const long row = std::clamp(y + source.oy + i - 1, 0L, images_.height() - 1);
+            rows_[i] = source.bit(-source.ox, row - source.oy, band).byte;
+        }
+    }
+
+    /// A run whose neighbours on either side lie inside the source.
+    void words(BitPosition to, long column, unsigned length) const noexcept {
+        const auto at = [&](int row, int side) -> BitPosition {
+            const long position = column + side + static_cast<long>(images_.source().offset);
+            return {rows_[row] + (position >> 3), static_cast<unsigned>(position & 7)};
+        };
+        combineBits(
+            to, length,
+            []<class W>(W aboveLeft, W above, W aboveRight, W left, W right, W belowLeft, W below, W belowRight) {
+                const W across = Side<W>(aboveLeft, left, belowLeft).unlike({aboveRight, right, belowRight});
+                const W down = Side<W>(aboveLeft, above, aboveRight).unlike({belowLeft, below, belowRight});
+                return static_cast<W>(across | down);
+            },
+            at(0, -1), at(0, 0), at(0, 1), at(1, -1), at(1, 1), at(2, -1), at(2, 0), at(2, 1));
+    }
+
+    /// A run one pixel at a time: columns beyond the image repeat its edge.
+    void pixels(BitPosition to, long column, unsigned length) const noexcept {
+        for (long x = 0; x < static_cast<long>(length); ++x) {
+            const Gradient g = gradient([&](int side, int row) {
+                const long wanted = std::clamp(column + x + side, 0L, images_.width() - 1);
+                const long position = wanted + static_cast<long>(images_.source().offset);
+                return rows_[row + 1][position >> 3] >> (7 - (position & 7)) & 1;
+            });
+            const std::size_t position = to.offset + static_cast<std::size_t>(x);
+            bit_rows::mergeBits(to.byte + (position >> 3), position & 7, 1, g.x != 0 || g.y != 0 ? 0xff : 0);
+        }
+    }
+
+    const NineRegions& images_;
+    std::uint8_t** rows_;
+};
 
 } // namespace
 
@@ -189,10 +254,11 @@ OrvStatus OrvDeviceComputeTypeMemory::Sobel16(OrvOp* op, int) noexcept {
 OrvStatus OrvDeviceComputeTypeMemory::Sobel1(OrvOp* op, int) noexcept {
     NineRegions images(sobelFacts("Sobel1Memory.cc"), op->getSrc1(), op->getDst());
     if (openSobel(images, ORV_BIT) != ORV_SUCCESS) return ORV_FAILURE;
-    const Array<const std::uint8_t*> rows(3);
+    const Array<std::uint8_t*> rows(3);
     if (!rows) return images.failMemory();
-    return images.visit(sobelWindow, [&](Region, const Rect& rect) {
-        sobelBits(images, rect, rows.get());
+    const BitSobel sobelBits(images, rows.get());
+    return images.visit(sobelWindow, [&](Region region, const Rect& rect) {
+        sobelBits.rectangle(region, rect);
         return true;
     });
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "memory/filter/vectors.h"
 #include "memory/frame/Raster.h"
 #include "memory/frame/RectCursor.h"
 
@@ -33,13 +34,24 @@ struct Samples {
     }
 };
 
+/// Samples as numbers.
+template <class To, class From>
+void convertRow(To* to, const From* from, long samples) noexcept {
+    long i = 0;
+    if constexpr (!std::is_same_v<To, From>) {
+        constexpr long step = Lanes<To>::count;
+        for (; i + step <= samples; i += step) {
+            const auto values = loadSamples<typename Lanes<To>::Ints>(from + i);
+            lanes::store(to + i, convertLanes<typename Lanes<To>::Vector>(values));
+        }
+    }
+    for (; i < samples; ++i) to[i] = static_cast<To>(from[i]);
+}
+
 /// Writes the bands of pixels without gaps.
 template <class To, class From>
 void packRow(To* to, const From* from, std::ptrdiff_t pixel, long bands, long pixels) noexcept {
-    if (pixel == bands) {
-        for (long i = 0; i < pixels * bands; ++i) to[i] = static_cast<To>(from[i]);
-        return;
-    }
+    if (pixel == bands) return convertRow(to, from, pixels * bands);
     for (long i = 0; i < pixels; ++i) {
         for (long band = 0; band < bands; ++band) *to++ = static_cast<To>(from[i * pixel + band]);
     }

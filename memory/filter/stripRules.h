@@ -29,26 +29,6 @@ inline V multiplyAdd(V a, V b, V c) noexcept {
     return a * b + c;
 }
 
-/// Conversions between lanes, which the compiler takes apart into single samples where the vectors differ in size.
-template <class To, class From>
-inline To convertLanes(From from) noexcept {
-#if defined(__AVX512F__)
-    using Source = std::remove_cvref_t<decltype(from[0])>;
-    using Target = std::remove_cvref_t<decltype(To{}[0])>;
-    if constexpr (std::is_same_v<Source, double> && std::is_same_v<Target, float>) {
-        return (To)_mm512_maskz_cvtpd_ps(0xff, (__m512d)from);
-    } else if constexpr (std::is_same_v<Source, float> && std::is_same_v<Target, double>) {
-        return (To)_mm512_maskz_cvtps_pd(0xff, (__m256)from);
-    } else if constexpr (std::is_same_v<Source, std::int32_t> && std::is_same_v<Target, double>) {
-        return (To)_mm512_maskz_cvtepi32_pd(0xff, (__m256i)from);
-    } else {
-        return __builtin_convertvector(from, To);
-    }
-#else
-    return __builtin_convertvector(from, To);
-#endif
-}
-
 /// Sums rounded half away from zero and cut to the range of T; what is not a number becomes the lowest value.
 template <class T, class Floats>
 inline auto roundedSamples(Floats sum) noexcept {
@@ -79,7 +59,15 @@ struct FloatRule : FloatSums {
     static auto finish(Vector sum) noexcept { return roundedSamples<T>(sum); }
 };
 
-/// The same for every kernel.
+/// Set samples of bits set one half; weights are finite.
+struct BitRule : FloatSums {
+    static auto finish(Vector sum) noexcept {
+        const Lanes<float>::Ints below = sum < 0.5F;
+        return below + 1;
+    }
+};
+
+/// The same for every kernel. The product of a sample and a weight is exact in double precision.
 template <class T>
 struct RoundedRule {
     using Element = double;
@@ -88,12 +76,12 @@ struct RoundedRule {
     using Floats = Lanes<double>::Floats;
     static Vector start() noexcept { return Vector{}; }
     static Vector add(Vector sum, Vector samples, double tap) noexcept {
-        return convertLanes<Vector>(convertLanes<Floats>(sum + samples * tap));
+        return convertLanes<Vector>(convertLanes<Floats>(multiplyAdd(samples, Vector{} + tap, sum)));
     }
     static auto finish(Vector sum) noexcept { return roundedSamples<T>(convertLanes<Floats>(sum)); }
 };
 
-/// Rounded to single precision once. The product of a sample and a weight is exact in double precision.
+/// Rounded to single precision once.
 template <class T>
 struct WholeRule {
     using Element = double;

@@ -28,54 +28,6 @@
 
 namespace orvi {
 
-/// A vector of `Element` and integers of as many lanes.
-template <class Element>
-struct Lanes {
-    static constexpr std::size_t count = lanes::vectorBytes / sizeof(Element);
-    typedef Element Vector __attribute__((vector_size(lanes::vectorBytes)));
-    typedef std::int32_t Ints __attribute__((vector_size(count * sizeof(std::int32_t))));
-    typedef float Floats __attribute__((vector_size(count * sizeof(float))));
-};
-
-/// As many samples as `Ints` has lanes, as integers, and integers in the range of a sample as samples. Compilers take
-/// conversions of vectors of unlike sizes apart, lane by lane.
-template <class Ints, class T>
-inline Ints loadSamples(const T* from) noexcept {
-#if defined(__AVX512BW__) && defined(__AVX512VL__)
-    constexpr bool bytes = sizeof(T) == 1;
-    if constexpr (sizeof(Ints) == 64 && bytes) {
-        return (Ints)_mm512_maskz_cvtepu8_epi32(0xffff, _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
-    } else if constexpr (sizeof(Ints) == 64) {
-        return (Ints)_mm512_maskz_cvtepi16_epi32(0xffff, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)));
-    } else if constexpr (bytes) {
-        return (Ints)_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
-    } else {
-        return (Ints)_mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
-    }
-#else
-    typedef T Packed __attribute__((vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))));
-    return __builtin_convertvector(lanes::load<Packed>(from), Ints);
-#endif
-}
-template <class T, class Ints>
-inline void storeSamples(T* to, Ints values) noexcept {
-#if defined(__AVX512BW__) && defined(__AVX512VL__)
-    constexpr bool bytes = sizeof(T) == 1;
-    if constexpr (sizeof(Ints) == 64 && bytes) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm512_maskz_cvtepi32_epi8(0xffff, (__m512i)values));
-    } else if constexpr (sizeof(Ints) == 64) {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), _mm512_maskz_cvtepi32_epi16(0xffff, (__m512i)values));
-    } else if constexpr (bytes) {
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm256_maskz_cvtepi32_epi8(0xff, (__m256i)values));
-    } else {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_maskz_cvtepi32_epi16(0xff, (__m256i)values));
-    }
-#else
-    typedef T Packed __attribute__((vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))));
-    lanes::store(to, __builtin_convertvector(values, Packed));
-#endif
-}
-
 /// Memory of the strips of one call; there is one call at a time.
 inline constexpr std::size_t stripBytes = std::size_t{1} << 19;
 inline constexpr long maxStripRows = 160;
@@ -180,61 +132,102 @@ inline void makeBlock(const StripBlock<Rule>& block, long at, T (*results)[strip
     }
 }
 
+/// The samples of byte and short images as strips see them, bands side by side.
+template <class T>
+class SampleRows {
+public:
+    using Sample = T;
+
+    explicit SampleRows(const NineRegions& images) noexcept
+        : source_(images.source(), images.width(), images.height()),
+          destination_(images.destination()),
+          bands_(images.bands()) {}
+
+    long bands() const noexcept { return bands_; }
+
+    /// Converts `pixels` pixels of a source row, from a storage column on.
+    template <class Element>
+    void load(Element* to, long column, long row, long pixels) const noexcept {
+        packRow(to, source_.at(column, row), source_.pixel, bands_, pixels);
+    }
+    /// Writes results from a place in the common space on.
+    void store(long x, long y, const T* results, long pixels) const noexcept {
+        unpackRow(destination_.at<T>(x, y), results, destination_.pixelOf<T>(), bands_, pixels);
+    }
+
+private:
+    Samples<const T> source_;
+    const Raster& destination_;
+    long bands_;
+};
+
 /// Works off a rectangle of an interior by strips.
-template <class T, class Rule>
+template <class Rows, class Rule>
 class StripWalk {
 public:
+    using T = typename Rows::Sample;
     using Element = typename Rule::Element;
 
-    StripWalk(const NineRegions& images, const Window& window, const typename Rule::Tap* taps) noexcept
-        : images_(images),
-          window_(window),
-          taps_(taps),
-          bands_(images.bands()),
-          source_(images.source(), images.width(), images.height()) {}
+    StripWalk(const NineRegions& images, const Rows& storage, const Window& window,
+              const typename Rule::Tap* taps) noexcept
+        : images_(images), storage_(storage), window_(window), taps_(taps), bands_(storage.bands()) {}
 
     /// False where the window is too large for the strips: nothing is written then.
-    template <int Rows, int Vectors, int Height>
     bool rectangle(const Rect& rect) noexcept {
-        ringRows_ = window_.height + Rows - 1;
+        // As many samples of either size: sums of doubles that are rounded each time wait for one another longest.
+        constexpr int vectorsAlone = sizeof(Element) == sizeof(double) ? 8 : 4;
+        switch (window_.height) {
+        case 3:
+            return strips<4, 2, 3>(rect);
+        case 5:
+            return strips<4, 2, 5>(rect);
+        case 7:
+            return strips<4, 2, 7>(rect);
+        default:
+            return strips<1, vectorsAlone, 0>(rect);
+        }
+    }
+
+private:
+    template <int Together, int Vectors, int Height>
+    bool strips(const Rect& rect) noexcept {
+        ringRows_ = window_.height + Together - 1;
         if (ringRows_ > maxStripRows) return false;
         rowSamples_ = static_cast<long>(stripBytes / sizeof(Element)) / ringRows_ & ~15L;
         const long room = rowSamples_ - (window_.width - 1) * bands_ - stripSlack;
         const long pixels = std::min(room, stripSamples) / bands_;
         if (room < leastStripSamples || pixels < 1) return false;
         for (long x = 0; x < static_cast<long>(rect.width); x += pixels) {
-            strip<Rows, Vectors, Height>(rect, x, std::min(pixels, static_cast<long>(rect.width) - x));
+            strip<Together, Vectors, Height>(rect, x, std::min(pixels, static_cast<long>(rect.width) - x));
         }
         return true;
     }
 
-private:
-    template <int Rows, int Vectors, int Height>
+    template <int Together, int Vectors, int Height>
     void strip(const Rect& rect, long x, long pixels) noexcept {
         constexpr long vectorSamples = static_cast<long>(Lanes<Element>::count) * Vectors;
-        alignas(64) static T results[Rows][stripSamples];
-        const Raster& to = images_.destination();
+        alignas(64) static T results[Together][stripSamples];
         const long firstRow = rect.y + images_.source().oy - window_.keyY;
         const long firstColumn = rect.x + x + images_.source().ox - window_.keyX;
         const long height = static_cast<long>(rect.height);
         const long sourceRows = height + window_.height - 1;
         long converted = 0;
-        for (long y = 0; y < height; y += Rows) {
+        for (long y = 0; y < height; y += Together) {
             const Element* rows[maxStripRows];
             for (long i = 0; i < ringRows_; ++i) {
                 // Rows below the last one serve output rows that are not stored.
                 const long row = std::min(y + i, sourceRows - 1);
                 rows[i] = ring(row);
                 if (row < converted) continue;
-                convert(ring(row), source_.at(firstColumn, firstRow + row), pixels + window_.width - 1);
+                convert(ring(row), firstColumn, firstRow + row, pixels + window_.width - 1);
                 ++converted;
             }
             const StripBlock<Rule> block{rows, taps_, window_.width, window_.height, bands_};
             for (long at = 0; at < pixels * bands_; at += vectorSamples) {
-                makeBlock<Rule, Rows, Vectors, Height>(block, at, results);
+                makeBlock<Rule, Together, Vectors, Height>(block, at, results);
             }
-            for (long i = 0; i < Rows && y + i < height; ++i) {
-                unpackRow(to.at<T>(rect.x + x, rect.y + y + i), results[i], to.pixelOf<T>(), bands_, pixels);
+            for (long i = 0; i < Together && y + i < height; ++i) {
+                storage_.store(rect.x + x, rect.y + y + i, results[i], pixels);
             }
         }
     }
@@ -244,16 +237,16 @@ private:
     }
 
     /// What vectors read beyond the samples is set, so that it is a number.
-    void convert(Element* to, const T* from, long pixels) const noexcept {
-        packRow(to, from, source_.pixel, bands_, pixels);
+    void convert(Element* to, long column, long row, long pixels) const noexcept {
+        storage_.load(to, column, row, pixels);
         std::fill_n(to + pixels * bands_, stripSlack, Element{0});
     }
 
     const NineRegions& images_;
+    Rows storage_;
     Window window_;
     const typename Rule::Tap* taps_;
     long bands_;
-    Samples<const T> source_;
     long ringRows_ = 0;
     long rowSamples_ = 0;
 };

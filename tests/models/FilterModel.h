@@ -169,6 +169,29 @@ inline unsigned randomSize(Dice& dice, bool large) {
     return static_cast<unsigned>(large ? dice.between(30, 180) : dice.between(1, 12));
 }
 
+/// A case with a source "a" and a destination "d" of as many bands, at times of another size.
+inline Case randomImages(Dice& dice, OrvDataType type) {
+    const bool wide = dice.chance(3); // enough for several strips
+    const bool large = !wide && dice.chance(25);
+    const unsigned bands = static_cast<unsigned>(dice.between(1, large ? 3 : 5));
+    const unsigned width = wide ? static_cast<unsigned>(dice.between(500, 2000)) : randomSize(dice, large);
+    const unsigned height = static_cast<unsigned>(dice.between(1, wide ? 3 : large ? 40 : 12));
+    const bool same = dice.chance(65);
+    Case c{.name = "random"};
+    c.images.push_back(randomImage(dice, "a", type, width, height, bands));
+    c.images.push_back(randomImage(dice, "d", type, same ? width : randomSize(dice, large),
+                                   same ? height : randomSize(dice, false), bands));
+    if (same && dice.chance(50)) {
+        c.images[1].originX = c.images[0].originX;
+        c.images[1].originY = c.images[0].originY;
+    }
+    return c;
+}
+
+inline std::string opName(const std::string& family, OrvDataType type) {
+    return family + (type == ORV_BIT ? "1" : type == ORV_BYTE ? "8" : "16");
+}
+
 inline orvcase::ExpectedValues asExpected(const orvcase::Values& values) {
     return orvcase::ExpectedValues(values.begin(), values.end());
 }

@@ -206,26 +206,12 @@ orvcase::Kernel asCaseKernel(const std::string& name, const Kernel& kernel) {
             .data = orvcase::Values(kernel.data.begin(), kernel.data.end())};
 }
 
-const char* suffix(OrvDataType type) { return type == ORV_BIT ? "1" : type == ORV_BYTE ? "8" : "16"; }
-
 Case randomConvolution(Dice& dice, OrvDataType type) {
-    const bool large = dice.chance(25);
-    const unsigned bands = static_cast<unsigned>(large ? dice.between(1, 3) : dice.between(1, 5));
-    const unsigned width = randomSize(dice, large);
-    const unsigned height = large ? static_cast<unsigned>(dice.between(5, 40)) : randomSize(dice, false);
-    const bool same = dice.chance(60);
-    Case c{.name = "random"};
-    c.images.push_back(randomImage(dice, "a", type, width, height, bands));
-    c.images.push_back(randomImage(dice, "d", type, same ? width : randomSize(dice, large),
-                                   same ? height : randomSize(dice, false), bands));
-    if (same && dice.chance(50)) {
-        c.images[1].originX = c.images[0].originX;
-        c.images[1].originY = c.images[0].originY;
-    }
+    Case c = randomImages(dice, type);
     const Kernel kernel = randomKernel(dice);
     const long edge = dice.chance(60) ? 2 : dice.between(-1, 3);
     c.kernels.push_back(asCaseKernel("k", kernel));
-    orvcase::Call& call = c.addCall({.op = std::string("convolve") + suffix(type),
+    orvcase::Call& call = c.addCall({.op = opName("convolve", type),
                                      .src = {"a"},
                                      .dst = "d",
                                      .params = {orvcase::Param::ref("k"), orvcase::Param::l(edge)}});
@@ -289,13 +275,7 @@ orvcase::Values pairModel(const Image& source, const Image& destination, const K
 }
 
 Case randomPair(Dice& dice, OrvDataType type) {
-    const bool large = dice.chance(30);
-    const unsigned bands = static_cast<unsigned>(dice.between(1, 4));
-    const unsigned width = randomSize(dice, large);
-    const unsigned height = large ? static_cast<unsigned>(dice.between(3, 40)) : randomSize(dice, false);
-    Case c{.name = "random"};
-    c.images.push_back(randomImage(dice, "a", type, width, height, bands));
-    c.images.push_back(randomImage(dice, "d", type, width, height, bands));
+    Case c = randomImages(dice, type);
     const auto kernel = [&](bool row) {
         Kernel k{.width = row ? 5 : 1, .height = row ? 1 : 5, .keyX = 0, .keyY = 0, .data = {}};
         k.keyX = dice.between(0, 4);
@@ -308,7 +288,7 @@ Case randomPair(Dice& dice, OrvDataType type) {
     const Kernel inner = kernel(!outerIsRow);
     const Kernel outer = kernel(outerIsRow);
     c.kernels = {asCaseKernel("i", inner), asCaseKernel("o", outer)};
-    const std::string op = std::string("convolve") + suffix(type);
+    const std::string op = opName("convolve", type);
     c.chains.push_back(
         {.name = "first", .op = op, .src = {"a"}, .params = {orvcase::Param::ref("i"), orvcase::Param::l(1)}});
     orvcase::Call& call =

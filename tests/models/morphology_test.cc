@@ -33,10 +33,14 @@ orvcase::Values morphologyModel(const Image& source, const Image& destination, c
     return result;
 }
 
-orvcase::Sel randomElement(Dice& dice) {
+/// For small images at times one with more runs, or rows, than the fast walk takes.
+orvcase::Sel randomElement(Dice& dice, bool smallImage) {
     orvcase::Sel element{.name = "e",
                          .width = static_cast<unsigned>(dice.between(1, dice.chance(15) ? 80 : 9)),
                          .height = static_cast<unsigned>(dice.between(1, 9))};
+    if (smallImage && dice.chance(3)) element.width = static_cast<unsigned>(dice.between(100, 150));
+    if (smallImage && dice.chance(4)) element.height = static_cast<unsigned>(dice.between(30, 60));
+    if (smallImage && dice.chance(1)) element.height = static_cast<unsigned>(dice.between(500, 600));
     element.keyX = static_cast<unsigned>(dice.chance(85) ? dice.between(0, element.width - 1) : dice.between(0, 70000));
     element.keyY = static_cast<unsigned>(dice.chance(90) ? dice.between(0, element.height - 1) : dice.between(0, 20));
     const int filled = static_cast<int>(dice.between(0, 3)) * 33 + 1;
@@ -47,22 +51,14 @@ orvcase::Sel randomElement(Dice& dice) {
 }
 
 Case randomMorphology(Dice& dice, OrvDataType type) {
-    const bool large = dice.chance(30);
     const bool dilate = dice.chance(50);
-    const unsigned bands = static_cast<unsigned>(dice.between(1, 5));
-    const unsigned width = randomSize(dice, large);
-    const unsigned height = randomSize(dice, false);
-    Case c{.name = "random"};
-    c.images.push_back(randomImage(dice, "a", type, width, height, bands));
-    c.images.push_back(randomImage(dice, "d", type, dice.chance(70) ? width : randomSize(dice, large), height, bands));
+    Case c = randomImages(dice, type);
     if (type == ORV_BIT && dice.chance(50)) {
         // Sparse bits (for an erosion sparse holes) make every member of the element count.
         for (double& bit : c.images[0].data) bit = dice.chance(4) == dilate ? 1 : 0;
     }
-    c.sels.push_back(randomElement(dice));
-    orvcase::Call& call = c.addCall({.op = std::string(dilate ? "dilate" : "erode") + (type == ORV_BIT    ? "1"
-                                                                                       : type == ORV_BYTE ? "8"
-                                                                                                          : "16"),
+    c.sels.push_back(randomElement(dice, c.images[0].sampleCount() < 400));
+    orvcase::Call& call = c.addCall({.op = opName(dilate ? "dilate" : "erode", type),
                                      .src = {"a"},
                                      .dst = "d",
                                      .params = {orvcase::Param::ref("e")}});

@@ -1,0 +1,79 @@
+// Vectors of the numbers that samples are summed in.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+#include "memory/frame/lanes.h"
+
+namespace orvi {
+
+/// A vector of `Element` and integers of as many lanes.
+template <class Element>
+struct Lanes {
+    static constexpr std::size_t count = lanes::vectorBytes / sizeof(Element);
+    typedef Element Vector __attribute__((vector_size(lanes::vectorBytes)));
+    typedef std::int32_t Ints __attribute__((vector_size(count * sizeof(std::int32_t))));
+    typedef float Floats __attribute__((vector_size(count * sizeof(float))));
+};
+
+/// As many samples as `Ints` has lanes, as integers, and integers in the range of a sample as samples. Compilers take
+/// conversions of vectors of unlike sizes apart, lane by lane.
+template <class Ints, class T>
+inline Ints loadSamples(const T* from) noexcept {
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
+    constexpr bool bytes = sizeof(T) == 1;
+    if constexpr (sizeof(Ints) == 64 && bytes) {
+        return (Ints)_mm512_maskz_cvtepu8_epi32(0xffff, _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+    } else if constexpr (sizeof(Ints) == 64) {
+        return (Ints)_mm512_maskz_cvtepi16_epi32(0xffff, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)));
+    } else if constexpr (bytes) {
+        return (Ints)_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
+    } else {
+        return (Ints)_mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+    }
+#else
+    typedef T Packed __attribute__((vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))));
+    return __builtin_convertvector(lanes::load<Packed>(from), Ints);
+#endif
+}
+template <class T, class Ints>
+inline void storeSamples(T* to, Ints values) noexcept {
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
+    constexpr bool bytes = sizeof(T) == 1;
+    if constexpr (sizeof(Ints) == 64 && bytes) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm512_maskz_cvtepi32_epi8(0xffff, (__m512i)values));
+    } else if constexpr (sizeof(Ints) == 64) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), _mm512_maskz_cvtepi32_epi16(0xffff, (__m512i)values));
+    } else if constexpr (bytes) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm256_maskz_cvtepi32_epi8(0xff, (__m256i)values));
+    } else {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_maskz_cvtepi32_epi16(0xff, (__m256i)values));
+    }
+#else
+    typedef T Packed __attribute__((vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))));
+    lanes::store(to, __builtin_convertvector(values, Packed));
+#endif
+}
+
+/// Conversions between lanes, which the compiler takes apart into single samples where the vectors differ in size.
+template <class To, class From>
+inline To convertLanes(From from) noexcept {
+#if defined(__AVX512F__)
+    using Source = std::remove_cvref_t<decltype(from[0])>;
+    using Target = std::remove_cvref_t<decltype(To{}[0])>;
+    if constexpr (std::is_same_v<Source, double> && std::is_same_v<Target, float>) {
+        return (To)_mm512_maskz_cvtpd_ps(0xff, (__m512d)from);
+    } else if constexpr (std::is_same_v<Source, float> && std::is_same_v<Target, double>) {
+        return (To)_mm512_maskz_cvtps_pd(0xff, (__m256)from);
+    } else if constexpr (std::is_same_v<Source, std::int32_t> && std::is_same_v<Target, double>) {
+        return (To)_mm512_maskz_cvtepi32_pd(0xff, (__m256i)from);
+    } else {
+        return __builtin_convertvector(from, To);
+    }
+#else
+    return __builtin_convertvector(from, To);
+#endif
+}
+
+} // namespace orvi
