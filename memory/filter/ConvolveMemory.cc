@@ -3,7 +3,7 @@
 // Small kernels have an arithmetic of their own in the interior, where the window lies inside the image: bytes take
 // truncated fixed-point products, shorts round their sum once. It differs from that of the border on purpose.
 
-#include "memory/filter/Taps.h"
+#include "memory/filter/BorderLines.h"
 #include "memory/filter/samples.h"
 #include "memory/filter/stripRules.h"
 #include "memory/filter/sums.h"
@@ -28,6 +28,7 @@ public:
     void zero(const Rect& rect) const noexcept { zeroRectangle<T>(images_.destination(), images_.bands(), rect); }
 
     void extend(Region region, const Rect& rect) const noexcept {
+        if (!isCorner(region) && images_.fits(taps_.window) && lines(region, rect)) return;
         everyPixel<RoundedSum<T>>(rect, rowOrder(region), columnOrder(region));
     }
 
@@ -54,6 +55,11 @@ private:
         if (sizeof(T) == 1) return square ? Arithmetic::truncated : Arithmetic::afterEach;
         const bool line = (w == 1 && (h == 3 || h == 5)) || (h == 1 && (w == 3 || w == 5));
         return square || line ? Arithmetic::once : Arithmetic::afterEach;
+    }
+
+    bool lines(Region region, const Rect& rect) const noexcept {
+        if (facts_.floatServes(largest)) return BorderLines<T, FloatRule<T>>(images_, taps_, region).rectangle(rect);
+        return BorderLines<T, RoundedRule<T>>(images_, taps_, region).rectangle(rect);
     }
 
     bool strips(const Rect& rect) noexcept {

@@ -32,7 +32,7 @@ inline V multiplyAdd(V a, V b, V c) noexcept {
 /// Sums rounded half away from zero and cut to the range of T; what is not a number becomes the lowest value.
 template <class T, class Floats>
 inline auto roundedSamples(Floats sum) noexcept {
-    typedef std::int32_t Ints __attribute__((vector_size(sizeof(Floats))));
+    using Ints [[gnu::vector_size(sizeof(Floats))]] = std::int32_t;
     const Floats zero{};
     const Floats low = zero + static_cast<float>(lowest<T>);
     const Floats high = zero + static_cast<float>(highest<T>);
@@ -184,7 +184,7 @@ struct DirectedRule {
         return _mm512_fmadd_round_pd(samples, weight, sum, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
     }
     static auto finish(Vector sum) noexcept {
-        typedef std::int64_t Longs __attribute__((vector_size(sizeof(Vector))));
+        using Longs [[gnu::vector_size(sizeof(Vector))]] = std::int64_t;
         return fixedSamples(__builtin_convertvector((Longs)sum, Lanes<double>::Ints));
     }
 };

@@ -12,9 +12,9 @@ namespace orvi {
 template <class Element>
 struct Lanes {
     static constexpr std::size_t count = lanes::vectorBytes / sizeof(Element);
-    typedef Element Vector __attribute__((vector_size(lanes::vectorBytes)));
-    typedef std::int32_t Ints __attribute__((vector_size(count * sizeof(std::int32_t))));
-    typedef float Floats __attribute__((vector_size(count * sizeof(float))));
+    using Vector [[gnu::vector_size(lanes::vectorBytes)]] = Element;
+    using Ints [[gnu::vector_size(count * sizeof(std::int32_t))]] = std::int32_t;
+    using Floats [[gnu::vector_size(count * sizeof(float))]] = float;
 };
 
 /// As many samples as `Ints` has lanes, as integers, and integers in the range of a sample as samples. Compilers take
@@ -33,7 +33,7 @@ inline Ints loadSamples(const T* from) noexcept {
         return (Ints)_mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
     }
 #else
-    typedef T Packed __attribute__((vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))));
+    using Packed [[gnu::vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))]] = T;
     return __builtin_convertvector(lanes::load<Packed>(from), Ints);
 #endif
 }
@@ -51,7 +51,7 @@ inline void storeSamples(T* to, Ints values) noexcept {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_maskz_cvtepi32_epi16(0xff, (__m256i)values));
     }
 #else
-    typedef T Packed __attribute__((vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))));
+    using Packed [[gnu::vector_size(sizeof(Ints) / sizeof(std::int32_t) * sizeof(T))]] = T;
     lanes::store(to, __builtin_convertvector(values, Packed));
 #endif
 }
