@@ -88,16 +88,19 @@ void sobelInterior(const NineRegions& images, const Rect& rect) noexcept {
     const long most = chunkSamples / bands;
     T packed[3][3 * chunkSamples];
     T results[chunkSamples];
-    for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
-        for (long done = 0; done < static_cast<long>(rect.width); done += most) {
-            const long x = rect.x + done;
-            const long pixels = std::min(most, static_cast<long>(rect.width) - done);
+    for (long done = 0; done < static_cast<long>(rect.width); done += most) {
+        const long x = rect.x + done;
+        const long pixels = std::min(most, static_cast<long>(rect.width) - done);
+        for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
             const T* rows[3];
             for (long i = 0; i < 3; ++i) {
-                rows[i] = source.at(x + images.source().ox - 1, y + images.source().oy + i - 1);
+                const long row = y + images.source().oy + i - 1;
+                rows[i] = source.at(x + images.source().ox - 1, row);
                 if (source.pixel == bands) continue;
-                packRow(packed[i], rows[i], source.pixel, bands, pixels + 2);
-                rows[i] = packed[i];
+                // Two of the rows were packed for the pixels above.
+                T* const dense = packed[row % 3];
+                if (i == 2 || y == rect.y) packRow(dense, rows[i], source.pixel, bands, pixels + 2);
+                rows[i] = dense;
             }
             sobelRow<Magnitude>(results, rows[0], rows[1], rows[2], bands, pixels * bands);
             unpackRow(to.at<T>(x, y), results, to.pixelOf<T>(), bands, pixels);

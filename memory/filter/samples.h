@@ -7,6 +7,7 @@
 #include "memory/filter/vectors.h"
 #include "memory/frame/Raster.h"
 #include "memory/frame/RectCursor.h"
+#include "memory/frame/gaps.h"
 
 namespace orvi {
 
@@ -48,12 +49,28 @@ void convertRow(To* to, const From* from, long samples) noexcept {
     for (; i < samples; ++i) to[i] = static_cast<To>(from[i]);
 }
 
+/// Samples of pixels that are packed before they are converted.
+inline constexpr long packedSamples = 1024;
+
 /// Writes the bands of pixels without gaps.
 template <class To, class From>
 void packRow(To* to, const From* from, std::ptrdiff_t pixel, long bands, long pixels) noexcept {
     if (pixel == bands) return convertRow(to, from, pixels * bands);
-    for (long i = 0; i < pixels; ++i) {
-        for (long band = 0; band < bands; ++band) *to++ = static_cast<To>(from[i * pixel + band]);
+    const auto close = [&](From* dense, long first, long count) {
+        closeGaps(reinterpret_cast<std::byte*>(dense), reinterpret_cast<const std::byte*>(from + first * pixel),
+                  pixel * static_cast<std::ptrdiff_t>(sizeof(From)), static_cast<std::size_t>(bands) * sizeof(From),
+                  static_cast<std::size_t>(count));
+    };
+    if constexpr (std::is_same_v<To, From>) {
+        close(to, 0, pixels);
+    } else {
+        From dense[packedSamples];
+        const long most = packedSamples / bands;
+        for (long done = 0; done < pixels; done += most) {
+            const long count = std::min(most, pixels - done);
+            close(dense, done, count);
+            convertRow(to + done * bands, dense, count * bands);
+        }
     }
 }
 
@@ -63,9 +80,9 @@ void unpackRow(T* to, const T* from, std::ptrdiff_t pixel, long bands, long pixe
         std::memcpy(to, from, static_cast<std::size_t>(pixels * bands) * sizeof(T));
         return;
     }
-    for (long i = 0; i < pixels; ++i) {
-        for (long band = 0; band < bands; ++band) to[i * pixel + band] = *from++;
-    }
+    openGaps(reinterpret_cast<std::byte*>(to), reinterpret_cast<const std::byte*>(from),
+             pixel * static_cast<std::ptrdiff_t>(sizeof(T)), static_cast<std::size_t>(bands) * sizeof(T),
+             static_cast<std::size_t>(pixels));
 }
 
 /// Writes 0 to every band of a rectangle.

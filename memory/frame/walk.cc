@@ -1,7 +1,6 @@
 #include "memory/frame/walk.h"
 
-#include <cstring>
-
+#include "memory/frame/gaps.h"
 #include "memory/frame/orv_bit_utils.h"
 
 namespace orvi {
@@ -22,54 +21,6 @@ std::size_t sampleSize(OrvDataType type) noexcept {
         return sizeof(float);
     default:
         return 1;
-    }
-}
-
-template <std::size_t Size>
-void packPixels(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t pixels) noexcept {
-    for (std::size_t i = 0; i < pixels; ++i, to += Size, from += step) std::memcpy(to, from, Size);
-}
-
-template <std::size_t Size>
-void unpackPixels(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t pixels) noexcept {
-    for (std::size_t i = 0; i < pixels; ++i, to += step, from += Size) std::memcpy(to, from, Size);
-}
-
-void pack(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size, std::size_t pixels) noexcept {
-    switch (size) {
-    case 1:
-        return packPixels<1>(to, from, step, pixels);
-    case 2:
-        return packPixels<2>(to, from, step, pixels);
-    case 3:
-        return packPixels<3>(to, from, step, pixels);
-    case 4:
-        return packPixels<4>(to, from, step, pixels);
-    case 6:
-        return packPixels<6>(to, from, step, pixels);
-    case 8:
-        return packPixels<8>(to, from, step, pixels);
-    default:
-        for (std::size_t i = 0; i < pixels; ++i, to += size, from += step) std::memcpy(to, from, size);
-    }
-}
-
-void unpack(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size, std::size_t pixels) noexcept {
-    switch (size) {
-    case 1:
-        return unpackPixels<1>(to, from, step, pixels);
-    case 2:
-        return unpackPixels<2>(to, from, step, pixels);
-    case 3:
-        return unpackPixels<3>(to, from, step, pixels);
-    case 4:
-        return unpackPixels<4>(to, from, step, pixels);
-    case 6:
-        return unpackPixels<6>(to, from, step, pixels);
-    case 8:
-        return unpackPixels<8>(to, from, step, pixels);
-    default:
-        for (std::size_t i = 0; i < pixels; ++i, to += step, from += size) std::memcpy(to, from, size);
     }
 }
 
@@ -97,7 +48,7 @@ struct Lane {
     std::byte* at(long x, long y) const noexcept { return raster->at<std::byte>(x, y); }
 
     void load(std::byte* buffer, long x, long y, std::size_t pixels) const noexcept {
-        if (!bits) return pack(buffer, at(x, y), raster->pixel, size, pixels);
+        if (!bits) return closeGaps(buffer, at(x, y), raster->pixel, size, pixels);
         for (unsigned band = 0; band < bands; ++band) {
             const BitPosition from = raster->bit(x, y, band);
             unpackBits(from.byte, from.offset, reinterpret_cast<std::uint8_t*>(buffer) + band, bands, pixels);
@@ -105,7 +56,7 @@ struct Lane {
     }
 
     void store(const std::byte* buffer, long x, long y, std::size_t pixels) const noexcept {
-        if (!bits) return unpack(at(x, y), buffer, raster->pixel, size, pixels);
+        if (!bits) return openGaps(at(x, y), buffer, raster->pixel, size, pixels);
         for (unsigned band = 0; band < bands; ++band) {
             const BitPosition to = raster->bit(x, y, band);
             packBits(reinterpret_cast<const std::uint8_t*>(buffer) + band, bands, to.byte, to.offset, pixels);

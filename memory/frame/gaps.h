@@ -1,0 +1,15 @@
+// Pixels that lie apart, and the same pixels side by side.
+#pragma once
+
+#include <cstddef>
+
+namespace orvi {
+
+/// Writes `pixels` pixels of `size` bytes side by side that begin `step` bytes apart.
+void closeGaps(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size,
+               std::size_t pixels) noexcept;
+
+/// The other way; what lies between the pixels is neither read nor written.
+void openGaps(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size, std::size_t pixels) noexcept;
+
+} // namespace orvi
