@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <span>
 
 #include "memory/filter/Element.h"
 #include "memory/filter/samples.h"
@@ -14,18 +15,24 @@
 
 namespace orvi {
 
-/// The runs of an element.
-struct ColumnRuns {
+/// The runs of an element. Where many columns side by side have the same run, those of two columns, of four and so on
+/// are combined in turn, and two of the widest cover them all.
+class ColumnRuns {
+public:
     struct Run {
         long first; ///< row of its first member, from the key
         long count;
+        long narrower =
+            none; ///< the run that this one combines with itself, some columns on; it has no rows of its own
+        long columns = 1;
     };
     struct Use {
         long column; ///< from the key
         long run;
     };
+    static constexpr long none = -1;
     static constexpr long mostRuns = 256;
-    static constexpr long mostUses = 4096;
+    static constexpr long mostUses = 2048;
     static constexpr long mostRows = 512;
 
     /// False where the element has too much of something: then its members are used one by one.
@@ -44,37 +51,89 @@ struct ColumnRuns {
                 row = end;
             }
         }
-        return true;
+        return std::all_of(spans_.begin(), spans_.begin() + spanCount_, [&](const Span& span) { return use(span); });
     }
 
-    /// Columns and rows from the first to the last that the element reads.
-    long columns() const noexcept { return useCount == 0 ? 0 : lastColumn - firstColumn + 1; }
-    long rows() const noexcept { return useCount == 0 ? 0 : lastRow - firstRow + 1; }
+    std::span<const Run> runs() const noexcept { return {runs_.data(), static_cast<std::size_t>(runCount_)}; }
+    std::span<const Use> uses() const noexcept { return {uses_.data(), static_cast<std::size_t>(useCount_)}; }
 
-    std::array<Run, mostRuns> runs;
-    std::array<Use, mostUses> uses;
-    long runCount = 0;
-    long useCount = 0;
-    long firstColumn = 0;
-    long lastColumn = 0;
-    long firstRow = 0;
-    long lastRow = 0;
+    /// The first column and row that the element reads, from the key, and how much farther it reaches.
+    long firstColumn() const noexcept { return firstColumn_; }
+    long furtherColumns() const noexcept { return lastColumn_ - firstColumn_; }
+    long firstRow() const noexcept { return firstRow_; }
+    long furtherRows() const noexcept { return lastRow_ - firstRow_; }
 
 private:
+    /// Columns side by side that have the same run.
+    struct Span {
+        long column;
+        long columns;
+        long run;
+    };
+    static constexpr long leastShared = 8;
+
     bool add(long column, const Run& run) noexcept {
-        const auto same = [&](const Run& other) { return other.first == run.first && other.count == run.count; };
-        const auto found = std::find_if(runs.begin(), runs.begin() + runCount, same);
-        if (found == runs.end() || useCount == mostUses) return false;
-        *found = run;
-        runCount = std::max(runCount, static_cast<long>(found - runs.begin()) + 1);
         const long lastOfRun = run.first + run.count - 1;
-        firstRow = useCount == 0 ? run.first : std::min(firstRow, run.first);
-        lastRow = useCount == 0 ? lastOfRun : std::max(lastRow, lastOfRun);
-        firstColumn = useCount == 0 ? column : std::min(firstColumn, column);
-        lastColumn = useCount == 0 ? column : std::max(lastColumn, column);
-        uses[static_cast<std::size_t>(useCount++)] = {column, found - runs.begin()};
+        const bool first = spanCount_ == 0;
+        firstRow_ = first ? run.first : std::min(firstRow_, run.first);
+        lastRow_ = first ? lastOfRun : std::max(lastRow_, lastOfRun);
+        firstColumn_ = first ? column : std::min(firstColumn_, column);
+        lastColumn_ = first ? column : std::max(lastColumn_, column);
+
+        const auto same = [&](const Run& other) { return other.first == run.first && other.count == run.count; };
+        const long index = findOrAdd(run, same);
+        if (index == none) return false;
+        Span*& latest = latest_[static_cast<std::size_t>(index)];
+        if (latest != nullptr && latest->column + latest->columns == column) {
+            ++latest->columns;
+            return true;
+        }
+        if (spanCount_ == mostUses) return false;
+        latest = &spans_[static_cast<std::size_t>(spanCount_++)];
+        *latest = {column, 1, index};
         return true;
     }
+
+    template <class Same>
+    long findOrAdd(const Run& run, Same same) noexcept {
+        Run* const end = runs_.data() + runCount_;
+        Run* const found = std::find_if(runs_.data(), end, same);
+        if (found == end) {
+            if (runCount_ == mostRuns) return none;
+            *found = run;
+            ++runCount_;
+        }
+        return found - runs_.data();
+    }
+
+    bool use(const Span& span) noexcept {
+        long run = span.run;
+        long width = 1;
+        while (span.columns >= leastShared && 2 * width <= span.columns) {
+            const long wider = findOrAdd({0, 0, run, width}, [run](const Run& other) { return other.narrower == run; });
+            if (wider == none) break;
+            run = wider;
+            width *= 2;
+        }
+        const long last = span.column + span.columns - width;
+        for (long column = span.column;; column = std::min(column + width, last)) {
+            if (useCount_ == mostUses) return false;
+            uses_[static_cast<std::size_t>(useCount_++)] = {column, run};
+            if (column == last) return true;
+        }
+    }
+
+    std::array<Run, mostRuns> runs_;
+    std::array<Use, mostUses> uses_;
+    std::array<Span, mostUses> spans_;
+    std::array<Span*, mostRuns> latest_{}; ///< of each run
+    long runCount_ = 0;
+    long useCount_ = 0;
+    long spanCount_ = 0;
+    long firstColumn_ = 0;
+    long lastColumn_ = 0;
+    long firstRow_ = 0;
+    long lastRow_ = 0;
 };
 
 /// `Count` vectors, or samples, of the greatest or least of some rows; `finish(at, V)` takes them.
@@ -109,17 +168,32 @@ inline void combineRows(const T* const* rows, long rowCount, long samples, Finis
     for (; at < samples; ++at) combineAt<Operation, T, 1>(rows, rowCount, at, finish);
 }
 
+/// A run for an output row and for the one below it; `row(k)` is the source row that lies k below that of the first
+/// one's pixel.
+template <class Operation, class T, class Row>
+inline void makeRun(const ColumnRuns::Run& run, T* first, T* second, long samples, Row row) noexcept {
+    const T* rows[ColumnRuns::mostRows + 1];
+    for (long k = 0; k <= run.count; ++k) rows[k] = row(run.first + k);
+    const T* above = rows[0];
+    const T* below = rows[run.count];
+    combineRows<Operation>(rows + 1, run.count - 1, samples, [=]<class V>(long at, V common) {
+        lanes::store<V>(first + at, Operation::of(common, lanes::load<V>(above + at)));
+        lanes::store<V>(second + at, Operation::of(common, lanes::load<V>(below + at)));
+    });
+}
+
 template <class T, class Operation>
 class ColumnRunWalk {
 public:
     ColumnRunWalk(const Raster& from, const Raster& to, long bands, const ColumnRuns& runs) noexcept
         : from_(from), to_(to), bands_(bands), runs_(runs), reach_(from), source_(from, reach_.width, reach_.height) {
         const bool packs = source_.pixel != bands;
-        packedRows_ = packs ? runs.rows() + rowsTogether - 1 : 0;
-        const long rows = firstRunRow + rowsTogether * runs.runCount + packedRows_;
+        packedRows_ = packs ? runs.furtherRows() + rowsTogether : 0;
+        const long rows = firstRunRow + rowsTogether * runCount() + packedRows_;
         rowSamples_ = static_cast<long>(stripBytes / sizeof(T)) / rows & ~63L;
-        const long wanted = std::max(leastSamples, static_cast<long>(cacheBytes / sizeof(T)) / rows);
-        const long room = rowSamples_ - std::max(0L, runs.columns() - 1) * bands;
+        const long wanted =
+            std::max(leastSamples, static_cast<long>(cacheBytes / sizeof(T)) / (rows + runs.furtherRows()));
+        const long room = rowSamples_ - runs.furtherColumns() * bands;
         stripPixels_ = std::min(room, wanted) / bands;
     }
 
@@ -140,18 +214,18 @@ private:
     static constexpr long resultRow = 1;
     static constexpr long firstRunRow = 2;
     static constexpr long leastSamples = 256;
-    static constexpr std::size_t cacheBytes = std::size_t{1} << 14;
+    static constexpr std::size_t cacheBytes = std::size_t{1} << 15;
 
     void strip(const Rect& rect) noexcept {
         const long pixels = rect.width;
-        left_ = rect.x + from_.ox + runs_.firstColumn;
-        inside_ = reach_.part(left_, 0, pixels + std::max(0L, runs_.columns() - 1));
-        const long samples = (pixels + std::max(0L, runs_.columns() - 1)) * bands_;
-        std::fill_n(memory(outsideRow), samples, Operation::template start<T>);
-        for (long i = 0; i < rowsTogether * runs_.runCount; ++i) {
-            std::fill_n(memory(firstRunRow + i), samples, Operation::template start<T>);
+        left_ = rect.x + from_.ox + runs_.firstColumn();
+        inside_ = reach_.part(left_, 0, pixels + runs_.furtherColumns());
+        stripSamples_ = (pixels + runs_.furtherColumns()) * bands_;
+        std::fill_n(memory(outsideRow), stripSamples_, Operation::template start<T>);
+        for (long i = 0; i < rowsTogether * runCount(); ++i) {
+            std::fill_n(memory(firstRunRow + i), stripSamples_, Operation::template start<T>);
         }
-        packedEnd_ = std::max(0L, rect.y + from_.oy + runs_.firstRow);
+        packedEnd_ = std::max(0L, rect.y + from_.oy + runs_.firstRow());
         const long height = rect.height;
         for (long y = 0; y < height; y += rowsTogether) {
             makeRuns(rect.y + y + from_.oy);
@@ -163,35 +237,40 @@ private:
     void makeRuns(long row) noexcept {
         const long samples = (inside_.end - inside_.first) * bands_;
         if (samples == 0) return;
-        if (packedRows_ > 0) pack(row + runs_.lastRow + rowsTogether - 1);
-        for (long i = 0; i < runs_.runCount; ++i) {
-            const ColumnRuns::Run& run = runs_.runs[static_cast<std::size_t>(i)];
-            const T* rows[ColumnRuns::mostRows + 1];
-            for (long k = 0; k <= run.count; ++k) rows[k] = sourceRow(row + run.first + k);
-            const T* above = rows[0];
-            const T* below = rows[run.count];
-            T* first = runRow(i, 0) + inside_.first * bands_;
-            T* second = runRow(i, 1) + inside_.first * bands_;
-            combineRows<Operation>(rows + 1, run.count - 1, samples, [=]<class V>(long at, V common) {
-                lanes::store<V>(first + at, Operation::of(common, lanes::load<V>(above + at)));
-                lanes::store<V>(second + at, Operation::of(common, lanes::load<V>(below + at)));
-            });
+        if (packedRows_ > 0) pack(row + runs_.firstRow() + packedRows_ - 1);
+        for (long i = 0; i < runCount(); ++i) {
+            const ColumnRuns::Run& run = runs_.runs()[static_cast<std::size_t>(i)];
+            if (run.narrower == ColumnRuns::none) {
+                makeRun<Operation>(run, runRow(i, 0) + inside_.first * bands_, runRow(i, 1) + inside_.first * bands_,
+                                   samples, [&](long k) { return sourceRow(row + k); });
+            } else {
+                for (long k = 0; k < rowsTogether; ++k) widen(run, runRow(i, k), k);
+            }
         }
+    }
+
+    void widen(const ColumnRuns::Run& run, T* to, long index) noexcept {
+        const T* narrower = runRow(run.narrower, index);
+        const T* rows[] = {narrower, narrower + run.columns * bands_};
+        combineRows<Operation>(rows, 2, stripSamples_ - run.columns * bands_, store(to));
     }
 
     /// An output row from the runs of the element's columns.
     void useRuns(long index, long x, long y, long pixels) noexcept {
         const T* rows[ColumnRuns::mostUses];
-        for (long i = 0; i < runs_.useCount; ++i) {
-            const ColumnRuns::Use& use = runs_.uses[static_cast<std::size_t>(i)];
-            rows[i] = runRow(use.run, index) + (use.column - runs_.firstColumn) * bands_;
+        long count = 0;
+        for (const ColumnRuns::Use& use : runs_.uses()) {
+            rows[count++] = runRow(use.run, index) + (use.column - runs_.firstColumn()) * bands_;
         }
         T* pixel = to_.at<T>(x, y);
         const bool dense = to_.pixelOf<T>() == bands_;
         T* results = dense ? pixel : memory(resultRow);
-        combineRows<Operation>(rows, runs_.useCount, pixels * bands_,
-                               [results]<class V>(long at, V result) { lanes::store<V>(results + at, result); });
+        combineRows<Operation>(rows, count, pixels * bands_, store(results));
         if (!dense) unpackRow(pixel, results, to_.pixelOf<T>(), bands_, pixels);
+    }
+
+    static auto store(T* to) noexcept {
+        return [to]<class V>(long at, V result) { lanes::store<V>(to + at, result); };
     }
 
     /// The samples of a strip in a source row, from its first column inside the source on.
@@ -207,10 +286,11 @@ private:
         }
     }
 
+    long runCount() const noexcept { return static_cast<long>(runs_.runs().size()); }
     T* memory(long row) const noexcept { return reinterpret_cast<T*>(stripMemory) + row * rowSamples_; }
     T* runRow(long run, long index) const noexcept { return memory(firstRunRow + rowsTogether * run + index); }
     T* packedRow(long row) const noexcept {
-        return memory(firstRunRow + rowsTogether * runs_.runCount + row % packedRows_);
+        return memory(firstRunRow + rowsTogether * runCount() + row % packedRows_);
     }
 
     const Raster& from_;
@@ -223,8 +303,9 @@ private:
     long packedEnd_ = 0; ///< the first source row that is not packed yet
     long rowSamples_ = 0;
     long stripPixels_ = 0;
-    long left_ = 0;        ///< the column that the element's first column reads for the first pixel of a strip
-    Reach::Part inside_{}; ///< the columns of a strip that lie inside the source
+    long stripSamples_ = 0; ///< that a strip's windows reach
+    long left_ = 0;         ///< the column that the element's first column reads for the first pixel of a strip
+    Reach::Part inside_{};  ///< the columns of a strip that lie inside the source
 };
 
 } // namespace orvi

@@ -49,6 +49,10 @@ struct Reach {
     explicit Reach(const Raster& from) noexcept
         : width(static_cast<long>(from.image->getWidth())), height(static_cast<long>(from.image->getHeight())) {}
 
+    bool contains(long column, long row) const noexcept {
+        return column >= 0 && column < width && row >= 0 && row < height;
+    }
+
     /// The part of a run of `pixels` from column `x` on whose samples `offset` columns away lie in the source.
     struct Part {
         long first;
@@ -72,8 +76,6 @@ struct Dilation {
     static T of(T a, T b) noexcept {
         return lanes::larger(a, b);
     }
-    /// The bit that decides a pixel.
-    static constexpr bool decisive = true;
 };
 struct Erosion {
     template <class T>
@@ -82,7 +84,6 @@ struct Erosion {
     static T of(T a, T b) noexcept {
         return lanes::smaller(a, b);
     }
-    static constexpr bool decisive = false;
 };
 
 } // namespace orvi

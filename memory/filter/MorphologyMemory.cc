@@ -21,7 +21,7 @@ void filterPixels(Frame& frame, const Offsets& offsets, const Rect& rect, unsign
             for (std::size_t i = 0; i < offsets.count; ++i) {
                 const long sx = x + offsets.columns[i] + from.ox;
                 const long sy = y + offsets.rows[i] + from.oy;
-                if (sx < 0 || sx >= reach.width || sy < 0 || sy >= reach.height) continue;
+                if (!reach.contains(sx, sy)) continue;
                 lanes::mapRow(
                     accumulator, bands, [](auto a, auto b) { return Operation::of(a, b); }, accumulator,
                     source.at(sx, sy));
