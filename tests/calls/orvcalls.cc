@@ -1,9 +1,12 @@
 // Makes random calls of every function of the device and prints what came of each as one number, the same on every
-// build of the module and on every machine. Each call is made twice: the second must do what the first did, and leave
-// alone every byte that holds no sample. In rounds, the same calls come again and again over one session: memory must
-// stay flat.
+// build of the module and on every machine. Each call is made again, on all builds and storages that are asked for: it
+// must do the same, and leave alone every byte that holds no sample. In rounds, the same calls come again and again
+// over one session: memory must stay flat, and some of the calls are held against processes that never made another
+// one.
 #include <malloc.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -19,8 +22,8 @@ namespace {
 constexpr const char* usage =
     "usage: orvcalls [options]\n"
     "Makes random calls of every function of the device. Exit status: 0 all was well, 1 it was not, 2 wrong usage.\n"
-    "  --build NAME      the build of the module (baseline, v3, v4, or a path); the best one when left out\n"
-    "  --storage POLICY  where samples lie: heap, ends-at-wall, starts-at-wall; heap when left out\n"
+    "  --build NAME      the build of the module (baseline, v3, v4, or a path), or all; the best one when left out\n"
+    "  --storage POLICY  where samples lie: heap, ends-at-wall, starts-at-wall, or all; heap when left out\n"
     "  --first SEED      of the first call; 1 when left out\n"
     "  --count N         calls; 10000 when left out\n"
     "  --rounds N        makes all calls N times over one session, and watches memory\n"
@@ -28,7 +31,8 @@ constexpr const char* usage =
     "  --print           the calls as case files, with what came\n";
 
 struct Options {
-    orvcase::RunOptions run = {.keepOutcome = true};
+    std::vector<std::string> builds = {""};
+    std::vector<orvcase::Storage> storages = {orvcase::Storage::heap};
     std::uint64_t first = 1;
     std::uint64_t count = 10000;
     unsigned rounds = 1;
@@ -40,9 +44,10 @@ struct WrongUse {
     std::string what;
 };
 
-orvcase::Storage storageNamed(const std::string& name) {
+std::vector<orvcase::Storage> storagesNamed(const std::string& name) {
+    if (name == "all") return orvcase::allStorages();
     for (const orvcase::Storage each : orvcase::allStorages()) {
-        if (name == orvcase::storageName(each)) return each;
+        if (name == orvcase::storageName(each)) return {each};
     }
     throw WrongUse{"no storage policy is named " + name};
 }
@@ -57,9 +62,9 @@ Options parse(const std::vector<std::string>& words) {
         };
         const auto number = [&] { return std::strtoull(next().c_str(), nullptr, 10); };
         if (word == "--build")
-            options.run.build = next();
+            options.builds = {next()};
         else if (word == "--storage")
-            options.run.storage = storageNamed(next());
+            options.storages = storagesNamed(next());
         else if (word == "--first")
             options.first = number();
         else if (word == "--count")
@@ -73,6 +78,7 @@ Options parse(const std::vector<std::string>& words) {
         else
             throw WrongUse{"unknown option " + word};
     }
+    if (options.builds[0] == "all") options.builds = orvcase::availableBuilds();
     return options;
 }
 
@@ -95,6 +101,7 @@ public:
     bool run() {
         if (!options_.quiet) std::printf("# first seed %llu\n", static_cast<unsigned long long>(options_.first));
         bool well = true;
+        if (options_.rounds > 1) remember();
         for (unsigned round = 1; round <= options_.rounds; ++round) {
             for (std::uint64_t i = 0; i < options_.count; ++i) well = call(i, round) && well;
             if (options_.rounds > 1) well = memory(round) && well;
@@ -109,21 +116,34 @@ private:
     bool call(std::uint64_t i, unsigned round) {
         const std::uint64_t seed = options_.first + i;
         orvcase::Case c = orvmodel::randomCall(seed);
-        const orvcase::Outcome first = orvcase::runCase(c, options_.run);
+        const orvcase::Outcome first =
+            orvcase::runCase(c, {.build = options_.builds[0], .storage = options_.storages[0], .keepOutcome = true});
         count(first);
         c = orvcase::withOutcome(std::move(c), first);
         const std::string text = orvcase::writeCase(c);
         const std::uint64_t hash = hashOf(text);
-        if (round == 1) {
-            if (options_.rounds > 1) hashes_.push_back(hash);
-            if (options_.print) std::fputs(text.c_str(), stdout);
-            if (!options_.quiet && !options_.print) print(seed, hash);
-        } else if (hashes_[i] != hash) {
-            return complain(seed, "came out otherwise than the first time");
+        if (round == 1 && options_.print) std::fputs(text.c_str(), stdout);
+        if (round == 1 && !options_.quiet && !options_.print) print(seed, hash);
+        if (options_.rounds > 1 && i == hashes_.size()) hashes_.push_back(hash);
+        if (i < hashes_.size() && hashes_[i] != hash) return complain(seed, "came out otherwise than at first");
+        for (const std::string& build : options_.builds) {
+            for (const orvcase::Storage storage : options_.storages) {
+                const orvcase::Outcome again = orvcase::runCase(c, {.build = build, .storage = storage});
+                if (!again.passed()) {
+                    return complain(seed, again.mismatches[0].text + " [" + build + ", " + storageName(storage) + "]");
+                }
+            }
         }
-        const orvcase::Outcome second =
-            orvcase::runCase(c, {.build = options_.run.build, .storage = options_.run.storage});
-        return second.passed() || complain(seed, second.mismatches[0].text);
+        return true;
+    }
+
+    /// What some of the calls do as the first of a process; this process has made none yet.
+    void remember() {
+        for (std::uint64_t i = 0; i < std::min<std::uint64_t>(options_.count, alone); ++i) {
+            const std::vector<orvcase::Case> one = {orvmodel::randomCall(options_.first + i)};
+            const auto reports = orvcase::runForked(one, {.build = options_.builds[0], .keepOutcome = true}, true);
+            hashes_.push_back(hashOf(reports[0].printed));
+        }
     }
 
     static void print(std::uint64_t seed, std::uint64_t hash) {
@@ -156,7 +176,8 @@ private:
         return false;
     }
 
-    static constexpr std::size_t allowance = 64 * 1024; ///< for what the C library itself keeps at hand
+    static constexpr std::uint64_t alone = 1016;   ///< calls that are held against those of new processes
+    static constexpr std::size_t allowance = 4096; ///< for texts that are in hand while the heap is looked at
 
     const Options& options_;
     std::vector<std::uint64_t> hashes_;
@@ -164,11 +185,22 @@ private:
     orvcase::LiveCounts kept_;
 };
 
+/// The C library keeps freed blocks of each size at hand and counts them as in use, unless it is told otherwise when
+/// the program starts.
+void startAgainWithoutKeptBlocks(char** argv) {
+    const char* given = std::getenv("GLIBC_TUNABLES");
+    const std::string tunables = given != nullptr ? given : "";
+    if (tunables.find("tcache_count") != std::string::npos) return;
+    setenv("GLIBC_TUNABLES", (tunables + (tunables.empty() ? "" : ":") + "glibc.malloc.tcache_count=0").c_str(), 1);
+    execv("/proc/self/exe", argv);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     try {
         const Options options = parse({argv + 1, argv + argc});
+        if (options.rounds > 1) startAgainWithoutKeptBlocks(argv);
         return Calls(options).run() ? 0 : 1;
     } catch (const WrongUse& wrong) {
         std::fprintf(stderr, "orvcalls: %s\n%s", wrong.what.c_str(), usage);
