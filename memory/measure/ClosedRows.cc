@@ -46,6 +46,8 @@ void ClosedRows::make(long row) noexcept {
     for (long column = 0; column < width_; column += Barrier::chunkPixels, to += Barrier::chunkBytes) {
         barrier_.bits(column, row, static_cast<unsigned>(std::min<long>(width_ - column, Barrier::chunkPixels)), to);
     }
+    std::uint8_t& last = at(row)[rowBytes_ - 1]; // what fills it up is no pixel
+    last = static_cast<std::uint8_t>(last | (0xffU >> ((width_ - 1) & 7) >> 1));
     if (first_ == end_) {
         first_ = row;
         end_ = row + 1;
@@ -103,23 +105,6 @@ void ClosedRows::close(long row, long from, long end) noexcept {
 }
 
 Run ClosedRows::closeRun(long row, long column) noexcept {
-    constexpr long wordBytes = sizeof(std::uint64_t);
-    const auto rowBytes = static_cast<long>(rowBytes_);
-    if (rowBytes >= wordBytes) {
-        const long first = std::clamp((column >> 3) - wordBytes / 2 + 1, 0L, rowBytes - wordBytes);
-        std::uint8_t* const bytes = use(row) + first;
-        const std::uint64_t bits = firstByteHighest(lanes::load<std::uint64_t>(bytes));
-        const long pixel = column - first * 8;
-        const std::uint64_t before = bits >> (wordBits - 1 - pixel);
-        const std::uint64_t behind = bits << pixel;
-        if (before != 0 && behind != 0) { // the word holds the whole run and what ends it
-            constexpr std::uint64_t all = ~std::uint64_t{0};
-            const long from = pixel - std::countr_zero(before) + 1;
-            const long end = pixel + std::countl_zero(behind);
-            lanes::store(bytes, firstByteHighest(bits | ((all >> from) & ~(all >> end))));
-            return {first * 8 + from, first * 8 + end};
-        }
-    }
     const Run run{lastClosed(row, column) + 1, firstClosed(row, column + 1, width_)};
     close(row, run.from, run.end);
     return run;

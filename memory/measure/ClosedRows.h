@@ -1,6 +1,7 @@
 // The one-bit scratch image of a flood, and searches in its rows.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -60,6 +61,35 @@ inline std::uint64_t firstByteHighest(std::uint64_t word) noexcept {
     }
 }
 
+/// 64 pixels of a row in a word, the first at the top.
+namespace window {
+
+inline constexpr int pixels = 64;
+
+constexpr std::uint64_t bit(int pixel) noexcept { return std::uint64_t{1} << (pixels - 1 - pixel); }
+
+constexpr std::uint64_t span(int from, int to) noexcept {
+    constexpr std::uint64_t all = ~std::uint64_t{0};
+    return (all >> from) & ~(all >> 1 >> to);
+}
+
+/// The set pixels that do not follow a set one.
+constexpr std::uint64_t starts(std::uint64_t set) noexcept { return set & ~(set >> 1); }
+
+struct Run {
+    bool whole; ///< the word holds the run and what ends it; else nothing is told of it
+    int from;
+    int to;
+};
+/// The run of pixels about an unset one.
+constexpr Run runAbout(std::uint64_t closed, int pixel) noexcept {
+    const std::uint64_t before = closed >> (pixels - 1 - pixel);
+    const std::uint64_t behind = closed << pixel;
+    return {before != 0 && behind != 0, pixel - std::countr_zero(before) + 1, pixel + std::countl_zero(behind) - 1};
+}
+
+} // namespace window
+
 /// The rows of a flood's scratch image: a bit is set where the flood may not go (on), be it kept out by the barrier or
 /// have been there. Rows are made when the flood first comes to them; since it comes to neighbours of earlier rows
 /// alone, those made are always one run of rows. Positions are those of the storage.
@@ -85,25 +115,25 @@ public:
     /// Closes the run of open pixels about an open one, and answers it.
     Run closeRun(long row, long column) noexcept;
 
+    /// Whether rows are wide enough for windows.
+    bool hasWindows() const noexcept { return rowBytes_ >= sizeof(std::uint64_t); }
+    /// Where the window begins that has a column in its middle, or as near to it as the row's ends allow.
+    long windowAbout(long column) const noexcept {
+        constexpr long wordBytes = sizeof(std::uint64_t);
+        return std::clamp((column >> 3) - wordBytes / 2 + 1, 0L, static_cast<long>(rowBytes_) - wordBytes) * 8;
+    }
+    /// The closed pixels of a row's window.
+    std::uint64_t window(long first, long row) noexcept {
+        return firstByteHighest(lanes::load<std::uint64_t>(use(row) + (first >> 3)));
+    }
+    void setWindow(long first, long row, std::uint64_t closed) noexcept {
+        lanes::store(use(row) + (first >> 3), firstByteHighest(closed));
+    }
+
     /// visit(long column) for each column of `from`..`end` - 1 that is open and does not follow an open one of them, as
     /// long as it answers true; answers what the last visit did.
     template <class Visit>
     bool eachOpenRun(long row, long from, long end, Visit visit) noexcept {
-        if (from >= end) return true;
-        const std::uint8_t* const bytes = use(row);
-        const long first = from >> 3;
-        // Most ranges are short: their runs' starts come from one word at once.
-        if (end - from <= wordBits - 8 && static_cast<std::size_t>(first) + sizeof(std::uint64_t) <= rowBytes_) {
-            constexpr std::uint64_t all = ~std::uint64_t{0};
-            const std::uint64_t closed = firstByteHighest(lanes::load<std::uint64_t>(bytes + first)) << (from & 7);
-            const std::uint64_t open = ~closed & ~(all >> (end - from));
-            for (std::uint64_t starts = open & ~(open >> 1); starts != 0;) {
-                const int at = std::countl_zero(starts);
-                if (!visit(from + at)) return false;
-                starts &= ~(std::uint64_t{1} << (wordBits - 1 - at));
-            }
-            return true;
-        }
         while ((from = firstOpen(row, from, end)) < end) {
             if (!visit(from)) return false;
             from = firstClosed(row, from, end);

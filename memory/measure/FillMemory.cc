@@ -3,7 +3,7 @@
 // within the region.
 
 #include <algorithm>
-#include <cstring>
+#include <type_traits>
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/bit_rows.h"
@@ -66,6 +66,8 @@ public:
         if (step == 1) {
             const S boundary = colour_[0];
             for (unsigned i = 0; i < pixels; ++i) equal[i] = from[i] == boundary;
+        } else if (std::is_same_v<S, std::uint8_t> && step == 3 && source_.bands == 3) {
+            threeBands(from, pixels, equal);
         } else {
             spaced(from, step, pixels, equal);
         }
@@ -73,6 +75,17 @@ public:
     }
 
 private:
+    void threeBands(const S* from, unsigned pixels, std::uint8_t* equal) const noexcept {
+        alignas(lanes::vectorBytes) std::uint8_t planes[3][chunkPixels];
+        lanes::splitBands(reinterpret_cast<const std::uint8_t*>(from), planes[0], planes[1], planes[2], pixels);
+        const auto b0 = static_cast<std::uint8_t>(colour_[0]);
+        const auto b1 = static_cast<std::uint8_t>(colour_[1]);
+        const auto b2 = static_cast<std::uint8_t>(colour_[2]);
+        for (unsigned i = 0; i < pixels; ++i) {
+            equal[i] = (planes[0][i] == b0) & (planes[1][i] == b1) & (planes[2][i] == b2);
+        }
+    }
+
     void spaced(const S* from, std::ptrdiff_t step, unsigned pixels, std::uint8_t* equal) const noexcept {
         std::fill(equal, equal + pixels, std::uint8_t{1});
         for (unsigned band = 0; band < source_.bands; ++band) {
@@ -118,19 +131,46 @@ private:
 
 template <class S>
 void paint(const Raster& image, const Colour<S>& colour, long x, long y, long pixels) noexcept {
-    S* to = image.at<S>(x, y);
+    S* const to = image.at<S>(x, y);
     const std::ptrdiff_t step = image.pixelOf<S>();
-    if (step == 1) {
-        std::fill_n(to, pixels, colour[0]);
-        return;
+    for (unsigned band = 0; band < image.bands; ++band) {
+        const S sample = colour[band];
+        for (long i = 0; i < pixels; ++i) to[i * step + band] = sample;
     }
-    for (long i = 0; i < pixels; ++i, to += step) std::copy_n(colour.data(), image.bands, to);
+}
+
+/// Paints the flooded pixels of a row whose samples are its pixels: long runs as such, and where they are short the
+/// flooded ones of a chunk together.
+template <class S>
+void paintSamples(S* row, ClosedRows& rows, long y, long begin, long end, S sample) noexcept {
+    constexpr long shortRun = 64;
+    alignas(lanes::vectorBytes) std::uint8_t flooded[Barrier::chunkPixels];
+    for (long from = begin; (from = rows.firstClosed(y, from, end)) < end;) {
+        S* const to = row + (from - begin);
+        const long runEnd = rows.firstOpen(y, from, end);
+        if (runEnd - from >= shortRun) {
+            std::fill(to, to + (runEnd - from), sample);
+            from = runEnd;
+            continue;
+        }
+        const auto pixels = static_cast<std::size_t>(std::min<long>(end - from, Barrier::chunkPixels));
+        const BitPosition bits = rows.bit(from, y);
+        unpackBits(bits.byte, bits.offset, flooded, 1, pixels);
+        for (std::size_t i = 0; i < pixels; ++i) to[i] = flooded[i] != 0 ? sample : to[i];
+        from += static_cast<long>(pixels);
+    }
 }
 
 /// Paints the flooded pixels of the rectangles.
 template <class S>
 void paintFlooded(RectCursor& rects, ClosedRows& rows, const Raster& source, const Raster& image,
                   const Colour<S>& colour) noexcept {
+    if (image.pixelOf<S>() == 1) {
+        eachFloodedRow(rects, rows, source, [&](long row, long begin, long end) {
+            paintSamples(image.at<S>(begin - source.ox, row - source.oy), rows, row, begin, end, colour[0]);
+        });
+        return;
+    }
     eachFlooded(rects, rows, source, [&](long x, long y, long pixels) { paint(image, colour, x, y, pixels); });
 }
 

@@ -1,10 +1,11 @@
 // Counts of pixels over a grid of bins, one dimension a band.
 
 #include <algorithm>
+#include <numeric>
 #include <type_traits>
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
-#include "memory/frame/numbers.h"
+#include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/orvi_new.h"
 #include "memory/measure/SourceRegion.h"
@@ -14,49 +15,44 @@ namespace {
 
 using namespace orvi;
 
-constexpr long noBin = -1;
-
 /// The bins of a histogram's bands. The low and the high value lie at the centres of the first and the last bin.
 class Bins {
 public:
+    static constexpr std::uint64_t none = ~std::uint64_t{0};
+
     explicit Bins(OrvHistogram& histogram) noexcept
-        : bands_(histogram.getNBands()), low_(bands_), high_(bands_), count_(bands_), width_(bands_), index_(bands_) {
+        : bands_(histogram.getNBands()), low_(bands_), high_(bands_), count_(bands_), width_(bands_), stride_(bands_) {
         if (!valid()) return;
         histogram.getLowValue(low_.get());
         histogram.getHighValue(high_.get());
         histogram.getNBins(count_.get());
         for (unsigned band = 0; band < bands_; ++band) {
             float width = high_[band] - low_[band];
-            if (count_[band] != 1) width /= static_cast<float>(count_[band] - 1);
+            if (count_[band] != 1) width = static_cast<float>(double{width} / (count_[band] - 1));
             width_[band] = width == 0.0F ? 1.0F : width;
         }
+        std::uint64_t stride = 1; // the last band varies fastest
+        for (unsigned band = bands_; band-- > 0; stride *= count_[band]) stride_[band] = stride;
     }
 
-    bool valid() const noexcept { return low_ && high_ && count_ && width_ && index_; }
+    bool valid() const noexcept { return low_ && high_ && count_ && width_ && stride_; }
     unsigned bands() const noexcept { return bands_; }
 
-    /// The bin of a value. Truncation puts what lies up to one and a half widths below the low value in bin 0, on
-    /// purpose, while the last bin ends half a width above the high one.
-    long bin(unsigned band, int value) const noexcept {
-        const double place = (static_cast<double>(static_cast<float>(value)) - low_[band]) / width_[band] + 0.5;
-        const auto t = static_cast<float>(place);
-        if (!(t > -1.0F && t < 0x1p62F)) return noBin;
-        const long index = static_cast<long>(t);
-        return index < static_cast<long>(count_[band]) ? index : noBin;
-    }
-
-    /// Where the counter of a pixel with these samples lies, or noBin.
-    template <class Sample>
-    long place(Sample sample) const noexcept {
-        bool inside = true;
-        for (unsigned band = 0; band < bands_; ++band) {
-            index_[band] = bin(band, sample(band));
-            inside = inside && index_[band] != noBin;
+    /// Adds the bins of a band's values to their pixels' places in the counters; a value without a bin makes it none.
+    /// Truncation puts what lies up to one and a half widths below the low value in bin 0, on purpose, while the last
+    /// bin ends half a width above the high one.
+    void add(unsigned band, const std::int32_t* values, std::uint64_t* places, unsigned pixels) const noexcept {
+        const double low = low_[band];
+        const double width = width_[band];
+        const double end = count_[band];
+        const std::uint64_t stride = stride_[band];
+        for (unsigned i = 0; i < pixels; ++i) {
+            const double place = (static_cast<double>(values[i]) - low) / width + 0.5;
+            const double t = static_cast<float>(place);
+            const bool inside = t > -1.0 && t < end && places[i] != none;
+            const auto bin = static_cast<std::uint64_t>(static_cast<std::int64_t>(inside ? t : 0.0));
+            places[i] = inside ? places[i] + bin * stride : none;
         }
-        if (!inside) return noBin;
-        long place = 0;
-        for (unsigned band = 0; band < bands_; ++band) place = place * static_cast<long>(count_[band]) + index_[band];
-        return place;
     }
 
 private:
@@ -65,72 +61,124 @@ private:
     Array<float> high_;
     Array<unsigned> count_;
     Array<float> width_;
-    Array<long> index_;
+    Array<std::uint64_t> stride_;
 };
-
-/// Reads a band of a pixel given in the common space.
-template <class S>
-int sampleAt(const Raster& raster, long x, long y, unsigned band) noexcept {
-    if constexpr (std::is_same_v<S, Bit>) {
-        const BitPosition place = raster.bit(x, y, band);
-        return (*place.byte & bit_mask[place.offset]) != 0 ? 1 : 0;
-    } else {
-        return raster.at<S>(x, y)[band];
-    }
-}
 
 struct Skips {
     long x;
     long y;
+
+    /// Pixels sampled of a row.
+    std::size_t sampled(unsigned width) const noexcept {
+        return (width + static_cast<std::size_t>(x) - 1) / static_cast<std::size_t>(x);
+    }
 };
 
-/// visit(x, y) for each pixel of the sampling grid, which starts anew at each rectangle.
+/// visit(long x, long y, std::size_t samples) for each row sampled: its first pixel, and how many of it are. The
+/// sampling grid starts anew at each rectangle.
 template <class Visit>
-void eachSampled(RectCursor& rects, Skips skips, Visit visit) noexcept {
+void eachSampledRow(RectCursor& rects, Skips skips, Visit visit) noexcept {
     for (Rect rect{}; rects.next(rect);) {
         for (long row = 0; row < static_cast<long>(rect.height); row += skips.y) {
-            for (long column = 0; column < static_cast<long>(rect.width); column += skips.x) {
-                visit(rect.x + column, rect.y + row);
-            }
+            visit(rect.x, rect.y + row, skips.sampled(rect.width));
         }
     }
 }
 
-/// One band of bytes: counts the values first, each then goes to its bin at once. Four tables keep equal neighbours
-/// from waiting for one another.
+/// How often each byte occurs. Neighbours count in tables of their own, so that equal ones need not wait for one
+/// another, and no two tables lie a page apart: a load that looks like a store before it would wait too.
+class ByteCounts {
+public:
+    static constexpr unsigned values = 256;
+
+    void addRow(const std::uint8_t* from, std::size_t samples) noexcept {
+        constexpr std::size_t wordBytes = sizeof(std::uint64_t);
+        constexpr std::size_t words = 4;
+        std::size_t i = 0;
+        for (; i + words * wordBytes <= samples; i += words * wordBytes) {
+            std::uint64_t word[words];
+            for (std::size_t w = 0; w < words; ++w) word[w] = lanes::load<std::uint64_t>(from + i + w * wordBytes);
+            for (unsigned byte = 0; byte < wordBytes; ++byte) {
+                for (unsigned w = 0; w < words; ++w) {
+                    ++counts_[(byte * words + w) % tables][(word[w] >> (8 * byte)) & 0xff];
+                }
+            }
+        }
+        for (; i < samples; ++i) ++counts_[0][from[i]];
+    }
+    void addRow(const std::uint8_t* from, std::size_t samples, std::ptrdiff_t step) noexcept {
+        for (std::size_t i = 0; i < samples; ++i, from += step) ++counts_[i % tables][*from];
+    }
+
+    std::uint32_t of(unsigned value) const noexcept {
+        std::uint32_t sum = 0;
+        for (const auto& table : counts_) sum += table[value];
+        return sum;
+    }
+
+private:
+    static constexpr unsigned tables = 8;
+    static constexpr unsigned lineEntries = 16;
+
+    std::uint32_t counts_[tables][values + lineEntries] = {};
+};
+
+/// One band of bytes: counts the values first, each then goes to its bin at once.
 void countBytes(SourceRegion& source, Skips skips, const Bins& bins, std::uint32_t* counters) noexcept {
-    constexpr unsigned values = 256;
-    std::uint32_t counts[4][values] = {};
+    ByteCounts counts;
     const Raster& raster = source.raster();
     const std::ptrdiff_t step = skips.x * raster.pixel;
-    for (Rect rect{}; source.rects().next(rect);) {
-        const std::size_t samples =
-            (rect.width + static_cast<std::size_t>(skips.x) - 1) / static_cast<std::size_t>(skips.x);
-        for (long row = 0; row < static_cast<long>(rect.height); row += skips.y) {
-            const std::uint8_t* const from = raster.at<std::uint8_t>(rect.x, rect.y + row);
-            std::size_t i = 0;
-            const auto value = [&](std::size_t at) { return from[static_cast<std::ptrdiff_t>(at) * step]; };
-            for (; i + 4 <= samples; i += 4) {
-                ++counts[0][value(i)];
-                ++counts[1][value(i + 1)];
-                ++counts[2][value(i + 2)];
-                ++counts[3][value(i + 3)];
-            }
-            for (; i < samples; ++i) ++counts[0][value(i)];
+    eachSampledRow(source.rects(), skips, [&](long x, long y, std::size_t samples) {
+        const auto* const from = raster.at<std::uint8_t>(x, y);
+        if (step == 1) {
+            counts.addRow(from, samples);
+        } else {
+            counts.addRow(from, samples, step);
         }
+    });
+    std::int32_t values[ByteCounts::values];
+    std::uint64_t places[ByteCounts::values] = {};
+    std::iota(values, values + ByteCounts::values, 0);
+    bins.add(0, values, places, ByteCounts::values);
+    for (unsigned v = 0; v < ByteCounts::values; ++v) {
+        if (places[v] != Bins::none) counters[places[v]] += counts.of(v);
     }
-    for (unsigned v = 0; v < values; ++v) {
-        const long place = bins.bin(0, static_cast<int>(v));
-        if (place != noBin) counters[place] += counts[0][v] + counts[1][v] + counts[2][v] + counts[3][v];
+}
+
+/// The samples of a band at pixels of a row, `step` pixels apart.
+template <class S>
+void takeSamples(const Raster& raster, long x, long y, unsigned band, long step, unsigned pixels,
+                 std::int32_t* values) noexcept {
+    if constexpr (std::is_same_v<S, Bit>) {
+        const BitPosition row = raster.bit(x, y, band);
+        for (unsigned i = 0; i < pixels; ++i) {
+            const std::size_t bit = row.offset + i * static_cast<std::size_t>(step);
+            values[i] = (row.byte[bit >> 3] & bit_mask[bit & 7]) != 0 ? 1 : 0;
+        }
+    } else {
+        const S* from = raster.at<S>(x, y) + band;
+        const std::ptrdiff_t samples = step * raster.pixelOf<S>();
+        for (unsigned i = 0; i < pixels; ++i) values[i] = from[i * samples];
     }
 }
 
 template <class S>
 void countPixels(SourceRegion& source, Skips skips, const Bins& bins, std::uint32_t* counters) noexcept {
-    const Raster& raster = source.raster();
-    eachSampled(source.rects(), skips, [&](long x, long y) {
-        const long place = bins.place([&](unsigned band) { return sampleAt<S>(raster, x, y, band); });
-        if (place != noBin) ++counters[place];
+    constexpr std::size_t chunk = 256;
+    eachSampledRow(source.rects(), skips, [&](long x, long y, std::size_t samples) {
+        for (std::size_t done = 0; done < samples; done += chunk) {
+            const auto pixels = static_cast<unsigned>(std::min(chunk, samples - done));
+            std::uint64_t places[chunk] = {};
+            std::int32_t values[chunk];
+            for (unsigned band = 0; band < bins.bands(); ++band) {
+                takeSamples<S>(source.raster(), x + static_cast<long>(done) * skips.x, y, band, skips.x, pixels,
+                               values);
+                bins.add(band, values, places, pixels);
+            }
+            for (unsigned i = 0; i < pixels; ++i) {
+                if (places[i] != Bins::none) ++counters[places[i]];
+            }
+        }
     });
 }
 

@@ -26,13 +26,11 @@ struct SpanFrame {
     int direction;
 };
 
-/// The pixel where a run of open pixels starts, and the run that it was found from.
+/// The pixel where a run of open pixels starts. The run that it was found from is closed by the time it is examined, so
+/// nothing need be known of it.
 struct RunFrame {
     int column;
     int row;
-    int parentLeft;
-    int parentRight;
-    int parentRow;
 };
 
 /// The flood by spans with shadows: each run found is followed onward, and back where it overhangs the span that it was

@@ -171,7 +171,7 @@ void thinOut(Maker& maker, const std::string& name) {
     orvcase::Image& image = maker.c.image(name);
     if (image.data.empty() || maker.random.chance(15)) return;
     const unsigned kinds = image.type == ORV_BIT ? 2 : maker.random.below(3) + 2;
-    const unsigned odds = maker.random.pick({5U, 20U, 35U, 50U});
+    const unsigned odds = maker.random.pick({1U, 5U, 20U, 35U, 50U});
     for (double& sample : image.data) sample = maker.random.chance(odds) ? maker.random.below(kinds - 1) + 1 : 0;
 }
 
@@ -193,12 +193,17 @@ orvcase::Values colourOf(Maker& maker, const orvcase::Image& image, unsigned ban
     return colour;
 }
 
-auto makeFill(const char* op, OrvDataType type) {
-    return [op, type](Maker& maker) {
+enum class Pictures { any, wide };
+
+auto makeFill(const char* op, OrvDataType type, Pictures pictures = Pictures::any) {
+    return [op, type, pictures](Maker& maker) {
         maker.children = maker.random.chance(30);
-        const unsigned bands = maker.bands();
-        const std::string d = maker.image("d", type, bands);
-        const std::string s = maker.source("s", type, bands, d);
+        const bool wide = pictures == Pictures::wide;
+        const unsigned bands = wide ? maker.random.below(2) + 1 : maker.bands();
+        const unsigned width = wide ? maker.random.below(350) + 57 : 0;
+        const unsigned height = wide ? maker.random.below(40) + 1 : 0;
+        const std::string d = maker.image("d", type, bands, width, height);
+        const std::string s = wide ? maker.image("s", type, bands, width, height) : maker.source("s", type, bands, d);
         thinOut(maker, s);
         const orvcase::Image source = maker.c.image(s);
         const Param x = Param::f(randomSeed(maker, source.width, source.originX));
@@ -255,6 +260,14 @@ void expectFill(const Case& c, Call& call, Scene& scene) {
 TEST(Fill1, IsTheFloodByRuns) { orvmodel::check({.make = makeFill("fill1", ORV_BIT), .expect = expectFill}); }
 TEST(Fill8, IsTheFloodBySpans) { orvmodel::check({.make = makeFill("fill8", ORV_BYTE), .expect = expectFill}); }
 TEST(Fill16, IsTheFloodBySpans) { orvmodel::check({.make = makeFill("fill16", ORV_SHORT), .expect = expectFill}); }
+
+// Rows of many words, with runs that lie in one of them and runs that do not.
+void checkWide(const char* op, OrvDataType type) {
+    orvmodel::check({.make = makeFill(op, type, Pictures::wide), .expect = expectFill, .cases = 120});
+}
+TEST(Fill1, IsTheFloodByRunsInWideRows) { checkWide("fill1", ORV_BIT); }
+TEST(Fill8, IsTheFloodBySpansInWideRows) { checkWide("fill8", ORV_BYTE); }
+TEST(Fill16, IsTheFloodBySpansInWideRows) { checkWide("fill16", ORV_SHORT); }
 
 // Soft fill.
 

@@ -125,6 +125,18 @@ TEST(Histogram1, CountsSampledPixels) {
 TEST(Histogram8, CountsSampledPixels) {
     orvmodel::check({.make = makeHistogram("histogram8", ORV_BYTE), .expect = expectHistogram});
 }
+TEST(Histogram8, CountsLongRows) {
+    orvmodel::check({.make =
+                         [](Maker& maker) {
+                             const std::string s = maker.image("s", ORV_BYTE, maker.random.below(2) + 1,
+                                                               maker.random.below(700) + 1, maker.random.below(4) + 1);
+                             maker.c.histograms.push_back({.name = "h", .bins = {7}, .low = {3}, .high = {250}});
+                             const Param x = Param::l(maker.random.chance(70) ? 1 : 3);
+                             maker.c.addCall({.op = "histogram8", .src = {s}, .params = {Param::ref("h"), x, x}});
+                         },
+                     .expect = expectHistogram,
+                     .cases = 100});
+}
 TEST(Histogram16, CountsSampledPixels) {
     orvmodel::check({.make = makeHistogram("histogram16", ORV_SHORT), .expect = expectHistogram});
 }
