@@ -70,7 +70,21 @@ private:
         if (facts_.exactWithin(largest, 24)) return strips<FloatRule<T>>(rect, taps_.values.get());
         if (arithmetic_ == Arithmetic::once) return converted<WholeRule<T>>(rect, 1.0);
         if (facts_.floatServes(largest)) return strips<FloatRule<T>>(rect, taps_.values.get());
+        if constexpr (sizeof(T) == 1) {
+            if (doubt() < mostDoubt) return strips<NearRule<T>>(rect, taps_.values.get());
+        }
         return converted<RoundedRule<T>>(rect, 1.0);
+    }
+
+    /// How far a sum in single precision may be from the one that is asked for, where that is not more than 255.
+    float doubt() noexcept {
+        constexpr double unit = 0x1p-16; // in the last place of such a sum
+        if (doubt_ < 0) {
+            const double unlike = unlikeRoundings({taps_.values.get(), taps_.count()});
+            // One half is added with a rounding on either side.
+            doubt_ = facts_.growing() ? static_cast<float>((unlike + 2) * unit) : mostDoubt;
+        }
+        return doubt_;
     }
 
     bool truncatedStrips(const Rect& rect) noexcept {
@@ -124,7 +138,8 @@ private:
 
     template <class Rule>
     bool strips(const Rect& rect, const typename Rule::Tap* taps) noexcept {
-        return StripWalk<SampleRows<T>, Rule>(images_, SampleRows<T>(images_), taps_.window, taps).rectangle(rect);
+        const SampleRows<T> rows(images_);
+        return StripWalk<SampleRows<T>, Rule>(images_, rows, taps_.window, taps, doubt_).rectangle(rect);
     }
 
     template <class Sum>
@@ -163,12 +178,15 @@ private:
         return sum.result();
     }
 
+    /// Where more sums than a few of a hundred are doubtful, nothing is gained.
+    static constexpr float mostDoubt = 0x1p-7F;
     static constexpr double largest = sizeof(T) == 1 ? 255 : 32768;
 
     const NineRegions& images_;
     const Taps& taps_;
     Arithmetic arithmetic_;
     SumFacts facts_;
+    float doubt_ = -1; ///< not known yet
     Samples<const T> source_;
 };
 

@@ -1,6 +1,7 @@
 // How the vectors of a strip are summed: the sums of sums.h, many at a time, with the same result to the bit.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <span>
@@ -79,6 +80,21 @@ struct RoundedRule {
         return convertLanes<Vector>(convertLanes<Floats>(multiplyAdd(samples, Vector{} + tap, sum)));
     }
     static auto finish(Vector sum) noexcept { return roundedSamples<T>(convertLanes<Floats>(sum)); }
+};
+
+/// Sums that are rounded to single precision after every weight, had from multiply-adds in single precision. They come
+/// near: a vector with a sum so close to the middle between two levels that it might round the other way is doubtful,
+/// and is made anew by the rule `Exact`.
+template <class T>
+struct NearRule : FloatRule<T> {
+    using typename FloatSums::Vector;
+    using Exact = RoundedRule<T>;
+    static bool doubtful(Vector sum, float doubt) noexcept {
+        constexpr float whole = 0x1.8p23F; // floats of this size have no fraction
+        const Vector raised = sum + 0.5F;
+        const Vector off = raised - ((raised + whole) - whole);
+        return anyBelow(off < 0.0F ? -off : off, doubt);
+    }
 };
 
 /// Rounded to single precision once.
@@ -223,6 +239,33 @@ struct SumFacts {
     bool floorServes() const noexcept { return grain >= 0x1p-16 && 255 * magnitude < 32768 && exactWithin(255, 24); }
     /// Whether multiply-adds in single precision give the sums that are rounded after every weight.
     bool floatServes(double largest) const noexcept { return exactWithin(largest, hasFusedMultiplyAdd ? 53 : 24); }
+    /// Whether all that is known of sums of bytes is told by how often they may be rounded unlike (see
+    /// unlikeRoundings).
+    bool growing() const noexcept { return !negative && magnitude < 0x1p100; }
 };
+
+/// How often a sum of bytes with weights that are not negative may differ, by a unit in its last place, between
+/// multiply-adds in single precision and products and sums in double, rounded to single after every weight. What once
+/// differs by a unit goes on differing by no more.
+///
+/// A fused multiply-add rounds once what the other rounds twice, which differs only where the exact sum lies beside the
+/// middle between two floats, by 2^-30 of their distance at most. Unless the product is some 2^27 times the sum so far
+/// (11 times in all the range of floats), that sum is a multiple of half the distance: then the product, of 32 bits,
+/// itself lies within 4 units of a multiple of 2^29. No product of most kernels does.
+inline double unlikeRoundings(std::span<const float> taps) noexcept {
+    if (!hasFusedMultiplyAdd) return 1.5 * static_cast<double>(taps.size());
+    const auto nearMiddle = [](float tap) {
+        int exponent = 0;
+        const auto mantissa = static_cast<std::uint32_t>(std::ldexp(std::frexp(tap, &exponent), 24));
+        bool any = false;
+        for (std::uint32_t sample = 1; sample < 256; ++sample) {
+            const std::uint32_t product = sample * mantissa;
+            const std::uint32_t beside = (product + 4) & ((1U << 29) - 1);
+            any |= product >= 1U << 28 && beside <= 8 && beside != 4;
+        }
+        return any;
+    };
+    return 11 + static_cast<double>(std::count_if(taps.begin(), taps.end(), nearMiddle));
+}
 
 } // namespace orvi

@@ -17,6 +17,11 @@
 //         using RowSums = a vector of integers;
 //         static RowSums addRow(RowSums sums, Vector row);
 //         static Ints finish(RowSums sums);
+//
+// Or its sums may be near ones, whose vectors are made anew by a rule of doubles where they are in doubt:
+//
+//         using Exact = another rule;
+//         static bool doubtful(Vector sum, float doubt);
 #pragma once
 
 #include <cstring>
@@ -46,12 +51,18 @@ struct StripBlock {
     const typename Rule::Tap* taps;
     long width; ///< of the window
     long height;
-    long step; ///< from a column to the next, in samples
+    long step;   ///< from a column to the next, in samples
+    float doubt; ///< of a rule whose sums are near ones
 };
 
 template <class Rule>
 concept SumsRowsApart = requires {
     typename Rule::RowSums;
+};
+
+template <class Rule>
+concept ComesNear = requires {
+    typename Rule::Exact;
 };
 
 /// What a rule gathers for a vector of results.
@@ -65,6 +76,28 @@ struct SumsOf<Rule> {
     using Type = typename Rule::RowSums;
     static Type start() noexcept { return Type{}; }
 };
+
+/// A vector of results of an output row by the exact rule, from sample `at` on.
+template <ComesNear Rule, class T>
+[[gnu::noinline]] void makeExactly(const StripBlock<Rule>& block, long row, long at, T* results) noexcept {
+    using Exact = typename Rule::Exact;
+    using Vector = typename Exact::Vector;
+    constexpr long count = Lanes<double>::count;
+    constexpr long parts = static_cast<long>(Lanes<float>::count) / count;
+    Vector sums[parts];
+    for (Vector& sum : sums) sum = Exact::start();
+    const typename Rule::Tap* tap = block.taps;
+    for (long i = 0; i < block.height; ++i) {
+        const float* from = block.rows[row + i] + at;
+        for (long column = 0; column < block.width; ++column, from += block.step, ++tap) {
+            for (long part = 0; part < parts; ++part) {
+                const auto samples = lanes::load<typename Lanes<double>::Floats>(from + part * count);
+                sums[part] = Exact::add(sums[part], convertLanes<Vector>(samples), *tap);
+            }
+        }
+    }
+    for (long part = 0; part < parts; ++part) storeSamples(results + part * count, Exact::finish(sums[part]));
+}
 
 /// `Rows` output rows of `Vectors` vectors from sample `at` on. `Height` is that of the window, 0 where it is not known
 /// to the compiler (one row is then made at a time).
@@ -127,7 +160,14 @@ inline void makeBlock(const StripBlock<Rule>& block, long at, T (*results)[strip
     for (int row = 0; row < Rows; ++row) {
 #pragma GCC unroll 8
         for (int i = 0; i < Vectors; ++i) {
-            storeSamples(results[row] + at + i * lanesCount, Rule::finish(sums[row][i]));
+            const long place = at + i * lanesCount;
+            if constexpr (ComesNear<Rule>) {
+                if (Rule::doubtful(sums[row][i], block.doubt)) [[unlikely]] {
+                    makeExactly(block, row, place, results[row] + place);
+                    continue;
+                }
+            }
+            storeSamples(results[row] + place, Rule::finish(sums[row][i]));
         }
     }
 }
@@ -168,9 +208,9 @@ public:
     using T = typename Rows::Sample;
     using Element = typename Rule::Element;
 
-    StripWalk(const NineRegions& images, const Rows& storage, const Window& window,
-              const typename Rule::Tap* taps) noexcept
-        : images_(images), storage_(storage), window_(window), taps_(taps), bands_(storage.bands()) {}
+    StripWalk(const NineRegions& images, const Rows& storage, const Window& window, const typename Rule::Tap* taps,
+              float doubt = 0) noexcept
+        : images_(images), storage_(storage), window_(window), taps_(taps), doubt_(doubt), bands_(storage.bands()) {}
 
     /// False where the window is too large for the strips: nothing is written then.
     bool rectangle(const Rect& rect) noexcept {
@@ -222,7 +262,7 @@ private:
                 convert(ring(row), firstColumn, firstRow + row, pixels + window_.width - 1);
                 ++converted;
             }
-            const StripBlock<Rule> block{rows, taps_, window_.width, window_.height, bands_};
+            const StripBlock<Rule> block{rows, taps_, window_.width, window_.height, bands_, doubt_};
             for (long at = 0; at < pixels * bands_; at += vectorSamples) {
                 makeBlock<Rule, Together, Vectors, Height>(block, at, results);
             }
@@ -246,6 +286,7 @@ private:
     Rows storage_;
     Window window_;
     const typename Rule::Tap* taps_;
+    float doubt_;
     long bands_;
     long ringRows_ = 0;
     long rowSamples_ = 0;

@@ -76,4 +76,19 @@ inline To convertLanes(From from) noexcept {
 #endif
 }
 
+/// Whether some lane is below a limit, or not a number.
+inline bool anyBelow(Lanes<float>::Vector values, float limit) noexcept {
+#if defined(__AVX512F__)
+    return _mm512_cmp_ps_mask((__m512)values, _mm512_set1_ps(limit), _CMP_NGE_UQ) != 0;
+#elif defined(__AVX2__)
+    return _mm256_movemask_ps(_mm256_cmp_ps((__m256)values, _mm256_set1_ps(limit), _CMP_NGE_UQ)) != 0;
+#elif defined(__SSE2__)
+    return _mm_movemask_ps(_mm_cmpnge_ps((__m128)values, _mm_set1_ps(limit))) != 0;
+#else
+    bool any = false;
+    for (std::size_t i = 0; i < Lanes<float>::count; ++i) any = any || !(values[i] >= limit);
+    return any;
+#endif
+}
+
 } // namespace orvi

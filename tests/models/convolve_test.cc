@@ -176,6 +176,8 @@ float randomTap(Dice& dice, int style) {
         return static_cast<float>(std::ldexp(dice.real(-1, 1), static_cast<int>(dice.between(-60, 40))));
     case 4:
         return static_cast<float>(std::ldexp(dice.real(-1, 1), static_cast<int>(dice.between(-149, 127))));
+    case 6:
+        return static_cast<float>(std::ldexp(dice.real(0.5, 1), static_cast<int>(dice.between(-45, -3))));
     case 5:
         return dice.chance(70) ? 0.0F : static_cast<float>(dice.between(-2, 2));
     default:
@@ -192,7 +194,7 @@ Kernel randomKernel(Dice& dice) {
     kernel.keyY = dice.chance(50) ? kernel.height / 2 : dice.between(0, kernel.height - 1);
     if (dice.chance(6)) kernel.keyX = dice.chance(50) ? dice.between(0, 15) : 65536 + dice.between(-6, 9);
     if (dice.chance(6)) kernel.keyY = dice.chance(50) ? dice.between(0, 15) : 65536 + dice.between(-6, 9);
-    const int style = static_cast<int>(dice.between(0, 6));
+    const int style = static_cast<int>(dice.between(0, 7));
     for (long i = 0; i < kernel.width * kernel.height; ++i) kernel.data.push_back(randomTap(dice, style));
     return kernel;
 }
@@ -280,7 +282,7 @@ Case randomPair(Dice& dice, OrvDataType type) {
         Kernel k{.width = row ? 5 : 1, .height = row ? 1 : 5, .keyX = 0, .keyY = 0, .data = {}};
         k.keyX = dice.between(0, 4);
         k.keyY = dice.between(0, 4);
-        const int style = static_cast<int>(dice.between(0, 6));
+        const int style = static_cast<int>(dice.between(0, 7));
         for (int i = 0; i < 5; ++i) k.data.push_back(randomTap(dice, style));
         return k;
     };
