@@ -35,9 +35,10 @@ struct Stage {
         const SumFacts facts({from.values.get(), from.count()});
         exact = facts.exactWithin(largest, 24);
         bounded = !facts.negative && facts.magnitude < 1.001;
-        // Each of five sums below 2^22 is rounded by less than an eighth of a unit, and the whole is truncated.
+        // Each of five sums below 2^22, one half and the doubt among them, is rounded by an eighth of a unit at most,
+        // and the whole is truncated.
         int exponent = 0;
-        std::frexp(255 * facts.magnitude + 1, &exponent);
+        std::frexp(255 * facts.magnitude + 0.75, &exponent);
         if (std::isfinite(facts.magnitude) && exponent <= 22 - leastBits) bits = 22 - exponent;
         half = std::ldexp(0.5F, bits) + doubt;
         for (long i = 0; i < pairTaps; ++i) scaled[i] = std::ldexp(taps[i], bits);

@@ -1,12 +1,11 @@
 #include "memory/frame/gaps.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSSE3__)
-#include <immintrin.h>
-#endif
+#include "memory/frame/lanes.h"
 
 namespace orvi {
 
@@ -41,87 +40,187 @@ void movePixels(std::byte* to, std::ptrdiff_t toStep, const std::byte* from, std
 
 #if defined(__SSSE3__)
 
-constexpr std::size_t vectorBytes = 16;
+/// Shuffles of bytes stay within this many.
+constexpr std::size_t laneBytes = 16;
 
-/// Vectors of some pixels each, whole as long as neither row ends within one.
+/// The pixels of a lane, and how often so many lanes of them can be moved before either row ends within a vector.
 struct Groups {
-    std::size_t pixels = 0; ///< of a group
+    std::size_t pixels = 0; ///< of a lane
+    std::size_t apart = 0;  ///< bytes of a lane's pixels with their gaps
+    std::size_t together = 0;
+    std::size_t lanes;
     std::size_t count = 0;
 
-    Groups(std::ptrdiff_t step, std::size_t size, std::size_t all) noexcept {
-        const auto apart = static_cast<std::size_t>(step);
-        if (size == 0 || apart <= size || apart > vectorBytes || all * size < vectorBytes) return;
-        pixels = vectorBytes / apart;
-        const std::size_t room = (all - 1) * apart + size;
-        if (room < vectorBytes) return;
-        count = 1 + std::min((room - vectorBytes) / (pixels * apart), (all * size - vectorBytes) / (pixels * size));
+    Groups(std::ptrdiff_t step, std::size_t size, std::size_t all, std::size_t laneCount) noexcept : lanes(laneCount) {
+        const auto distance = static_cast<std::size_t>(step);
+        const std::size_t vector = lanes * laneBytes;
+        if (size == 0 || distance <= size || distance > laneBytes || all * size < vector) return;
+        pixels = laneBytes / distance;
+        apart = pixels * distance;
+        together = pixels * size;
+        const std::size_t room = (all - 1) * distance + size;
+        if (room < vector) return;
+        count = 1 + std::min((room - vector) / (lanes * apart), (all * size - vector) / (lanes * together));
     }
+
+    std::size_t moved() const noexcept { return count * lanes * pixels; }
 };
 
-/// For every byte of a pixel of a group: `use(where it lies apart, where it lies side by side)`.
-template <class Use>
-void eachByte(const Groups& groups, std::ptrdiff_t step, std::size_t size, Use use) noexcept {
-    for (std::size_t pixel = 0; pixel < groups.pixels; ++pixel) {
-        for (std::size_t byte = 0; byte < size; ++byte) {
-            use(pixel * static_cast<std::size_t>(step) + byte, pixel * size + byte);
+/// Which byte of a lane each byte of it comes from, for pixels of a size and distance: one kind closes their gaps, the
+/// other opens them. What comes from nowhere is 0.
+struct Shuffle {
+    alignas(laneBytes) std::array<std::uint8_t, laneBytes> close{};
+    alignas(laneBytes) std::array<std::uint8_t, laneBytes> open{};
+    std::uint16_t samples = 0; ///< the bytes that are samples where they lie apart
+
+    constexpr Shuffle() noexcept = default;
+    constexpr Shuffle(std::size_t step, std::size_t size) noexcept {
+        close.fill(0x80);
+        open.fill(0x80);
+        for (std::size_t pixel = 0; pixel < laneBytes / step; ++pixel) {
+            for (std::size_t byte = 0; byte < size; ++byte) {
+                const std::size_t apart = pixel * step + byte;
+                const std::size_t together = pixel * size + byte;
+                close[together] = static_cast<std::uint8_t>(apart);
+                open[apart] = static_cast<std::uint8_t>(together);
+                samples = static_cast<std::uint16_t>(samples | 1U << apart);
+            }
         }
     }
-}
-
-/// A shuffle that leaves 0 where it is told nothing.
-struct Shuffle {
-    alignas(vectorBytes) std::uint8_t from[vectorBytes];
-
-    Shuffle() noexcept { std::fill_n(from, vectorBytes, std::uint8_t{0x80}); }
-    __m128i operator()(const std::byte* bytes) const noexcept {
-        return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes)),
-                                _mm_load_si128(reinterpret_cast<const __m128i*>(from)));
-    }
 };
 
-std::size_t closeGroups(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size,
-                        std::size_t pixels) noexcept {
-    const Groups groups(step, size, pixels);
-    Shuffle shuffle;
-    eachByte(groups, step, size, [&](std::size_t apart, std::size_t together) {
-        shuffle.from[together] = static_cast<std::uint8_t>(apart);
-    });
-    const std::size_t fromBytes = groups.pixels * static_cast<std::size_t>(step);
-    const std::size_t toBytes = groups.pixels * size;
-    for (std::size_t i = 0; i < groups.count; ++i) {
-        // What is written beyond the group is written again by the next one.
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + i * toBytes), shuffle(from + i * fromBytes));
+using Shuffles = std::array<std::array<Shuffle, laneBytes>, laneBytes + 1>;
+
+constexpr Shuffles makeShuffles() noexcept {
+    Shuffles all;
+    for (std::size_t step = 1; step <= laneBytes; ++step) {
+        for (std::size_t size = 1; size < step; ++size) all[step][size] = Shuffle(step, size);
     }
-    return groups.count * groups.pixels;
+    return all;
+}
+constexpr Shuffles shuffles = makeShuffles();
+
+const Shuffle& shuffleOf(const Groups& groups) noexcept {
+    return shuffles[groups.apart / groups.pixels][groups.together / groups.pixels];
 }
 
-#else
+__m128i loadLane(const void* bytes) noexcept { return _mm_loadu_si128(static_cast<const __m128i*>(bytes)); }
 
-std::size_t closeGroups(std::byte*, const std::byte*, std::ptrdiff_t, std::size_t, std::size_t) noexcept { return 0; }
+/// Writes beyond a group are written again by the next one.
+std::size_t closeLanes(std::byte* to, const std::byte* from, const Groups& groups) noexcept {
+    if (groups.count == 0) return 0;
+    const __m128i shuffle = loadLane(shuffleOf(groups).close.data());
+    for (std::size_t i = 0; i < groups.count; ++i) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + i * groups.together),
+                         _mm_shuffle_epi8(loadLane(from + i * groups.apart), shuffle));
+    }
+    return groups.moved();
+}
 
 #endif
 
+#if defined(__AVX2__)
+
+using lanes::Raw;
+using lanes::U32;
+constexpr std::size_t vectorLanes = lanes::vectorBytes / laneBytes;
+
+/// Whole vectors, where a lane is full of pixels and their samples fill words.
+Groups vectorGroups(std::ptrdiff_t step, std::size_t size, std::size_t pixels) noexcept {
+    const Groups groups(step, size, pixels, vectorLanes);
+    return groups.apart == laneBytes && groups.together % sizeof(std::uint32_t) == 0 ? groups
+                                                                                     : Groups(step, 0, 0, vectorLanes);
+}
+
+/// Where the words of a vector come from where gaps are closed and where they are opened, for lanes of some words.
+struct WordOrder {
+    alignas(lanes::vectorBytes) std::array<std::uint32_t, 4 * vectorLanes> close{};
+    alignas(lanes::vectorBytes) std::array<std::uint32_t, 4 * vectorLanes> open{};
+
+    constexpr explicit WordOrder(std::size_t words) noexcept {
+        for (std::size_t i = 0; i < vectorLanes * words; ++i) {
+            const std::size_t apart = i / words * 4 + i % words;
+            close[i] = static_cast<std::uint32_t>(apart);
+            open[apart] = static_cast<std::uint32_t>(i);
+        }
+    }
+};
+constexpr WordOrder wordOrders[] = {WordOrder(0), WordOrder(1), WordOrder(2), WordOrder(3)};
+
+const WordOrder& wordOrderOf(const Groups& groups) noexcept {
+    return wordOrders[groups.together / sizeof(std::uint32_t)];
+}
+
+Raw inEveryLane(const std::array<std::uint8_t, laneBytes>& shuffle) noexcept {
+#if defined(__AVX512BW__)
+    return _mm512_maskz_broadcast_i32x4(0xffff, loadLane(shuffle.data()));
+#else
+    return _mm256_broadcastsi128_si256(loadLane(shuffle.data()));
+#endif
+}
+
+std::size_t closeVectors(std::byte* to, const std::byte* from, const Groups& groups) noexcept {
+    if (groups.count == 0) return 0;
+    const Raw shuffle = inEveryLane(shuffleOf(groups).close);
+    const U32 words = lanes::load<U32>(wordOrderOf(groups).close.data());
+    for (std::size_t i = 0; i < groups.count; ++i) {
+        const Raw bytes = ORV_LANES(shuffle_epi8)(lanes::load<Raw>(from + i * lanes::vectorBytes), shuffle);
+        lanes::store(to + i * vectorLanes * groups.together, __builtin_shuffle((U32)bytes, words));
+    }
+    return groups.moved();
+}
+
+#endif
+
+std::size_t closeGroups([[maybe_unused]] std::byte* to, [[maybe_unused]] const std::byte* from,
+                        [[maybe_unused]] std::ptrdiff_t step, [[maybe_unused]] std::size_t size,
+                        [[maybe_unused]] std::size_t pixels) noexcept {
+    std::size_t done = 0;
+#if defined(__AVX2__)
+    done = closeVectors(to, from, vectorGroups(step, size, pixels));
+#endif
+#if defined(__SSSE3__)
+    done += closeLanes(to + done * size, from + static_cast<std::ptrdiff_t>(done) * step,
+                       Groups(step, size, pixels - done, 1));
+#endif
+    return done;
+}
+
 #if defined(__AVX512BW__) && defined(__AVX512VL__)
+
+std::size_t openVectors(std::byte* to, const std::byte* from, const Groups& groups) noexcept {
+    if (groups.count == 0) return 0;
+    const Raw shuffle = inEveryLane(shuffleOf(groups).open);
+    const U32 words = lanes::load<U32>(wordOrderOf(groups).open.data());
+    const std::uint64_t samples = shuffleOf(groups).samples * 0x0001000100010001ULL;
+    for (std::size_t i = 0; i < groups.count; ++i) {
+        const U32 bytes = __builtin_shuffle(lanes::load<U32>(from + i * vectorLanes * groups.together), words);
+        _mm512_mask_storeu_epi8(to + i * lanes::vectorBytes, samples, _mm512_shuffle_epi8((Raw)bytes, shuffle));
+    }
+    return groups.moved();
+}
+
+std::size_t openLanes(std::byte* to, const std::byte* from, const Groups& groups) noexcept {
+    if (groups.count == 0) return 0;
+    const Shuffle& bytes = shuffleOf(groups);
+    const __m128i shuffle = loadLane(bytes.open.data());
+    for (std::size_t i = 0; i < groups.count; ++i) {
+        _mm_mask_storeu_epi8(to + i * groups.apart, bytes.samples,
+                             _mm_shuffle_epi8(loadLane(from + i * groups.together), shuffle));
+    }
+    return groups.moved();
+}
 
 std::size_t openGroups(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size,
                        std::size_t pixels) noexcept {
-    const Groups groups(step, size, pixels);
-    Shuffle shuffle;
-    unsigned samples = 0;
-    eachByte(groups, step, size, [&](std::size_t apart, std::size_t together) {
-        shuffle.from[apart] = static_cast<std::uint8_t>(together);
-        samples |= 1U << apart;
-    });
-    const std::size_t toBytes = groups.pixels * static_cast<std::size_t>(step);
-    const std::size_t fromBytes = groups.pixels * size;
-    for (std::size_t i = 0; i < groups.count; ++i) {
-        _mm_mask_storeu_epi8(to + i * toBytes, static_cast<__mmask16>(samples), shuffle(from + i * fromBytes));
-    }
-    return groups.count * groups.pixels;
+    const std::size_t done = openVectors(to, from, vectorGroups(step, size, pixels));
+    return done + openLanes(to + static_cast<std::ptrdiff_t>(done) * step, from + done * size,
+                            Groups(step, size, pixels - done, 1));
 }
 
 #else
 
+// Without stores of single bytes under a mask one pixel after the other is as fast.
 std::size_t openGroups(std::byte*, const std::byte*, std::ptrdiff_t, std::size_t, std::size_t) noexcept { return 0; }
 
 #endif
