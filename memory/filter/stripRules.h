@@ -239,9 +239,8 @@ struct SumFacts {
     bool floorServes() const noexcept { return grain >= 0x1p-16 && 255 * magnitude < 32768 && exactWithin(255, 24); }
     /// Whether multiply-adds in single precision give the sums that are rounded after every weight.
     bool floatServes(double largest) const noexcept { return exactWithin(largest, hasFusedMultiplyAdd ? 53 : 24); }
-    /// Whether all that is known of sums of bytes is told by how often they may be rounded unlike (see
-    /// unlikeRoundings).
-    bool growing() const noexcept { return !negative && magnitude < 0x1p100; }
+    /// Whether sums of bytes never fall from one weight to the next, nor rise to where floats have no fraction.
+    bool growing() const noexcept { return !negative && magnitude < 4096; }
 };
 
 /// How often a sum of bytes with weights that are not negative may differ, by a unit in its last place, between
