@@ -52,17 +52,19 @@ private:
     static constexpr int doubt = 2;
 };
 
-/// Whether some lane has none of the bits of a mask.
+/// Whether some lane of either vector has none of the bits of a mask.
 template <class Ints>
-bool someWithout(Ints values, std::int32_t mask) noexcept {
+bool someWithout(Ints first, Ints second, std::int32_t mask) noexcept {
 #if defined(__AVX512F__)
-    return _mm512_testn_epi32_mask((__m512i)values, _mm512_set1_epi32(mask)) != 0;
+    const __m512i bits = _mm512_set1_epi32(mask);
+    return _mm512_kortestz(_mm512_testn_epi32_mask((__m512i)first, bits),
+                           _mm512_testn_epi32_mask((__m512i)second, bits)) == 0;
 #elif defined(__AVX2__)
-    return _mm256_movemask_ps((__m256)((values & mask) == 0)) != 0;
+    return _mm256_movemask_ps((__m256)(((first & mask) == 0) | ((second & mask) == 0))) != 0;
 #elif defined(__SSE2__)
-    return _mm_movemask_ps((__m128)((values & mask) == 0)) != 0;
+    return _mm_movemask_ps((__m128)(((first & mask) == 0) | ((second & mask) == 0))) != 0;
 #else
-    return lanes::any((values & mask) == 0);
+    return lanes::any(((first & mask) == 0) | ((second & mask) == 0));
 #endif
 }
 
@@ -158,7 +160,6 @@ private:
         std::copy_n(from, pairTaps, rows);
         for (long i = 0; i < samples; i += together * lanesCount) {
             Ints sums[together];
-            bool doubtful = false;
 #pragma GCC unroll 2
             for (int v = 0; v < together; ++v) {
                 Vector sum = Vector{} + own.half;
@@ -168,9 +169,8 @@ private:
                     sum = multiplyAdd(values, Vector{} + own.scaled[k], sum);
                 }
                 sums[v] = __builtin_convertvector(sum, Ints);
-                doubtful |= someWithout(sums[v], own.certain());
             }
-            if (doubtful) [[unlikely]] {
+            if (someWithout(sums[0], sums[1], own.certain())) [[unlikely]] {
                 const float* shifted[pairTaps];
                 for (long k = 0; k < pairTaps; ++k) shifted[k] = rows[k] + i;
                 sumRows<WholeRule<T>>(to + i, shifted, own.taps, together * lanesCount);
