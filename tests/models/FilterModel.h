@@ -171,10 +171,10 @@ inline unsigned randomSize(Dice& dice, bool large) {
 
 /// A case with a source "a" and a destination "d" of as many bands, at times of another size.
 inline Case randomImages(Dice& dice, OrvDataType type) {
-    const bool wide = dice.chance(3); // enough for several strips
+    const bool wide = dice.chance(2); // enough for several strips
     const bool large = !wide && dice.chance(25);
     const unsigned bands = static_cast<unsigned>(dice.between(1, large ? 3 : 5));
-    const unsigned width = wide ? static_cast<unsigned>(dice.between(500, 5000)) : randomSize(dice, large);
+    const unsigned width = wide ? static_cast<unsigned>(dice.between(500, 2600)) : randomSize(dice, large);
     const unsigned height = static_cast<unsigned>(dice.between(1, wide ? 3 : large ? 40 : 12));
     const bool same = dice.chance(65);
     Case c{.name = "random"};
