@@ -32,18 +32,18 @@ using Raw = __m128i;
 #endif
 #endif
 
-typedef std::uint8_t U8 __attribute__((vector_size(vectorBytes)));
-typedef std::int8_t I8 __attribute__((vector_size(vectorBytes)));
-typedef std::uint16_t U16 __attribute__((vector_size(vectorBytes)));
-typedef std::int16_t I16 __attribute__((vector_size(vectorBytes)));
-typedef std::uint32_t U32 __attribute__((vector_size(vectorBytes)));
-typedef std::int32_t I32 __attribute__((vector_size(vectorBytes)));
-typedef std::uint64_t U64 __attribute__((vector_size(vectorBytes)));
-typedef float F32 __attribute__((vector_size(vectorBytes)));
+using U8 [[gnu::vector_size(vectorBytes)]] = std::uint8_t;
+using I8 [[gnu::vector_size(vectorBytes)]] = std::int8_t;
+using U16 [[gnu::vector_size(vectorBytes)]] = std::uint16_t;
+using I16 [[gnu::vector_size(vectorBytes)]] = std::int16_t;
+using U32 [[gnu::vector_size(vectorBytes)]] = std::uint32_t;
+using I32 [[gnu::vector_size(vectorBytes)]] = std::int32_t;
+using U64 [[gnu::vector_size(vectorBytes)]] = std::uint64_t;
+using F32 [[gnu::vector_size(vectorBytes)]] = float;
 
 template <class T>
 struct VectorOf {
-    typedef T type __attribute__((vector_size(vectorBytes)));
+    using type [[gnu::vector_size(vectorBytes)]] = T;
 };
 /// The vector of samples of a type.
 template <class T>
@@ -238,7 +238,7 @@ inline F32 multiplyAdd(F32 a, F32 b, F32 c) noexcept { return a * b + c; }
 /// a * b + c in double, rounded to single. multiplyAdd gives the same wherever the product and the sum are exact in
 /// double.
 inline F32 multiplyAddInDouble(F32 a, F32 b, F32 c) noexcept {
-    typedef double Doubles __attribute__((vector_size(2 * vectorBytes)));
+    using Doubles [[gnu::vector_size(2 * vectorBytes)]] = double;
     return __builtin_convertvector(__builtin_convertvector(a, Doubles) * __builtin_convertvector(b, Doubles) +
                                        __builtin_convertvector(c, Doubles),
                                    F32);
@@ -251,7 +251,7 @@ inline I32 rounded(F32 v, float low, float high) noexcept {
     const F32 half = v >= 0 ? 0.5F - F32{} : -0.5F - F32{};
     const F32 sum = v + half;
     const F32 clamped = larger<F32>(smaller<F32>(sum, high - F32{}), low - F32{});
-    return truncate(v == v ? clamped : F32{});
+    return truncate(v == v ? clamped : F32{}); // NOLINT(misc-redundant-expression): a NaN is not equal to itself
 }
 
 /// A bit for each sample that is 0, the lowest for the first sample.

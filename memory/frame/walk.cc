@@ -26,13 +26,13 @@ std::size_t sampleSize(OrvDataType type) noexcept {
 
 /// An operand in the terms of the walk: bytes, and whether its pixels lie side by side.
 struct Lane {
-    const Raster* raster;
-    unsigned bands;
-    std::size_t size; // bytes of a dense pixel
-    bool bits;
-    bool dense;
-    bool keeps;
-    bool stores;
+    const Raster* raster = nullptr;
+    unsigned bands = 0;
+    std::size_t size = 0; // bytes of a dense pixel
+    bool bits = false;
+    bool dense = false;
+    bool keeps = false;
+    bool stores = false;
 
     explicit Lane(const Operand& operand) noexcept
         : raster(operand.raster),

@@ -60,7 +60,7 @@ private:
     using I32 = lanes::I32;
     using U32 = lanes::U32;
     static constexpr std::size_t atOnce = lanes::count<std::int32_t>;
-    typedef std::uint8_t Bytes __attribute__((vector_size(atOnce)));
+    using Bytes [[gnu::vector_size(atOnce)]] = std::uint8_t;
     static constexpr long chunk = 512;
     static constexpr long longest = 0x7fff;
 

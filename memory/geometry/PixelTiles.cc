@@ -38,7 +38,7 @@ void copyTile(const Target& to, const PixelSteps& from, std::size_t size, std::p
 
 template <class E>
 struct SquareOf {
-    typedef E Row __attribute__((vector_size(16)));
+    using Row [[gnu::vector_size(16)]] = E;
     static constexpr int side = 16 / sizeof(E);
 };
 
@@ -66,7 +66,7 @@ struct WholePixels {
 struct Triples {
     using Row = SquareOf<std::uint32_t>::Row;
     using Bytes = SquareOf<std::uint8_t>::Row;
-    typedef std::uint64_t Halves __attribute__((vector_size(16)));
+    using Halves [[gnu::vector_size(16)]] = std::uint64_t;
     static constexpr int side = 4;
     static constexpr std::size_t size = 3;
 

@@ -32,7 +32,7 @@ inline I32 cubic(I32 m, I32 p0, I32 p1, I32 p2, F32 f, F32 t) noexcept {
 }
 
 inline F32 cubicWeight(F32 f) noexcept {
-    typedef double F64 __attribute__((vector_size(2 * lanes::vectorBytes)));
+    using F64 [[gnu::vector_size(2 * lanes::vectorBytes)]] = double;
     const F64 wide = __builtin_convertvector(f, F64);
     return __builtin_convertvector((1.0 - wide) * wide, F32);
 }

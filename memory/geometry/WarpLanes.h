@@ -16,9 +16,9 @@ namespace orvi {
 /// As many narrow samples as there are lanes of 32 bits.
 namespace warp_lanes {
 inline constexpr std::size_t atOnce = lanes::count<std::int32_t>;
-typedef std::uint8_t Bytes __attribute__((vector_size(atOnce)));
-typedef std::int16_t Shorts __attribute__((vector_size(2 * atOnce)));
-typedef std::uint16_t Words __attribute__((vector_size(2 * atOnce)));
+using Bytes [[gnu::vector_size(atOnce)]] = std::uint8_t;
+using Shorts [[gnu::vector_size(2 * atOnce)]] = std::int16_t;
+using Words [[gnu::vector_size(2 * atOnce)]] = std::uint16_t;
 } // namespace warp_lanes
 
 /// Rows of nearest or bilinear samples. Where a pixel out of range steps a warp table as far as any other, such pixels

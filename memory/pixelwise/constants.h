@@ -20,7 +20,7 @@ constexpr float constantOf(float value) noexcept { return value == value ? value
 template <class T>
 struct FloatLanes {
     static constexpr std::size_t count = lanes::count<float>;
-    typedef T Samples __attribute__((vector_size(count * sizeof(T))));
+    using Samples [[gnu::vector_size(count * sizeof(T))]] = T;
     using Floats = lanes::F32;
 
     static Floats load(const T* from) noexcept { return __builtin_convertvector(lanes::load<Samples>(from), Floats); }
