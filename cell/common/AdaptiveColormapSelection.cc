@@ -43,7 +43,7 @@ AdaptiveColormapSelection::~AdaptiveColormapSelection() {
     freeBuckets();
     orvi_delete(blocks_);
     orvi_delete(randoms_);
-    orvi_delete(buckets_);
+    orvi_delete(static_cast<void*>(buckets_));
     orvi_delete(differences_);
 }
 

@@ -68,6 +68,8 @@ void CmapTable::take(const unsigned char* data, std::uint16_t count) noexcept {
     for (unsigned i = 0; i < count_; ++i, data += bands_) colors_[i] = {data[0], data[1], data[2]};
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): set() copies nothing onto itself, and reports for itself all the
+// same
 CmapTable& CmapTable::operator=(const CmapTable& other) noexcept {
     set(other);
     return *this;

@@ -15,7 +15,7 @@ namespace orvi {
 /// An array of `count` samples from orvi_new, unset, or null.
 template <class T>
 T* newArray(std::size_t count) noexcept {
-    return static_cast<T*>(orvi_new(count * sizeof(T)));
+    return static_cast<T*>(orvi_new(count * sizeof(T))); // NOLINT(bugprone-sizeof-expression): T may be a pointer
 }
 
 /// Owns one block of orvi_new.
