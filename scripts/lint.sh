@@ -9,6 +9,7 @@ if [ $# -gt 0 ] && [ -f "build/$1/compile_commands.json" ]; then
     preset=$1
     shift
 fi
+scripts/setup.sh --lint
 [ -f "build/$preset/compile_commands.json" ] || cmake --preset "$preset" >/dev/null
 
 # Fuzz targets and Python's module are compiled only where asked for, so what is linted is what this preset compiles.

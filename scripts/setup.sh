@@ -17,7 +17,8 @@ for part in "$@"; do
         --coverage) packages+=(gcovr) ;;
         --port) port=1; packages+=(clang qemu-user g++-aarch64-linux-gnu g++-s390x-linux-gnu)
             for target in arm64 s390x; do packages+=(libpixman-1-dev:$target libfmt-dev:$target libgtest-dev:$target); done ;;
-        --lint) packages+=(clang-format clang-tidy-19) ;;
+        --format) packages+=(clang-format) ;;
+        --lint) packages+=(clang-tidy-19) ;;
         --python) packages+=(pybind11-dev python3-dev python3-numpy python3-pytest python3-setuptools python3-venv python3-wheel) ;;
         *) echo "setup.sh: unknown part '$part' (known: --bench --coverage --fuzz --lint --port --python)" >&2; exit 2 ;;
     esac
