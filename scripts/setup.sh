@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what a build of orv needs, with the system's package manager (Debian and its kin). Quick where nothing is missing.
-#   scripts/setup.sh [--bench] [--coverage] [--fuzz] [--lint] [--port] [--python]     adds what those parts need
+#   scripts/setup.sh [--bench] [--coverage] [--format] [--fuzz] [--lint] [--port] [--python]     adds what those parts need
 set -euo pipefail
 
 packages=(
@@ -20,7 +20,7 @@ for part in "$@"; do
         --format) packages+=(clang-format) ;;
         --lint) packages+=(clang-tidy-19) ;;
         --python) packages+=(pybind11-dev python3-dev python3-numpy python3-pytest python3-setuptools python3-venv python3-wheel) ;;
-        *) echo "setup.sh: unknown part '$part' (known: --bench --coverage --fuzz --lint --port --python)" >&2; exit 2 ;;
+        *) echo "setup.sh: unknown part '$part' (known: --bench --coverage --format --fuzz --lint --port --python)" >&2; exit 2 ;;
     esac
 done
 
