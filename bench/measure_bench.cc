@@ -1,44 +1,63 @@
-// Extrema, histogram, fills and paint.
+// Extrema, histograms, squeezed ranges, fills and paint.
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
-#include "Peer.h"
-
-#ifdef ORV_PEER_OPENCV
-#include <opencv2/imgproc.hpp>
-#endif
-#ifdef ORV_PEER_LEPTONICA
-#include <leptonica/allheaders.h>
-#endif
+#include "Scene.h"
+#include "orv/device/OrvLookup.h"
 
 namespace {
 
 using namespace orvbench;
 namespace host = orv::host;
 
-struct Scene {
-    Picture source;
-    Picture result;
-    float colour[3] = {200, 100, 50};
-    float boundary[3] = {255, 255, 255};
-    std::vector<float> values = {};
-    host::Owned<host::Histogram> histogram = {};
-    host::Owned<host::Kernel> brush = {};
-    std::unique_ptr<Call> call = {};
+using Peer = std::function<void(Scene& scene)>;
 
-    Scene(OrvDataType type, unsigned bands) : source(type, bands), result(type, bands) {}
+std::string opName(const char* family, const Kind& kind) {
+    return family + std::string(kind.type == ORV_BIT ? "1" : kind.type == ORV_BYTE ? "8" : "16");
+}
 
-    host::Op& start(const char* op) {
-        call = std::make_unique<Call>(op, std::vector<Picture*>{&source}, result);
-        return call->op();
-    }
-    Measurement::Runs runs(const std::shared_ptr<Scene>& self, std::size_t bytes) {
-        return {[this] { (*call)(); }, {}, bytes, self};
-    }
-};
+/// A row on pictures of 2048 x 2048, which `fill` may give other samples, and one of 512 x 512.
+bool row(const std::string& name, const Subject& subject, const std::string& peerName = {}, double goal = 0,
+         const Peer& peer = {}) {
+    return measure({.name = name, .peer = peerName, .goal = goal, .prepare = [=] {
+                        const auto scene = subject.scene();
+                        return runsOf(scene, peer ? [scene, peer] { peer(*scene); } : std::function<void()>{});
+                    }});
+}
+
+Subject extrema(const Kind& kind) {
+    return {.op = opName("extrema", kind),
+            .from = {kind},
+            .to = kind,
+            .parameters = floatArrays({std::vector<float>(kind.bands), std::vector<float>(kind.bands)})};
+}
+
+Subject histogram(const Kind& kind, unsigned bins) {
+    return {.op = opName("histogram", kind), .from = {kind}, .to = kind, .parameters = [kind, bins](Scene& scene) {
+                const std::vector<unsigned> count(kind.bands, bins);
+                const std::vector<float> low(kind.bands, kind.type == ORV_SHORT ? -32768.0F : 0.0F);
+                const std::vector<float> high(kind.bands, kind.type == ORV_SHORT  ? 32767.0F
+                                                          : kind.type == ORV_BYTE ? 255.0F
+                                                                                  : 1.0F);
+                scene.op().addObject(&scene.keep(host::Histogram::make(session(), count, low, high)));
+                scene.op().addLong(1);
+                scene.op().addLong(1);
+            }};
+}
+
+/// The lookup that each call makes is given back before the next.
+Subject squeezeRange(const Kind& kind) {
+    struct Slot {
+        OrvLookup* lookup = nullptr;
+        ~Slot() { orv_destroy(lookup); }
+    };
+    return {.op = opName("squeezerange", kind), .from = {kind}, .to = kind, .parameters = [](Scene& scene) {
+                scene.op().addPointer(&scene.keep(std::make_shared<Slot>()).lookup);
+            }};
+}
 
 /// Corridors three pixels wide between walls of one: each cell is open to its right or to the cell below.
 std::vector<unsigned char> maze() {
@@ -62,85 +81,119 @@ std::vector<unsigned char> maze() {
     return wall;
 }
 
-#ifdef ORV_PEER_OPENCV
-cv::Mat matrixOf(Picture& picture) { return {side, side, CV_8U, picture.samples()}; }
-#endif
+/// From the corner; the boundary colour is the highest sample in every band.
+void addFillParameters(Scene& scene, const Kind& kind) {
+    const float highest = kind.type == ORV_BIT ? 1.0F : kind.type == ORV_BYTE ? 255.0F : 32767.0F;
+    floatValues({0, 0})(scene);
+    floatArrays({std::vector<float>(kind.bands, highest), std::vector<float>(kind.bands, 1)})(scene);
+}
 
-Measurement::Runs extrema() {
-    auto scene = std::make_shared<Scene>(ORV_BYTE, 1);
-    host::Op& op = scene->start("extrema8");
-    op.addPointer(scene->colour);
-    op.addPointer(scene->boundary);
-    Measurement::Runs runs = scene->runs(scene, scene->source.bytes());
+/// Over samples of no pattern, where few pixels are boundary (of bits, half of them).
+Subject fill(const Kind& kind) {
+    return {.op = opName("fill", kind), .from = {kind}, .to = kind, .parameters = [kind](Scene& scene) {
+                addFillParameters(scene, kind);
+            }};
+}
+
+/// On a dense picture of one band with these walls.
+Subject fillBetween(const Kind& kind, const std::vector<unsigned char>& walls) {
+    return {.op = opName("fill", kind), .from = {kind}, .to = kind, .parameters = [kind, walls](Scene& scene) {
+                Picture& picture = scene.source();
+                std::fill_n(picture.samples(), picture.bytes(), static_cast<unsigned char>(0));
+                for (std::size_t i = 0; i < walls.size(); ++i) {
+                    if (walls[i] == 0) continue;
+                    switch (kind.type) {
+                    case ORV_BIT:
+                        picture.samples()[i / 8] |= static_cast<unsigned char>(0x80 >> (i % 8));
+                        break;
+                    case ORV_BYTE:
+                        picture.samples()[i] = 255;
+                        break;
+                    default:
+                        picture.samples<short>()[i] = 32767;
+                    }
+                }
+                addFillParameters(scene, kind);
+            }};
+}
+
+Subject softFill(const Kind& kind) {
+    return {.op = opName("softfill", kind), .from = {kind}, .to = kind, .parameters = [kind](Scene& scene) {
+                const float foreground = kind.type == ORV_BIT ? 1.0F : 100.0F;
+                std::vector<float> background(kind.bands, kind.type == ORV_SHORT ? -32768.0F : 0.0F);
+                Picture& picture = scene.source();
+                const std::size_t pixelBytes = kind.bands * (kind.type == ORV_SHORT ? 2 : 1);
+                std::fill_n(picture.samples(), pixelBytes, static_cast<unsigned char>(0x80)); // the seed is inside
+                if (kind.type == ORV_SHORT) std::fill_n(picture.samples<short>(), kind.bands, short{100});
+                floatValues({0, 0})(scene);
+                floatArray(std::vector<float>(kind.bands, foreground))(scene);
+                scene.op().addLong(1);
+                floatArrays({background, std::vector<float>(kind.bands, 0)})(scene);
+            }};
+}
+
+/// Stamps of 64 x 64 side by side over the whole picture.
+Subject paint(const Kind& kind) {
+    return {.op = opName("paint", kind), .from = {kind}, .to = kind, .parameters = [kind](Scene& scene) {
+                constexpr unsigned brush = 64;
+                std::vector<float> weights;
+                for (unsigned i = 0; i < brush * brush; ++i) weights.push_back(static_cast<float>(i % 97) / 97);
+                std::vector<float> places;
+                for (unsigned y = 0; y < side; y += brush) {
+                    for (unsigned x = 0; x < side; x += brush) {
+                        places.insert(places.end(), {static_cast<float>(x), static_cast<float>(y)});
+                    }
+                }
+                const auto stamps = static_cast<long>(places.size() / 2);
+                floatArray(std::vector<float>(kind.bands, kind.type == ORV_BIT ? 0.8F : 200.0F))(scene);
+                scene.op().addObject(
+                    &scene.keep(host::Kernel::make(session(), brush, brush, 0, 0, weights.data(), nullptr)));
+                scene.op().addLong(stamps);
+                floatArray(places)(scene);
+            }};
+}
+
+Peer minMax() {
 #ifdef ORV_PEER_OPENCV
-    runs.peer = [image = matrixOf(scene->source)] {
+    return [](Scene& scene) {
         double low = 0;
         double high = 0;
-        cv::minMaxLoc(image, &low, &high);
+        cv::minMaxLoc(matOf(scene.source()), &low, &high);
     };
+#else
+    return {};
 #endif
-    return runs;
 }
 
-Measurement::Runs histogram() {
-    auto scene = std::make_shared<Scene>(ORV_BYTE, 1);
-    const unsigned bins[] = {256};
-    const float low[] = {0};
-    const float high[] = {255};
-    scene->histogram = host::Histogram::make(session(), bins, low, high);
-    host::Op& op = scene->start("histogram8");
-    op.addObject(scene->histogram.get());
-    op.addLong(1);
-    op.addLong(1);
-    Measurement::Runs runs = scene->runs(scene, scene->source.bytes());
+Peer calcHist([[maybe_unused]] const Kind& kind, [[maybe_unused]] int bins) {
 #ifdef ORV_PEER_OPENCV
-    runs.peer = [image = matrixOf(scene->source)] {
-        const int channel = 0;
-        const int size = 256;
+    return [kind, bins](Scene& scene) {
+        const int channels[] = {0, 1, 2};
+        const int sizes[] = {bins, bins, bins};
         const float span[] = {0, 256};
-        const float* ranges = span;
+        const float* ranges[] = {span, span, span};
+        const cv::Mat image = matOf(scene.source());
         cv::Mat counts;
-        cv::calcHist(&image, 1, &channel, cv::noArray(), counts, 1, &size, &ranges);
+        cv::calcHist(&image, 1, channels, cv::noArray(), counts, static_cast<int>(kind.bands), sizes, ranges);
     };
+#else
+    return {};
 #endif
-    return runs;
 }
 
-Measurement::Runs fillBytes(const std::vector<unsigned char>& walls) {
-    auto scene = std::make_shared<Scene>(ORV_BYTE, 1);
-    std::transform(walls.begin(), walls.end(), scene->source.samples(),
-                   [](unsigned char wall) { return static_cast<unsigned char>(wall * 255); });
-    host::Op& op = scene->start("fill8");
-    op.addFloat(0);
-    op.addFloat(0);
-    op.addPointer(scene->boundary);
-    op.addPointer(scene->colour);
-    Measurement::Runs runs = scene->runs(scene, scene->source.bytes() * 2);
+Peer floodFill() {
 #ifdef ORV_PEER_OPENCV
-    runs.peer = [image = matrixOf(scene->source), mask = cv::Mat(side + 2, side + 2, CV_8U)]() mutable {
+    return [mask = cv::Mat(side + 2, side + 2, CV_8U)](Scene& scene) mutable {
         mask.setTo(0);
+        cv::Mat image = matOf(scene.source());
         cv::floodFill(image, mask, {0, 0}, 0, nullptr, 0, 0, 4 | cv::FLOODFILL_MASK_ONLY | 255 << 8);
     };
+#else
+    return {};
 #endif
-    return runs;
 }
 
-Measurement::Runs fillEmpty() { return fillBytes(std::vector<unsigned char>(std::size_t{side} * side)); }
-Measurement::Runs fillMaze() { return fillBytes(maze()); }
-
-Measurement::Runs fillBits() {
-    auto scene = std::make_shared<Scene>(ORV_BIT, 1);
-    const std::vector<unsigned char> walls = maze();
-    std::memset(scene->source.samples(), 0, scene->source.bytes());
-    for (std::size_t i = 0; i < walls.size(); ++i) {
-        if (walls[i] != 0) scene->source.samples()[i / 8] |= static_cast<unsigned char>(0x80 >> (i % 8));
-    }
-    host::Op& op = scene->start("fill1");
-    op.addFloat(0);
-    op.addFloat(0);
-    op.addPointer(scene->boundary);
-    op.addPointer(scene->colour);
-    Measurement::Runs runs = scene->runs(scene, scene->source.bytes() * 2);
+Peer seedFill([[maybe_unused]] const std::vector<unsigned char>& walls) {
 #ifdef ORV_PEER_LEPTONICA
     const auto free = [](PIX* pix) { pixDestroy(&pix); };
     std::shared_ptr<PIX> open(pixCreate(side, side, 1), free);
@@ -151,40 +204,43 @@ Measurement::Runs fillBits() {
         if (walls[i] == 0) pixSetPixel(open.get(), x, y, 1);
     }
     pixSetPixel(seed.get(), 0, 0, 1);
-    runs.peer = [open, seed] {
+    return [open, seed](Scene&) {
         PIX* filled = pixSeedfillBinary(nullptr, seed.get(), open.get(), 4);
         pixDestroy(&filled);
     };
+#else
+    return {};
 #endif
-    return runs;
 }
 
-Measurement::Runs paintStamps() {
-    constexpr unsigned brushSide = 64;
-    constexpr unsigned stamps = (side / brushSide) * (side / brushSide);
-    auto scene = std::make_shared<Scene>(ORV_BYTE, 3);
-    std::vector<float> weights;
-    for (unsigned i = 0; i < brushSide * brushSide; ++i) weights.push_back(static_cast<float>(i % 97) / 97);
-    scene->brush = host::Kernel::make(session(), brushSide, brushSide, 0, 0, weights.data(), nullptr);
-    for (unsigned i = 0; i < stamps; ++i) {
-        scene->values.push_back(static_cast<float>(i % (side / brushSide) * brushSide));
-        scene->values.push_back(static_cast<float>(i / (side / brushSide) * brushSide));
-    }
-    host::Op& op = scene->start("paint8");
-    op.addPointer(scene->colour);
-    op.addObject(scene->brush.get());
-    op.addLong(stamps);
-    op.addPointer(scene->values.data());
-    return scene->runs(scene, scene->source.bytes() * 2);
+bool fills() {
+    const std::vector<unsigned char> none(std::size_t{side} * side);
+    const std::vector<unsigned char> walls = maze();
+    return row("fill1 empty", fillBetween(bits, none), "leptonica", 0, seedFill(none)) &&
+           row("fill1 maze", fillBetween(bits, walls), "leptonica", 0.5, seedFill(walls)) &&
+           row("fill8 empty", fillBetween(bytes, none), "opencv", 1, floodFill()) &&
+           row("fill8 maze", fillBetween(bytes, walls), "opencv", 1, floodFill()) &&
+           row("fill16 empty", fillBetween(shorts, none)) && row("fill16 maze", fillBetween(shorts, walls)) &&
+           row("fill8 colors", fill(colors));
 }
 
-const bool registered[] = {
-    measure({"extrema8", "opencv minMaxLoc", 0.9, extrema}),
-    measure({"histogram8 1 band", "opencv calcHist", 1.0, histogram}),
-    measure({"fill8 empty", "opencv floodFill", 1.0, fillEmpty}),
-    measure({"fill8 maze", "opencv floodFill", 1.0, fillMaze}),
-    measure({"fill1 maze", "leptonica pixSeedfillBinary", 0.5, fillBits}),
-    measure({"paint8 3 bands, 64 x 64", "", 0, paintStamps}),
-};
+const bool registered =
+    row("extrema1", extrema(bits)) && row("extrema8", extrema(bytes), "opencv", 0.9, minMax()) &&
+    row("extrema8 colors", extrema(colors)) && row("extrema16", extrema(shorts), "opencv", 0, minMax()) &&
+    row("histogram1", histogram(bits, 2)) &&
+    row("histogram8", histogram(bytes, 256), "opencv", 1, calcHist(bytes, 256)) &&
+    row("histogram8 colors", histogram(colors, 16), "opencv", 0, calcHist(colors, 16)) &&
+    row("histogram16", histogram(shorts, 256)) && row("squeezerange1", squeezeRange(bits)) &&
+    row("squeezerange8", squeezeRange(bytes)) && row("squeezerange16", squeezeRange(shorts)) && fills() &&
+    row("softfill1", softFill(bits)) && row("softfill8", softFill(bytes)) &&
+    row("softfill8 colors", softFill(colors)) && row("softfill16", softFill(shorts)) && row("paint1", paint(bits)) &&
+    row("paint8", paint(bytes)) && row("paint8 colors", paint(colors)) && row("paint16", paint(shorts));
+
+const bool layouts = layoutRows("extrema8 colors", extrema(colors)) &&
+                     layoutRows("histogram8", histogram(bytes, 256)) &&
+                     layoutRows("histogram8 colors", histogram(colors, 16)) &&
+                     layoutRows("squeezerange16", squeezeRange(shorts)) && layoutRows("fill8", fill(bytes)) &&
+                     layoutRows("fill1", fill(bits)) && layoutRows("softfill8 colors", softFill(colors)) &&
+                     layoutRows("paint8 colors", paint(colors)) && layoutRows("paint1", paint(bits));
 
 } // namespace

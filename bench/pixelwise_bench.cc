@@ -11,9 +11,12 @@ using namespace orvbench;
 using Pairwise = void (*)(const cv::Mat& a, const cv::Mat& b, cv::Mat& d);
 using Single = void (*)(const cv::Mat& a, cv::Mat& d);
 
-bool pairRow(const char* op, OrvDataType type, double goal, Pairwise peer) {
-    return measure({.name = op, .peer = "opencv", .goal = goal, .prepare = [op, type, peer] {
-                        const auto scene = makeScene(op, Picture(type, 1), Picture(type, 1), Picture(type, 1));
+bool pairRow(const char* op, OrvDataType type, double goal, Pairwise peer, unsigned size = side) {
+    const std::string name = op + (size == side ? "" : " of " + std::to_string(size));
+    return measure({.name = name, .peer = "opencv", .goal = goal, .prepare = [op, type, peer, size] {
+                        const Layout layout{.width = size, .height = size};
+                        const auto scene =
+                            makeScene(op, Picture(type, 1, layout), Picture(type, 1, layout), Picture(type, 1, layout));
                         return runsOf(scene, [=, a = matOf(scene->source()), b = matOf(scene->source(2)),
                                               d = matOf(scene->destination())]() mutable { peer(a, b, d); });
                     }});
@@ -41,6 +44,8 @@ bool arithmeticRows() {
         pairRow(name("xor8", "xor16"), type, 0.95, [](auto& a, auto& b, auto& d) { cv::bitwise_xor(a, b, d); });
         singleRow(name("not8", "not16"), type, type, [](auto& a, auto& d) { cv::bitwise_not(a, d); });
     }
+    pairRow(
+        "add8", ORV_BYTE, 0.95, [](auto& a, auto& b, auto& d) { cv::add(a, b, d); }, 512);
     singleRow("absolute16", ORV_SHORT, ORV_SHORT, [](auto& a, auto& d) { d = cv::abs(a); });
     singleRow("convert8_16", ORV_BYTE, ORV_SHORT, [](auto& a, auto& d) { a.convertTo(d, CV_16S); });
     return singleRow("convert16_8", ORV_SHORT, ORV_BYTE, [](auto& a, auto& d) { a.convertTo(d, CV_8U); });

@@ -1,6 +1,7 @@
 // A lookup that packs the values in use into a run without gaps.
 
 #include <algorithm>
+#include <cstring>
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/numbers.h"
@@ -27,43 +28,49 @@ template <class T, unsigned Values>
 class ValuesInUse {
 public:
     explicit ValuesInUse(const SqueezeFacts& facts) noexcept
-        : lowest_(facts.lowestValue), smallest_(facts.smallestStart), largest_(facts.lowestValue - 1) {}
+        : lowest_(facts.lowestValue), smallestStart_(facts.smallestStart) {}
 
     void operator()(const T* samples, std::size_t pixels) noexcept {
-        for (std::size_t i = 0; i < pixels && met_ != Values; i += block) { // once all are met none can be new
+        for (std::size_t i = 0; i < pixels && !all_; i += block) { // once all are met none can be new
             const std::size_t end = std::min(pixels, i + block);
-            for (std::size_t j = i; j < end; ++j) note(samples[j]);
+            for (std::size_t j = i; j < end; ++j) flags_[samples[j] - lowest_] = 1;
+            if ((noted_ += end - i) < block) continue;
+            noted_ = 0;
+            all_ = std::memchr(flags_, 0, Values) == nullptr;
         }
     }
 
-    bool any() const noexcept { return met_ != 0; }
     bool has(int value) const noexcept { return flags_[value - lowest_] != 0; }
-    int smallest() const noexcept { return smallest_; }
-    int largest() const noexcept { return largest_; }
-
-private:
-    void note(int value) noexcept {
-        std::uint8_t& flag = flags_[value - lowest_];
-        if (flag != 0) return;
-        flag = 1;
-        ++met_;
-        smallest_ = std::min(smallest_, value);
-        largest_ = std::max(largest_, value);
+    bool any() const noexcept { return firstOf(0, Values) != Values; }
+    int smallest() const noexcept { return std::min(smallestStart_, lowest_ + static_cast<int>(firstOf(0, Values))); }
+    int largest() const noexcept {
+        constexpr unsigned step = std::min(Values, 256U);
+        unsigned end = Values;
+        while (end > step && firstOf(end - step, step) == Values) end -= step;
+        while (end > 1 && flags_[end - 1] == 0) --end;
+        return lowest_ + static_cast<int>(end) - 1;
     }
 
-    static constexpr std::size_t block = 1024;
+private:
+    static constexpr std::size_t block = std::max<std::size_t>(4096, std::size_t{Values} * 4);
+
+    /// The first flag set of `count` from `from` on, or the number of all.
+    unsigned firstOf(unsigned from, unsigned count) const noexcept {
+        const auto* const found = static_cast<const std::uint8_t*>(std::memchr(flags_ + from, 1, count));
+        return found != nullptr ? static_cast<unsigned>(found - flags_) : Values;
+    }
 
     std::uint8_t flags_[Values] = {};
-    unsigned met_ = 0;
+    std::size_t noted_ = 0; ///< since it was last seen whether all are met
+    bool all_ = false;
     int lowest_;
-    int smallest_;
-    int largest_;
+    int smallestStart_;
 };
 
 /// Each value from the smallest to the largest maps to the rank of the nearest value in use at or below it.
 template <class T, class Values>
-void fillRanks(T* table, const Values& values, int rank) noexcept {
-    for (int value = values.smallest(); value <= values.largest(); ++value) {
+void fillRanks(T* table, const Values& values, int smallest, int largest, int rank) noexcept {
+    for (int value = smallest; value <= largest; ++value) {
         if (values.has(value)) ++rank;
         *table++ = static_cast<T>(rank);
     }
@@ -88,12 +95,13 @@ OrvStatus squeezeRange(OrvOp* op, const SqueezeFacts& facts) noexcept {
         result = nullptr; // an empty region has no values
         return ORV_SUCCESS;
     }
-    const auto entries = static_cast<unsigned>(values.largest() - values.smallest() + 1);
+    const int smallest = values.smallest();
+    const int largest = values.largest();
+    const auto entries = static_cast<unsigned>(largest - smallest + 1);
     const Array<T> table(entries);
     if (!table) return source.report(noMemory);
-    fillRanks(table.get(), values, facts.packsToZero ? -1 : values.smallest() - 1);
-    OrvLookup* const lookup =
-        state->createLookup(type, type, 1, entries, static_cast<short>(values.smallest()), table.get());
+    fillRanks(table.get(), values, smallest, largest, facts.packsToZero ? -1 : smallest - 1);
+    OrvLookup* const lookup = state->createLookup(type, type, 1, entries, static_cast<short>(smallest), table.get());
     if (lookup == nullptr) {
         source.rects().leak();
         return source.report({"di-210", 1, 0});

@@ -2,8 +2,10 @@
 
 import os
 import pathlib
+import re
 import shutil
 import subprocess
+import sys
 import unittest
 
 from orv_files import FileTest, has, plain_build
@@ -49,6 +51,21 @@ class Installed(FileTest):
             self.assertIn(str(self.prefix), told)
         self.assertTrue(next(self.prefix.rglob("orv.1")).read_text().startswith(".TH"))
         self.assertTrue((self.prefix / "share/bash-completion/completions/orv").exists())
+
+    def test_a_foreign_program_opens_the_module_by_its_bare_name(self):
+        program = """if True:
+            import ctypes
+            module = ctypes.CDLL("orvcomputememory.so.1")
+            module.OrvCreateComputeType.restype = ctypes.c_void_p
+            assert module.OrvCreateComputeType()
+            print(*{line.split()[-1] for line in open("/proc/self/maps") if "orvcomputememory" in line})"""
+        told = subprocess.run([self.prefix / "bin" / "orv", "version"], capture_output=True, check=True).stdout.decode()
+        chosen = re.search(r"device build: .* \((.*)\)", told)[1]
+        folder = next(self.prefix.rglob("liborv.so.1")).parent
+        run = subprocess.run([sys.executable, "-c", program], capture_output=True, check=True,
+                             env=dict(os.environ, LD_LIBRARY_PATH=str(folder)))
+        # One build alone, and the loader's choice is the host's own.
+        self.assertEqual(run.stdout.decode().split(), [chosen])
 
 
 if __name__ == "__main__":
