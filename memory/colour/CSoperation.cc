@@ -1,13 +1,13 @@
 #include "memory/colour/CSoperation.h"
 
-#include "memory/colour/rows.h"
+#include "memory/colour/byte_rows.h"
 
 namespace orvi::colour {
 
 namespace {
 
 template <class... Stages>
-constexpr RowFunction<std::uint8_t> row8 = convertRow<std::uint8_t, Stages...>;
+constexpr RowFunction<std::uint8_t> row8 = convertBytes<Stages...>;
 template <class... Stages>
 constexpr RowFunction<std::int16_t> row16 = convertRow<std::int16_t, Stages...>;
 
@@ -27,17 +27,14 @@ using LinearWide = Table<Normalise, Linear>;
 using GammaHeld = Table<Normalise, Gamma, Hold>;
 using InkGammaHeld = Table<Normalise, OneMinus, Gamma, Hold>;
 
-using GammaLevel = Table<GammaByte, Normalise>;
-using InkGammaLevel = Table<Not, GammaByte, Normalise>;
-
 } // namespace
 
 // clang-format off
 constinit const PairRow CSoperation[colourPairs + 1] = {
     {pairKey(rgblinear, rgb709), each8<GammaByte>, each16<GammaTable>},
-    {pairKey(rgblinear, photoycc), row8<FromRgb, GammaLevel, ToYcc<photoycc>>, row16<FromRgb, GammaHeld, ToYcc<photoycc>>},
-    {pairKey(rgblinear, ycc601), row8<FromRgb, GammaLevel, ToYcc<ycc601>>, row16<FromRgb, GammaHeld, ToYcc<ycc601>>},
-    {pairKey(rgblinear, ycc709), row8<FromRgb, GammaLevel, ToYcc<ycc709>>, row16<FromRgb, GammaHeld, ToYcc<ycc709>>},
+    {pairKey(rgblinear, photoycc), row8<FromRgb, GammaByte, Normalise, ToYcc<photoycc>>, row16<FromRgb, GammaHeld, ToYcc<photoycc>>},
+    {pairKey(rgblinear, ycc601), row8<FromRgb, GammaByte, Normalise, ToYcc<ycc601>>, row16<FromRgb, GammaHeld, ToYcc<ycc601>>},
+    {pairKey(rgblinear, ycc709), row8<FromRgb, GammaByte, Normalise, ToYcc<ycc709>>, row16<FromRgb, GammaHeld, ToYcc<ycc709>>},
     {pairKey(rgblinear, cmyk), row8<FromRgb, Not, ToCmyk>, row16<FromRgb, Not, ToCmyk>},
     {pairKey(rgblinear, cmy), row8<FromRgb, Not, ToCmy>, row16<FromRgb, Not, ToCmy>},
     {pairKey(rgblinear, ylinear), row8<FromRgb, Weigh<w601>, Quantise, ToGrey>, row16<FromRgb, Weigh<w601>, Quantise, ToGrey>},
@@ -86,9 +83,9 @@ constinit const PairRow CSoperation[colourPairs + 1] = {
 
     {pairKey(cmy, rgblinear), row8<FromCmy, Not, ToRgb>, row16<FromCmy, Not, ToRgb>},
     {pairKey(cmy, rgb709), row8<FromCmy, Not, GammaByte, ToRgb>, row16<FromCmy, InkGammaTable, ToRgb>},
-    {pairKey(cmy, photoycc), row8<FromCmy, InkGammaLevel, ToYcc<photoycc>>, row16<FromCmy, InkGammaHeld, ToYcc<photoycc>>},
-    {pairKey(cmy, ycc601), row8<FromCmy, InkGammaLevel, ToYcc<ycc601>>, row16<FromCmy, InkGammaHeld, ToYcc<ycc601>>},
-    {pairKey(cmy, ycc709), row8<FromCmy, InkGammaLevel, ToYcc<ycc709>>, row16<FromCmy, InkGammaHeld, ToYcc<ycc709>>},
+    {pairKey(cmy, photoycc), row8<FromCmy, Not, GammaByte, Normalise, ToYcc<photoycc>>, row16<FromCmy, InkGammaHeld, ToYcc<photoycc>>},
+    {pairKey(cmy, ycc601), row8<FromCmy, Not, GammaByte, Normalise, ToYcc<ycc601>>, row16<FromCmy, InkGammaHeld, ToYcc<ycc601>>},
+    {pairKey(cmy, ycc709), row8<FromCmy, Not, GammaByte, Normalise, ToYcc<ycc709>>, row16<FromCmy, InkGammaHeld, ToYcc<ycc709>>},
     {pairKey(cmy, cmyk), row8<FromCmy, ToCmyk>, row16<FromCmy, ToCmyk>},
     {pairKey(cmy, ylinear), row8<FromCmy, Not, Weigh<w601>, Quantise, ToGrey>, row16<FromCmy, Normalise, OneMinus, Weigh<w601>, Full, ToGrey>},
     {pairKey(cmy, y601), row8<FromCmy, InkGammaHeld, Weigh<w601>, Hold, ToY>, row16<FromCmy, InkGammaHeld, Weigh<w601>, Hold, ToY>},
@@ -96,9 +93,9 @@ constinit const PairRow CSoperation[colourPairs + 1] = {
 
     {pairKey(cmyk, rgblinear), row8<FromCmyk, ToRgb>, row16<FromCmyk, Full, ToRgb>},
     {pairKey(cmyk, rgb709), row8<FromCmyk, GammaByte, ToRgb>, row16<FromCmyk, Gamma, Full, ToRgb>},
-    {pairKey(cmyk, photoycc), row8<FromCmyk, GammaLevel, ToYcc<photoycc>>, row16<FromCmyk, Gamma, Hold, ToYcc<photoycc>>},
-    {pairKey(cmyk, ycc601), row8<FromCmyk, GammaLevel, ToYcc<ycc601>>, row16<FromCmyk, Gamma, Hold, ToYcc<ycc601>>},
-    {pairKey(cmyk, ycc709), row8<FromCmyk, GammaLevel, ToYcc<ycc709>>, row16<FromCmyk, Gamma, Hold, ToYcc<ycc709>>},
+    {pairKey(cmyk, photoycc), row8<FromCmyk, GammaByte, Normalise, ToYcc<photoycc>>, row16<FromCmyk, Gamma, Hold, ToYcc<photoycc>>},
+    {pairKey(cmyk, ycc601), row8<FromCmyk, GammaByte, Normalise, ToYcc<ycc601>>, row16<FromCmyk, Gamma, Hold, ToYcc<ycc601>>},
+    {pairKey(cmyk, ycc709), row8<FromCmyk, GammaByte, Normalise, ToYcc<ycc709>>, row16<FromCmyk, Gamma, Hold, ToYcc<ycc709>>},
     {pairKey(cmyk, cmy), row8<AddBlack>, row16<AddBlack>},
     {pairKey(cmyk, ylinear), row8<FromCmyk, Weigh<w601>, Quantise, ToGrey>, row16<FromCmyk, Weigh<w601>, Full, ToGrey>},
     {pairKey(cmyk, y601), row8<FromCmyk, GammaHeld, Weigh<w601>, Hold, ToY>, row16<FromCmyk, Gamma, Hold, Weigh<w601>, Hold, ToY>},

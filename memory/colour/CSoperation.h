@@ -4,13 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "memory/colour/stages.h"
+#include "memory/colour/rows.h"
 
 namespace orvi::colour {
-
-/// Converts `pixels` pixels that lie side by side; the source may be the destination.
-template <class Sample>
-using RowFunction = void (*)(const Sample* from, Sample* to, std::size_t pixels) noexcept;
 
 struct PairRow {
     std::uint32_t key; ///< source opcode in the high 16 bits, destination opcode in the low ones

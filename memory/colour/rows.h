@@ -103,6 +103,10 @@ private:
     static inline constinit Filled<Sample> filled{};
 };
 
+/// Converts `pixels` pixels that lie side by side; the source may be the destination.
+template <class Sample>
+using RowFunction = void (*)(const Sample* from, Sample* to, std::size_t pixels) noexcept;
+
 namespace rows_detail {
 
 inline constexpr std::size_t blockPixels = 256;
@@ -157,22 +161,38 @@ void blocks(const Sample* from, Sample* to, std::size_t pixels) noexcept {
 template <class Stages>
 struct Levels {
     static constexpr std::size_t bands = Stages::Last::bands;
-    using Bytes = std::array<std::uint8_t, bands>;
 
-    static constexpr std::array<Bytes, byteLevels> make() noexcept {
-        std::array<Bytes, byteLevels> table{};
+    /// An entry for each level, band by band or, for pixels of four bands, which are words, pixel by pixel.
+    static constexpr bool words = bands == 4;
+    using Entries = std::array<std::uint8_t, byteLevels * bands>;
+
+    static constexpr Entries make() noexcept {
+        Entries made{};
         for (std::size_t level = 0; level < byteLevels; ++level) {
             const Pixel<bands> q = Stages::template of<std::uint8_t>(Pixel<1>{static_cast<int>(level)});
-            for (std::size_t band = 0; band < bands; ++band) table[level][band] = static_cast<std::uint8_t>(q[band]);
+            for (std::size_t band = 0; band < bands; ++band) {
+                made[words ? level * bands + band : band * byteLevels + level] = static_cast<std::uint8_t>(q[band]);
+            }
         }
-        return table;
+        return made;
     }
-    static constexpr std::array<Bytes, byteLevels> table = make();
+    static constexpr Entries table = make();
 
     static void row(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) noexcept {
-        for (std::size_t i = 0; i < pixels; ++i) {
-            const Bytes pixel = table[from[i]];
-            std::memcpy(to + i * bands, pixel.data(), bands);
+        if constexpr (words) {
+            for (std::size_t i = 0; i < pixels; ++i) std::memcpy(to + i * bands, &table[from[i] * bands], bands);
+        } else if constexpr (bands == 1) {
+            lanes::mapBytes(to, from, pixels, table.data());
+        } else {
+            static_assert(bands == 3);
+            Planes<std::uint8_t, bands> out;
+            for (std::size_t done = 0; done < pixels; done += blockPixels) {
+                const std::size_t count = std::min(blockPixels, pixels - done);
+                for (std::size_t band = 0; band < bands; ++band) {
+                    lanes::mapBytes(out[band], from + done, count, &table[band * byteLevels]);
+                }
+                join<std::uint8_t, bands>(out, to + done * bands, count);
+            }
         }
     }
 };
@@ -191,20 +211,23 @@ void convertRow(const Sample* from, Sample* to, std::size_t pixels) noexcept {
     }
 }
 
+/// The table of stages that make one byte of another.
+template <class... Stages>
+inline constexpr auto tableOfBytes = [] {
+    std::array<std::uint8_t, byteLevels> made{};
+    for (std::size_t i = 0; i < byteLevels; ++i) {
+        made[i] = static_cast<std::uint8_t>(Chain<Stages...>::template of<std::uint8_t>(static_cast<int>(i)));
+    }
+    return made;
+}();
+
 /// The same where a conversion does one thing to every band and leaves the bands in their places.
 template <class Sample, class... Stages>
 void convertSamples(const Sample* from, Sample* to, std::size_t pixels) noexcept {
     using Each = Chain<Stages...>;
     constexpr std::size_t bands = 3;
     if constexpr (sizeof(Sample) == 1) {
-        static constexpr auto table = [] {
-            std::array<Sample, byteLevels> made{};
-            for (std::size_t i = 0; i < byteLevels; ++i) {
-                made[i] = static_cast<Sample>(Each::template of<Sample>(static_cast<int>(i)));
-            }
-            return made;
-        }();
-        lanes::mapBytes(to, from, pixels * bands, table.data());
+        lanes::mapBytes(to, from, pixels * bands, tableOfBytes<Stages...>.data());
     } else {
         Each::template prepare<Sample>();
         for (std::size_t i = 0; i < pixels * bands; ++i)

@@ -1,6 +1,7 @@
 // The stages that conversions are composed of. A stage is a type with `of<Sample>(value)`: the value of the stage
 // before it goes in, its own comes out. What single precision holds is a float here, everything else is a double; the
-// order of each sum and product is part of the result.
+// order of each sum and product is part of the result. Stages that say `inLanes` take vectors of pixels as well, and
+// give the same.
 #pragma once
 
 #include <array>
@@ -19,9 +20,9 @@ namespace orvi::colour {
 /// The opcodes of the spaces.
 enum Space : std::uint32_t { rgblinear = 1, rgb709, photoycc, ycc601, ycc709, ylinear, y601, y709, cmy, cmyk };
 
-/// Samples of a pixel, band by band, as integers.
-template <std::size_t Bands>
-using Pixel = std::array<int, Bands>;
+/// Samples of a pixel, band by band, as integers; of many pixels where they are vectors.
+template <std::size_t Bands, class V = int>
+using Pixel = std::array<V, Bands>;
 
 template <class T>
 struct Rgb {
@@ -31,11 +32,11 @@ struct Rgb {
 };
 
 /// Luma and the chroma differences B - y and R - y, normalised.
-template <class T>
+template <class T, class C = float>
 struct Luma {
     T y;
-    float c1;
-    float c2;
+    C c1;
+    C c2;
 };
 
 // Facts of the spaces.
@@ -87,9 +88,9 @@ template <>
 inline constexpr YccFacts factsOf<ycc709>{
     w709, {{219, 16}, {121, 128}, {142, 128}}, {{56064, -28672}, {30976, 0}, {36352, 0}}, 0.101F, 0.297F};
 
-template <class Sample>
-[[gnu::always_inline]] constexpr float decodeBand(int sample, Coding coding) noexcept {
-    return static_cast<float>(sample - coding.offset) / static_cast<float>(coding.factor);
+template <class V>
+[[gnu::always_inline]] constexpr auto decodeBand(V sample, Coding coding) noexcept {
+    return divided(sample - coding.offset, static_cast<float>(coding.factor));
 }
 template <class Sample>
 [[gnu::always_inline]] constexpr int encodeBand(double v, Coding coding) noexcept {
@@ -99,27 +100,32 @@ template <class Sample>
 // First stages: what the samples of a pixel are.
 
 struct FromRgb {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t sourceBands = 3;
-    ORV_STAGE Rgb<int> of(Pixel<sourceBands> p) noexcept { return {p[2], p[1], p[0]}; }
+    ORV_STAGE auto of(auto p) noexcept { return Rgb{p[2], p[1], p[0]}; }
 };
 
 /// Inks, each in the place of the band that it takes away.
 struct FromCmy {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t sourceBands = 3;
-    ORV_STAGE Rgb<int> of(Pixel<sourceBands> p) noexcept { return {p[0], p[1], p[2]}; }
+    ORV_STAGE auto of(auto p) noexcept { return Rgb{p[0], p[1], p[2]}; }
 };
 
 /// Inks with black folded in, already complemented: bytes, or normalised for shorts.
 struct FromCmyk {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t sourceBands = 4;
-    ORV_STAGE auto of(Pixel<sourceBands> p) noexcept {
+    ORV_STAGE auto of(auto p) noexcept {
         return Rgb{fold<Sample>(p[0], p[3]), fold<Sample>(p[1], p[3]), fold<Sample>(p[2], p[3])};
     }
 
 private:
-    ORV_STAGE auto fold(int ink, int black) noexcept {
+    template <class Sample, class V>
+    [[gnu::always_inline]] static constexpr auto fold(V ink, V black) noexcept {
         if constexpr (sizeof(Sample) == 1) {
-            return Scale<Sample>::full - std::min(ink + black, Scale<Sample>::full);
+            const V light = Scale<Sample>::full - (ink + black);
+            return light > 0 ? light : V{};
         } else {
             return 1 - std::min(static_cast<double>(normalise<Sample>(ink)) + normalise<Sample>(black), 1.0);
         }
@@ -133,11 +139,11 @@ struct FromGrey {
 
 template <Space S>
 struct FromYcc {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t sourceBands = 3;
-    ORV_STAGE Luma<float> of(Pixel<sourceBands> p) noexcept {
+    ORV_STAGE auto of(auto p) noexcept {
         constexpr const Coding* codings = factsOf<S>.template bands<Sample>();
-        return {decodeBand<Sample>(p[0], codings[0]), decodeBand<Sample>(p[1], codings[1]),
-                decodeBand<Sample>(p[2], codings[2])};
+        return Luma{decodeBand(p[0], codings[0]), decodeBand(p[1], codings[1]), decodeBand(p[2], codings[2])};
     }
 };
 
@@ -145,7 +151,7 @@ struct FromYcc {
 struct FromY {
     static constexpr std::size_t sourceBands = 1;
     ORV_STAGE float of(Pixel<sourceBands> p) noexcept {
-        return decodeBand<Sample>(p[0], factsOf<ycc601>.template bands<Sample>()[0]);
+        return decodeBand(p[0], factsOf<ycc601>.template bands<Sample>()[0]);
     }
 };
 
@@ -163,14 +169,18 @@ struct EachValue {
 
 /// The complement of a sample, all bits inverted.
 struct Not : EachValue<Not> {
-    ORV_STAGE int each(int sample) noexcept { return 2 * Scale<Sample>::zero + Scale<Sample>::full - sample; }
+    static constexpr bool inLanes = true;
+    static constexpr bool ofBytes = true;
+    ORV_STAGE auto each(auto sample) noexcept { return 2 * Scale<Sample>::zero + Scale<Sample>::full - sample; }
 };
 
 /// Bytes through the byte tables.
 struct GammaByte : EachValue<GammaByte> {
+    static constexpr bool ofBytes = true;
     ORV_STAGE int each(int sample) noexcept { return nonlinearBytes[static_cast<std::size_t>(sample)]; }
 };
 struct LinearByte : EachValue<LinearByte> {
+    static constexpr bool ofBytes = true;
     ORV_STAGE int each(int sample) noexcept { return linearBytes[static_cast<std::size_t>(sample)]; }
 };
 
@@ -198,6 +208,7 @@ struct Hold : EachValue<Hold> {
 /// A nonlinear value as a linear byte. The table is indexed by a key that wraps round from 2 up: such a value is below
 /// the first key, and dark.
 struct LinearByKey : EachValue<LinearByKey> {
+    static constexpr bool inLanes = true;
     ORV_STAGE int each(float v) noexcept {
         const int bright = linearByAnyKey[static_cast<std::size_t>(keyOf(v))];
         const int dark = quantise<Sample>(v * 56.61);
@@ -205,11 +216,24 @@ struct LinearByKey : EachValue<LinearByKey> {
         const int mask = -static_cast<int>(v >= 0.081);
         return (bright & mask) | (dark & ~mask);
     }
+    ORV_STAGE lanes::I32 each(lanes::F32 v) noexcept {
+        const lanes::I32 key = (lanes::I32)(((lanes::U32)v & keyMask) >> keyShift);
+        const lanes::I32 bright = lanes::gather(linearByAnyKey.data(), key);
+        const lanes::F32 dark = lanes::multiplyAdd(v, lanes::F32{} + 56.61F, lanes::F32{} + 0.5F);
+        return v >= 0.081F ? bright : lanes::truncate(lanes::larger<lanes::F32>(dark, lanes::F32{}));
+    }
 };
 
 /// The whole range of the sample from 0 to 1.
 struct Full : EachValue<Full> {
+    static constexpr bool inLanes = true;
     ORV_STAGE int each(double v) noexcept { return toSample<Sample>(v); }
+    /// For bytes. The product is exact in double, so that one rounding does for it and for the sum.
+    ORV_STAGE lanes::I32 each(lanes::F32 v) noexcept {
+        const lanes::F32 full = lanes::F32{} + static_cast<float>(Scale<Sample>::full);
+        const lanes::F32 sum = lanes::multiplyAdd(v, full, lanes::F32{} + 0.5F);
+        return lanes::truncate(lanes::smaller<lanes::F32>(lanes::larger<lanes::F32>(sum, lanes::F32{}), full));
+    }
 };
 
 struct Quantise : EachValue<Quantise> {
@@ -241,7 +265,9 @@ struct Repeat {
 /// Luma and differences to nonlinear values.
 template <Space S>
 struct Matrix {
-    ORV_STAGE Rgb<float> of(Luma<float> v) noexcept {
+    static constexpr bool inLanes = true;
+    template <class Sample, class V>
+    [[gnu::always_inline]] static constexpr Rgb<V> of(Luma<V, V> v) noexcept {
         constexpr const YccFacts& facts = factsOf<S>;
         return {v.y + v.c2, v.y - facts.green1 * v.c1 - facts.green2 * v.c2, v.y + v.c1};
     }
@@ -263,18 +289,30 @@ struct LumaAlone {
 // Last stages: the samples of the result.
 
 struct ToRgb {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t bands = 3;
-    ORV_STAGE Pixel<bands> of(Rgb<int> v) noexcept { return {v.b, v.g, v.r}; }
+    template <class Sample, class V>
+    [[gnu::always_inline]] static constexpr Pixel<bands, V> of(Rgb<V> v) noexcept {
+        return {v.b, v.g, v.r};
+    }
 };
 
 /// Complements already taken.
 struct ToCmy {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t bands = 3;
-    ORV_STAGE Pixel<bands> of(Rgb<int> v) noexcept { return {v.r, v.g, v.b}; }
+    template <class Sample, class V>
+    [[gnu::always_inline]] static constexpr Pixel<bands, V> of(Rgb<V> v) noexcept {
+        return {v.r, v.g, v.b};
+    }
 };
 struct ToCmyk {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t bands = 4;
-    ORV_STAGE Pixel<bands> of(Rgb<int> v) noexcept { return {v.r, v.g, v.b, Scale<Sample>::zero}; }
+    template <class Sample, class V>
+    [[gnu::always_inline]] static constexpr Pixel<bands, V> of(Rgb<V> v) noexcept {
+        return {v.r, v.g, v.b, V{} + Scale<Sample>::zero};
+    }
 };
 
 struct ToGrey {
@@ -309,16 +347,22 @@ struct ToY {
 
 /// photoycc to rgb709 in the fixed point of the photo tables: without a rounding term, so it truncates.
 struct PhotoSum {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t sourceBands = 3;
-    ORV_STAGE Rgb<int> of(Pixel<sourceBands> p) noexcept {
-        const int y = photoLines[photoY].at(p[0]);
-        return {cut(y + photoLines[photoCr].at(p[2])),
-                cut(y + photoLines[photoYCb].at(p[1]) + photoLines[photoYCr].at(p[2])),
-                cut(y + photoLines[photoCb].at(p[1]))};
+    ORV_STAGE auto of(auto p) noexcept {
+        const auto y = photoLines[photoY].at(p[0]);
+        return Rgb{cut(y + photoLines[photoCr].at(p[2])),
+                   cut(y + photoLines[photoYCb].at(p[1]) + photoLines[photoYCr].at(p[2])),
+                   cut(y + photoLines[photoCb].at(p[1]))};
     }
 
 private:
-    static constexpr int cut(int sum) noexcept { return std::clamp(sum >> 12, 0, 255); }
+    template <class V>
+    [[gnu::always_inline]] static constexpr V cut(V sum) noexcept {
+        const V value = sum >> 12;
+        const V light = value > 0 ? value : V{};
+        return light < 255 ? light : V{} + 255;
+    }
 };
 
 /// Black added to each ink without a cap, in the sample's own width.
@@ -332,9 +376,10 @@ struct AddBlack {
 
 /// The first band as it stands.
 struct FirstBand {
+    static constexpr bool inLanes = true;
     static constexpr std::size_t sourceBands = 3;
     static constexpr std::size_t bands = 1;
-    ORV_STAGE Pixel<bands> of(Pixel<sourceBands> p) noexcept { return {p[0]}; }
+    ORV_STAGE auto of(auto p) noexcept { return std::array{p[0]}; }
 };
 
 } // namespace orvi::colour

@@ -83,7 +83,10 @@ enum PhotoPart : int { photoY, photoYCb, photoYCr, photoCb, photoCr, photoParts 
 struct PhotoLine {
     std::int32_t offset;
     std::int32_t slope;
-    constexpr std::int32_t at(int i) const noexcept { return offset + slope * i; }
+    template <class V>
+    [[gnu::always_inline]] constexpr V at(V i) const noexcept {
+        return offset + slope * i;
+    }
 };
 inline constexpr PhotoLine photoLines[photoParts] = {
     {0, 5743}, {283754, -1819}, {536971, -3919}, {-1462647, 9376}, {-1054953, 7700}};

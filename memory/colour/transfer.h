@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "memory/colour/power.h"
+#include "memory/frame/lanes.h"
 
 namespace orvi::colour {
 
@@ -43,6 +44,18 @@ struct Scale<std::int16_t> {
 template <class Sample>
 [[gnu::always_inline]] constexpr float normalise(int sample) noexcept {
     return static_cast<float>(sample - Scale<Sample>::zero) / static_cast<float>(Scale<Sample>::full);
+}
+
+/// A quotient, rounded once. In lanes it is a product with the divisor's reciprocal in two parts: all sums of a byte
+/// and an offset come to the same.
+[[gnu::always_inline]] constexpr float divided(int value, float divisor) noexcept {
+    return static_cast<float>(value) / divisor;
+}
+[[gnu::always_inline]] inline lanes::F32 divided(lanes::I32 value, float divisor) noexcept {
+    const float high = 1 / divisor;
+    const float low = static_cast<float>(1 / double{divisor} - double{high});
+    const lanes::F32 v = lanes::toFloat(value);
+    return lanes::multiplyAdd(v, lanes::F32{} + high, v * low);
 }
 
 /// Rounds half away from zero, the sum in single precision, and then clamps to the sample's range.

@@ -129,6 +129,59 @@ __m256i planeOf(const __m256i (&pixels)[3], unsigned plane) noexcept {
 
 #endif
 
+#if defined(__AVX512BW__)
+
+/// A permutation of bytes is not in every processor that runs this build.
+bool permutesBytes() noexcept {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512vbmi") != 0;
+}
+const bool bytePermutation = permutesBytes();
+
+/// Three vectors made of three others: where each byte comes from. Places count through the first two; bytes of the
+/// third are marked.
+struct Weave {
+    alignas(64) std::uint8_t places[3][64];
+    std::uint64_t third[3];
+
+    /// `from` tells the byte, of all 192, that goes to byte `i` of vector `v`.
+    template <class From>
+    constexpr explicit Weave(From from) noexcept : places{}, third{} {
+        for (unsigned v = 0; v < 3; ++v) {
+            for (unsigned i = 0; i < 64; ++i) {
+                const unsigned place = from(v, i);
+                places[v][i] = static_cast<std::uint8_t>(place & 127);
+                third[v] |= std::uint64_t{place >= 128} << i;
+            }
+        }
+    }
+};
+constexpr Weave splitting([](unsigned plane, unsigned pixel) { return 3 * pixel + plane; });
+constexpr Weave joining([](unsigned vector, unsigned i) {
+    const unsigned byte = 64 * vector + i;
+    return byte % 3 * 64 + byte / 3;
+});
+
+/// Whole vectors by permutations of bytes; how many pixels that were. `from` and `to` are three addresses each, that
+/// move on by a step.
+[[gnu::target("avx512vbmi")]] std::size_t weave(const Weave& how, const std::uint8_t* const (&from)[3],
+                                                std::size_t fromStep, std::uint8_t* const (&to)[3], std::size_t toStep,
+                                                std::size_t pixels) noexcept {
+    const Raw places[3] = {load<Raw>(how.places[0]), load<Raw>(how.places[1]), load<Raw>(how.places[2])};
+    const std::size_t vectors = pixels / vectorBytes;
+    for (std::size_t i = 0; i < vectors; ++i) {
+        const Raw in[3] = {load<Raw>(from[0] + i * fromStep), load<Raw>(from[1] + i * fromStep),
+                           load<Raw>(from[2] + i * fromStep)};
+        for (unsigned v = 0; v < 3; ++v) {
+            const Raw most = _mm512_permutex2var_epi8(in[0], places[v], in[1]);
+            store(to[v] + i * toStep, _mm512_mask_permutexvar_epi8(most, how.third[v], places[v], in[2]));
+        }
+    }
+    return vectors * vectorBytes;
+}
+
+#endif
+
 } // namespace
 
 void spreadBits(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) noexcept {
@@ -169,6 +222,9 @@ void gatherBits(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) n
 void splitBands(const std::uint8_t* from, std::uint8_t* band0, std::uint8_t* band1, std::uint8_t* band2,
                 std::size_t pixels) noexcept {
     std::size_t i = 0;
+#if defined(__AVX512BW__)
+    if (bytePermutation) i = weave(splitting, {from, from + 64, from + 128}, 192, {band0, band1, band2}, 64, pixels);
+#endif
 #if defined(__AVX2__)
     for (; i + shuffledPixels <= pixels; i += shuffledPixels) {
         const std::uint8_t* const at = from + 3 * i;
@@ -184,6 +240,9 @@ void splitBands(const std::uint8_t* from, std::uint8_t* band0, std::uint8_t* ban
 void joinBands(const std::uint8_t* band0, const std::uint8_t* band1, const std::uint8_t* band2, std::uint8_t* to,
                std::size_t pixels) noexcept {
     std::size_t i = 0;
+#if defined(__AVX512BW__)
+    if (bytePermutation) i = weave(joining, {band0, band1, band2}, 64, {to, to + 64, to + 128}, 192, pixels);
+#endif
 #if defined(__AVX2__)
     for (; i + shuffledPixels <= pixels; i += shuffledPixels) {
         std::uint8_t* const at = to + 3 * i;
@@ -225,13 +284,6 @@ private:
 } // namespace
 
 namespace {
-
-/// A permutation of bytes is not in every processor that runs this build.
-bool permutesBytes() noexcept {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512vbmi") != 0;
-}
-const bool bytePermutation = permutesBytes();
 
 /// Whole vectors by permutations of bytes; how many samples that were. Results that no cache would keep go past it:
 /// fetching their lines only to overwrite them costs a third of the time.

@@ -378,5 +378,9 @@ inline I32 gather(const std::int16_t* base, I32 index, std::int32_t last) noexce
     return plain::gather(base, index);
 #endif
 }
+/// The same for integers, of which none is read but the lanes' own.
+inline I32 gather(const std::int32_t* base, I32 index) noexcept {
+    return (I32)gatherWords(reinterpret_cast<const std::byte*>(base), index << 2);
+}
 
 } // namespace orvi::lanes

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <random>
@@ -11,6 +12,7 @@
 
 #include "memory/frame/exact_sums.h"
 #include "memory/frame/orv_float_utils.h"
+#include "memory/frame/pixel_words.h"
 
 namespace {
 
@@ -161,6 +163,42 @@ TEST_F(Lanes, TablesOfBytes) {
         lanes::plain::mapBytes(slow.data(), samples.data(), size, table.data());
         lanes::mapBytes(samples.data(), samples.data(), size, table.data());
         EXPECT_EQ(samples, slow) << size;
+    }
+}
+
+TEST_F(Lanes, TablesOfBytesPastTheCaches) {
+    constexpr std::size_t size = (std::size_t{4} << 20) + 77;
+    const Bytes table = bytes(256);
+    const Bytes samples = bytes(size);
+    Bytes slow(size);
+    lanes::plain::mapBytes(slow.data(), samples.data(), size, table.data());
+    for (std::size_t from : {std::size_t{0}, std::size_t{1}, std::size_t{17}}) {
+        Bytes result(size + from);
+        lanes::mapBytes(result.data() + from, samples.data(), size, table.data());
+        EXPECT_TRUE(std::equal(slow.begin(), slow.end(), result.data() + from)) << from;
+    }
+}
+
+TEST_F(Lanes, PixelsAsWords) {
+    const std::size_t size = 3 * lanes::wordPixels;
+    for (int round = 0; round < 100; ++round) {
+        // Exactly the pixels' bytes, so that a sanitizer sees a read beyond.
+        const Bytes samples = bytes(size);
+        const lanes::U32 words = lanes::loadPixels(samples.data());
+        const lanes::U32 slow = lanes::plain::loadPixels(samples.data());
+        EXPECT_FALSE(lanes::any(words ^ slow));
+        Bytes result(size + 1, 7), slowResult(size + 1, 7);
+        lanes::storePixels(result.data(), words | 0xff000000U);
+        lanes::plain::storePixels(slowResult.data(), words);
+        EXPECT_EQ(result, slowResult);
+        EXPECT_TRUE(std::equal(samples.begin(), samples.end(), result.begin()));
+        Bytes low(lanes::wordPixels + 1, 7), slowLow(lanes::wordPixels + 1, 7);
+        lanes::storeLowBytes(low.data(), words);
+        lanes::plain::storeLowBytes(slowLow.data(), words);
+        EXPECT_EQ(low, slowLow);
+        const auto a = lanes::load<lanes::I16>(bytes(lanes::vectorBytes).data());
+        const auto b = lanes::load<lanes::I16>(bytes(lanes::vectorBytes).data());
+        EXPECT_FALSE(lanes::any(lanes::pairSums(a, b) - lanes::plain::pairSums(a, b)));
     }
 }
 

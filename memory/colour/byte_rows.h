@@ -1,0 +1,215 @@
+// Rows of bytes, faster: what a chain of stages does is found in its types. Pixels go as vectors where all stages have
+// lanes, and as sums of whole numbers where a chain comes to that; a chain that makes bytes on its way is cut there.
+// All of it gives what the chain gives, sample by sample, for every pixel there is.
+#pragma once
+
+#include "memory/colour/rows.h"
+#include "memory/frame/pixel_words.h"
+
+namespace orvi::colour {
+
+// Conversions as whole numbers. Single precision holds the sums without rounding; scale and offset put every one of
+// them on the same side of every rounding edge as the stages do.
+
+/// A band of the result: the bands of a pixel times `weights`, added; that times `scale`, plus `offset`, truncated.
+struct BandSum {
+    std::int16_t weights[3];
+    float scale;
+    float offset;
+    float rest = 0; ///< what single precision leaves of a scale, where that matters
+};
+
+/// A chain's bands as such sums; none where the stages round too often to come to one.
+template <class... Stages>
+inline constexpr std::array<BandSum, 0> bandSums{};
+
+template <>
+inline constexpr std::array<BandSum, 3> bandSums<FromRgb, Normalise, ToYcc<ycc601>>{
+    {{{114, 587, 299}, 73 / 85000.0F, 16.500004F},
+     {{886, -587, -299}, 21 / 42500.0F, 128.5F},
+     {{-114, -587, 701}, 4 / 6375.0F, 128.5F}}};
+template <>
+inline constexpr std::array<BandSum, 1> bandSums<FromRgb, Weigh<w601>, Footroom, Quantise, ToGrey>{
+    {{{114, 587, 299}, 0.0008588F, 16.5F}}};
+template <>
+inline constexpr std::array<BandSum, 1> bandSums<FromRgb, Weigh<w709>, Footroom, Quantise, ToGrey>{
+    {{{721, 7154, 2125}, 0.0000858799685F, 16.5F, 3.14625166e-11F}}};
+template <>
+inline constexpr std::array<BandSum, 1> bandSums<FromRgb, Weigh<w601>, Quantise, ToGrey>{
+    {{{114, 587, 299}, 0.001F, 0.5F}}};
+/// Inks stand in the opposite order.
+template <class... Rest>
+inline constexpr auto bandSums<FromCmy, Rest...> = [] {
+    auto sums = bandSums<FromRgb, Rest...>;
+    for (BandSum& sum : sums) std::swap(sum.weights[0], sum.weights[2]);
+    return sums;
+}();
+
+namespace byte_rows_detail {
+
+using Byte = std::uint8_t;
+
+template <class Stage>
+concept InLanes = Stage::inLanes;
+
+/// Stages that make a byte of a byte, whatever its band.
+template <class Stage>
+concept OfBytes = Stage::ofBytes;
+
+/// Stages behind which a pixel is three bytes.
+template <class Stage>
+inline constexpr bool leavesBytes = false;
+template <>
+inline constexpr bool leavesBytes<FromCmyk> = true;
+template <>
+inline constexpr bool leavesBytes<LinearByKey> = true;
+
+template <std::size_t Bands>
+lanes::U32 loadWords(const Byte* from) noexcept {
+    if constexpr (Bands == 4) {
+        return lanes::load<lanes::U32>(from);
+    } else {
+        return lanes::loadPixels(from);
+    }
+}
+
+template <std::size_t Bands>
+void storeWords(Byte* to, lanes::U32 pixels) noexcept {
+    if constexpr (Bands == 4) {
+        lanes::store(to, pixels);
+    } else if constexpr (Bands == 3) {
+        lanes::storePixels(to, pixels);
+    } else {
+        lanes::storeLowBytes(to, pixels);
+    }
+}
+
+/// Runs `of`, which makes pixels of pixels in words, while there are enough of them, and the plain stages on the rest.
+template <class All>
+void eachWord(const Byte* from, Byte* to, std::size_t pixels, auto of) noexcept {
+    constexpr std::size_t sourceBands = All::First::sourceBands;
+    constexpr std::size_t bands = All::Last::bands;
+    std::size_t i = 0;
+    for (; i + lanes::wordPixels <= pixels; i += lanes::wordPixels) {
+        storeWords<bands>(to + i * bands, of(loadWords<sourceBands>(from + i * sourceBands)));
+    }
+    rows_detail::blocks<Byte, All>(from + i * sourceBands, to + i * bands, pixels - i);
+}
+
+/// Bands of 0 to 255 as words.
+template <std::size_t Bands>
+lanes::U32 asWords(const Pixel<Bands, lanes::I32>& bands) noexcept {
+    lanes::U32 words = (lanes::U32)bands[0];
+    for (std::size_t band = 1; band < Bands; ++band) words |= (lanes::U32)bands[band] << static_cast<int>(8 * band);
+    return words;
+}
+
+template <class All>
+void laneRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
+    eachWord<All>(from, to, pixels, [](lanes::U32 words) {
+        Pixel<All::First::sourceBands, lanes::I32> p;
+        for (lanes::I32& band : p) {
+            band = (lanes::I32)(words & 255);
+            words >>= 8;
+        }
+        return asWords<All::Last::bands>(All::template of<Byte>(p));
+    });
+}
+
+/// Two shorts in every word.
+inline lanes::I16 shortPairs(int low, int high) noexcept {
+    const auto pair = (static_cast<std::uint32_t>(high) << 16) | (static_cast<std::uint32_t>(low) & 0xffff);
+    return (lanes::I16)(pair + lanes::U32{});
+}
+
+template <class All, const auto& Sums>
+void sumRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
+    eachWord<All>(from, to, pixels, [](lanes::U32 words) {
+        const auto outer = (lanes::I16)(words & 0xff00ff);
+        const auto middle = (lanes::I16)(words >> 8 & 0xff);
+        Pixel<Sums.size(), lanes::I32> result;
+        for (std::size_t band = 0; band < Sums.size(); ++band) {
+            const auto& [weights, scale, offset, rest] = Sums[band];
+            const auto sum = lanes::toFloat(lanes::pairSums(outer, shortPairs(weights[0], weights[2])) +
+                                            lanes::pairSums(middle, shortPairs(weights[1], 0)));
+            const lanes::F32 start = lanes::multiplyAdd(sum, lanes::F32{} + rest, lanes::F32{} + offset);
+            result[band] = lanes::truncate(lanes::multiplyAdd(sum, lanes::F32{} + scale, start));
+        }
+        return asWords<Sums.size()>(result);
+    });
+}
+
+template <class... Stages>
+void fastRow(const Byte* from, Byte* to, std::size_t pixels) noexcept;
+
+/// A chain cut in two: `first` fills a buffer with pixels of three bytes, the row of the rest goes on from there.
+template <std::size_t SourceBands, class... Rest>
+void cutRow(const Byte* from, Byte* to, std::size_t pixels, RowFunction<Byte> first) noexcept {
+    constexpr std::size_t most = 1024;
+    alignas(64) Byte buffer[3 * most];
+    for (std::size_t done = 0; done < pixels; done += most) {
+        const std::size_t count = std::min(most, pixels - done);
+        first(from + done * SourceBands, buffer, count);
+        fastRow<Rest...>(buffer, to + done * Chain<Rest...>::Last::bands, count);
+    }
+}
+
+/// A cut behind a first stage that takes samples as they are and one that makes bytes of them: the bytes come first.
+template <class... Stages>
+struct MapCut {
+    static constexpr bool exists = false;
+};
+template <class First, OfBytes Map, class... Rest>
+requires(std::is_same_v<First, FromRgb> || std::is_same_v<First, FromCmy>) struct MapCut<First, Map, Rest...> {
+    static constexpr bool exists = true;
+    static void row(const Byte* from, Byte* to, std::size_t pixels) noexcept {
+        cutRow<3, First, Rest...>(from, to, pixels, convertSamples<Byte, Map>);
+    }
+};
+
+/// A cut behind stages that have lanes: `Lead` up to now, the rest to be looked at.
+template <class Lead, class... Rest>
+struct LaneCut {
+    static constexpr bool exists = false;
+};
+template <class... Lead, InLanes Next, class... Rest>
+struct LaneCut<Chain<Lead...>, Next, Rest...> : LaneCut<Chain<Lead..., Next>, Rest...> {};
+template <class... Lead, InLanes Next, class... Rest>
+requires leavesBytes<Next>
+struct LaneCut<Chain<Lead...>, Next, Rest...> {
+    static constexpr bool exists = true;
+    static void row(const Byte* from, Byte* to, std::size_t pixels) noexcept {
+        using First = Chain<Lead..., Next, ToRgb>;
+        cutRow<First::First::sourceBands, FromRgb, Rest...>(from, to, pixels, laneRow<First>);
+    }
+};
+
+template <class... Stages>
+void fastRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
+    using All = Chain<Stages...>;
+    if constexpr ((InLanes<Stages> && ...)) {
+        laneRow<All>(from, to, pixels);
+    } else if constexpr (!bandSums<Stages...>.empty()) {
+        sumRow<All, bandSums<Stages...>>(from, to, pixels);
+    } else if constexpr (MapCut<Stages...>::exists) {
+        MapCut<Stages...>::row(from, to, pixels);
+    } else if constexpr (LaneCut<Chain<>, Stages...>::exists) {
+        LaneCut<Chain<>, Stages...>::row(from, to, pixels);
+    } else {
+        convertRow<Byte, Stages...>(from, to, pixels);
+    }
+}
+
+} // namespace byte_rows_detail
+
+/// A row of bytes. The source may be the destination.
+template <class... Stages>
+void convertBytes(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) noexcept {
+    if constexpr (lanes::hasPixelWords && lanes::hasMultiplyAdd) {
+        byte_rows_detail::fastRow<Stages...>(from, to, pixels);
+    } else {
+        convertRow<std::uint8_t, Stages...>(from, to, pixels);
+    }
+}
+
+} // namespace orvi::colour

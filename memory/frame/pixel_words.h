@@ -1,0 +1,138 @@
+// Pixels of three bytes as vectors of words, a pixel in each: its first band in the lowest byte, 0 in the highest. For
+// kernels that mix the bands of a pixel; where the bands stay apart, planes hold more samples in a vector.
+#pragma once
+
+#include "memory/frame/lanes.h"
+
+namespace orvi::lanes {
+
+/// Whether the instruction set moves bytes about: without that, words of pixels cost more than they save.
+#if defined(__AVX2__)
+inline constexpr bool hasPixelWords = true;
+#else
+inline constexpr bool hasPixelWords = false;
+#endif
+
+inline constexpr std::size_t wordPixels = count<std::uint32_t>;
+
+namespace plain {
+
+inline U32 loadPixels(const std::uint8_t* from) noexcept {
+    U32 pixels;
+    for (std::size_t i = 0; i < wordPixels; ++i, from += 3) {
+        pixels[i] = from[0] | static_cast<std::uint32_t>(from[1]) << 8 | static_cast<std::uint32_t>(from[2]) << 16;
+    }
+    return pixels;
+}
+
+inline void storePixels(std::uint8_t* to, U32 pixels) noexcept {
+    for (std::size_t i = 0; i < wordPixels; ++i) {
+        for (unsigned band = 0; band < 3; ++band) *to++ = static_cast<std::uint8_t>(pixels[i] >> 8 * band);
+    }
+}
+
+inline void storeLowBytes(std::uint8_t* to, U32 words) noexcept {
+    for (std::size_t i = 0; i < wordPixels; ++i) to[i] = static_cast<std::uint8_t>(words[i]);
+}
+
+inline I32 pairSums(I16 a, I16 b) noexcept {
+    I32 sums;
+    for (std::size_t i = 0; i < wordPixels; ++i) sums[i] = a[2 * i] * b[2 * i] + a[2 * i + 1] * b[2 * i + 1];
+    return sums;
+}
+
+} // namespace plain
+
+#if defined(__AVX2__)
+
+namespace words_detail {
+
+/// The words of the pixels are moved to the part of the vector they are for, and their bytes about within it: a part
+/// holds four pixels, and shuffles of bytes do not leave it.
+struct Places {
+    static constexpr unsigned clear = 0x80;
+
+    alignas(64) std::int32_t apart[16]; // words of three in each part
+    alignas(64) std::int32_t together[16];
+    alignas(64) std::uint8_t widen[64]; // three bytes to a word
+    alignas(64) std::uint8_t narrow[64];
+    alignas(64) std::uint8_t lowest[64]; // the lowest byte of each word
+
+    constexpr Places() noexcept : apart{}, together{}, widen{}, narrow{}, lowest{} {
+        for (int i = 0; i < 16; ++i) {
+            apart[i] = i % 4 == 3 ? 0 : i / 4 * 3 + i % 4;
+            together[i] = i < 12 ? i / 3 * 4 + i % 3 : 0;
+        }
+        for (unsigned i = 0; i < 64; ++i) {
+            const unsigned byte = i % 16;
+            widen[i] = static_cast<std::uint8_t>(byte % 4 == 3 ? clear : byte / 4 * 3 + byte % 4);
+            narrow[i] = static_cast<std::uint8_t>(byte < 12 ? byte / 3 * 4 + byte % 3 : clear);
+            lowest[i] = static_cast<std::uint8_t>(byte < 4 ? byte * 4 : clear);
+        }
+    }
+};
+inline constexpr Places places;
+
+} // namespace words_detail
+
+#endif
+
+/// A vector of pixels, three bytes each from an address on; no byte behind them is read.
+inline U32 loadPixels(const std::uint8_t* from) noexcept {
+#if defined(__AVX2__)
+    const auto& places = words_detail::places;
+#if defined(__AVX512BW__)
+    const Raw packed = _mm512_maskz_loadu_epi32(0xfff, from);
+    const Raw apart = _mm512_maskz_permutexvar_epi32(0xffff, load<Raw>(places.apart), packed);
+#else
+    const Raw packed =
+        _mm256_inserti128_si256(_mm256_castsi128_si256(load<__m128i>(from)), _mm_loadu_si64(from + 16), 1);
+    const Raw apart = _mm256_permutevar8x32_epi32(packed, load<Raw>(places.apart));
+#endif
+    return (U32)ORV_LANES(shuffle_epi8)(apart, load<Raw>(places.widen));
+#else
+    return plain::loadPixels(from);
+#endif
+}
+
+/// The other way round; the highest bytes do not count.
+inline void storePixels(std::uint8_t* to, U32 pixels) noexcept {
+#if defined(__AVX2__)
+    const auto& places = words_detail::places;
+    const Raw apart = ORV_LANES(shuffle_epi8)((Raw)pixels, load<Raw>(places.narrow));
+#if defined(__AVX512BW__)
+    const Raw packed = _mm512_maskz_permutexvar_epi32(0xffff, load<Raw>(places.together), apart);
+    _mm512_mask_storeu_epi32(to, 0xfff, packed);
+#else
+    const Raw packed = _mm256_permutevar8x32_epi32(apart, load<Raw>(places.together));
+    store(to, _mm256_castsi256_si128(packed));
+    _mm_storeu_si64(to + 16, _mm256_extracti128_si256(packed, 1));
+#endif
+#else
+    plain::storePixels(to, pixels);
+#endif
+}
+
+/// The lowest byte of each word.
+inline void storeLowBytes(std::uint8_t* to, U32 words) noexcept {
+#if defined(__AVX512BW__)
+    store(to, _mm512_maskz_cvtepi32_epi8(0xffff, (Raw)words));
+#elif defined(__AVX2__)
+    const Raw bytes = _mm256_shuffle_epi8((Raw)words, load<Raw>(words_detail::places.lowest));
+    store(to, _mm_cvtsi128_si32(_mm256_castsi256_si128(bytes)));
+    store(to + 4, _mm_cvtsi128_si32(_mm256_extracti128_si256(bytes, 1)));
+#else
+    plain::storeLowBytes(to, words);
+#endif
+}
+
+/// The products of two neighbouring shorts, added.
+inline I32 pairSums(I16 a, I16 b) noexcept {
+#if defined(__SSE2__)
+    return (I32)ORV_LANES(madd_epi16)((Raw)a, (Raw)b);
+#else
+    return plain::pairSums(a, b);
+#endif
+}
+
+} // namespace orvi::lanes
