@@ -17,6 +17,7 @@
 #include "memory/frame/walk.h"
 #include "memory/quantise/diffusion_utils.h"
 #include "memory/quantise/nearest_color_grid.h"
+#include "memory/quantise/skewed_colors.h"
 #include "memory/quantise/skewed_diffusion.h"
 
 namespace {
@@ -139,8 +140,10 @@ void storeIndices(const SampleOf<D>* indices, const Raster& image, long x, long 
     if constexpr (std::is_same_v<D, Bit>) {
         const BitPosition to = image.bit(x, y, 0);
         packBits(indices, 1, to.byte, to.offset, static_cast<std::size_t>(count));
+    } else if (D* to = image.at<D>(x, y); image.pixelOf<D>() == 1) {
+        std::copy_n(indices, count, to);
     } else {
-        for (long i = 0; i < count; ++i) *image.at<D>(x + i, y) = indices[i];
+        for (long i = 0; i < count; ++i) to[i * image.pixelOf<D>()] = indices[i];
     }
 }
 
@@ -211,23 +214,26 @@ void diffuseRows(const Pass& pass, Ring& ring, const Search& search) noexcept {
     }
 }
 
-/// Whether rows may be done side by side: the kernel's reach, and a temporary image of whole bytes.
+/// Whether a row may follow a little behind the one above it.
 bool fitsSkewed(const Pass& pass) noexcept {
     const Reach& reach = pass.reach;
-    if (pass.source.bands != 1 || pass.rows == 0 || pass.width > widestSkewed) return false;
-    if (reach.besideKey != 1 || reach.left != 1 || reach.below != 1 || pass.result.bit(0, 0, 0).offset != 0)
-        return false;
+    if (pass.rows == 0 || pass.width > widestSkewed) return false;
+    if (reach.besideKey != 1 || reach.left != 1 || reach.below != 1) return false;
     const float* below = reach.key + reach.width;
     return std::isfinite(reach.key[1]) && std::isfinite(below[-1]) && std::isfinite(below[0]) &&
            std::isfinite(below[1]);
 }
 
+NearWeights nearWeights(const Reach& reach) noexcept {
+    const float* below = reach.key + reach.width;
+    return {reach.key[1], below[-1], below[0], below[1]};
+}
+
 SkewedSource skewedSource;
 
-/// Eight rows at a time; `errors` has room for those of a row.
+/// Eight rows of one band at a time, to bits; `errors` has room for those of a row.
 void diffuseEightByEight(const Pass& pass, float* errors, const TwoLevels& levels) noexcept {
-    const float* below = pass.reach.key + pass.reach.width;
-    const NearWeights weights = {pass.reach.key[1], below[-1], below[0], below[1]};
+    const NearWeights weights = nearWeights(pass.reach);
     std::fill_n(errors, pass.width, 0.0F);
     for (long y = 0; y < pass.rows; y += skewedRows) {
         const long rows = std::min(skewedRows, pass.rows - y);
@@ -240,6 +246,39 @@ void diffuseEightByEight(const Pass& pass, float* errors, const TwoLevels& level
             results[row] = pass.result.bit(0, y + row, 0).byte;
         }
         diffuseSkewed(skewedSource, errors, pass.width, weights, levels, results, rows);
+    }
+}
+
+/// A row of three bytes a pixel, none behind the last one.
+void readColors(const Pass& pass, long row, quads::Floats* to) noexcept {
+    const std::uint8_t* from = pass.source.at<std::uint8_t>(0, row);
+    for (long x = 0; x < pass.width; ++x, from += pass.source.pixelOf<std::uint8_t>()) {
+        to[x] = quads::ofBytes(from[0] | static_cast<unsigned>(from[1]) << 8 | static_cast<unsigned>(from[2]) << 16);
+    }
+}
+
+template <class D>
+void storeColors(const Pass& pass, long row, const std::uint8_t* found, int offset) noexcept {
+    SampleOf<D> indices[chunkPixels];
+    for (long start = 0; start < pass.width; start += chunkPixels) {
+        const long count = std::min(chunkPixels, pass.width - start);
+        for (long i = 0; i < count; ++i) indices[i] = asSample<D>(found[start + i] + offset);
+        storeIndices<D>(indices, pass.result, start, row, count);
+    }
+}
+
+SkewedColors skewedColors;
+
+/// A few rows of three bands at a time.
+template <class D>
+void diffuseColors(const Pass& pass, const ColorSearch& search, int offset) noexcept {
+    const NearWeights weights = nearWeights(pass.reach);
+    std::fill_n(skewedColors.above, pass.width, quads::Floats{});
+    for (long y = 0; y < pass.rows; y += colorRows) {
+        const long rows = std::min(colorRows, pass.rows - y);
+        for (long row = 0; row < rows; ++row) readColors(pass, y + row, skewedColors.pixels[row]);
+        diffuseSkewedColors(skewedColors, pass.width, rows, weights, search);
+        for (long row = 0; row < rows; ++row) storeColors<D>(pass, y + row, skewedColors.indices[row], offset);
     }
 }
 
@@ -324,15 +363,7 @@ OrvStatus diffuse(OrvImage* source, OrvImage* destination, OrvKernel* kernel, co
     // The error of one pixel: the ring's rows hold it, the allocation stays a part of the pass.
     const Array<float> error(bands);
     if (!ring || !error) return fail(destination, noMemory, lines.file);
-    if constexpr (Search::hasLevels) {
-        if (search.ready() && fitsSkewed(pass)) {
-            diffuseEightByEight(pass, ring[0], search.levels());
-        } else {
-            diffuseRows<S, D>(pass, ring, search);
-        }
-    } else {
-        diffuseRows<S, D>(pass, ring, search);
-    }
+    if (!search.template skewed<D>(pass, ring)) diffuseRows<S, D>(pass, ring, search);
 
     // The temporary image lies as the source does.
     pass.result.ox = frame[src1].ox;
@@ -348,13 +379,17 @@ class SearchBase {
 public:
     static constexpr bool bandsAre1 = false;
     static constexpr bool bandsAre3 = false;
-    static constexpr bool hasLevels = false;
 
     SearchBase(OrvLookup* lookup, unsigned sourceBands) noexcept
         : palette_(lookup), sourceBands_(sourceBands), bands_(std::min(sourceBands, palette_.bands)) {}
 
     OrvStatus prepare() noexcept { return ORV_SUCCESS; }
     int offset() const noexcept { return palette_.offset; }
+    /// Does the whole pass where there is a way to take several rows in turns; false where there is none.
+    template <class D>
+    bool skewed(const Pass&, Ring&) const noexcept {
+        return false;
+    }
 
 protected:
     /// Bands that the lookup lacks have no error, nor has a pixel without a colour.
@@ -395,12 +430,16 @@ public:
         renew_nc_grid(lookup_);
         return ORV_SUCCESS;
     }
+    template <class D>
+    bool skewed(const Pass& pass, Ring&) const noexcept {
+        if (palette_.entries == 0 || !fitsSkewed(pass)) return false;
+        diffuseColors<D>(pass, ColorSearch(lookup_, palette_), offset());
+        return true;
+    }
     int quantise(float* pixel) const noexcept {
-        const Match<std::uint8_t> match = nc_grid_32to8_3(pixel, lookup_, palette_);
-        for (unsigned band = 0; band < 3; ++band) {
-            pixel[band] = match.color != nullptr ? pixel[band] - static_cast<float>(match.color[band]) : 0.0F;
-        }
-        return match.index;
+        if (palette_.entries == 0) return take({0, nullptr}, pixel);
+        const std::int32_t index = nc_grid_32to8_3(quads::Floats{pixel[0], pixel[1], pixel[2]}, lookup_, palette_);
+        return take(entry(static_cast<unsigned>(index)), pixel);
     }
 
 private:
@@ -474,7 +513,6 @@ template <class T>
 class ThresholdSearch : public SearchBase<T> {
 public:
     static constexpr bool bandsAre1 = true;
-    static constexpr bool hasLevels = true;
 
     ThresholdSearch(OrvLookup* lookup, unsigned sourceBands) noexcept : SearchBase<T>(lookup, sourceBands) {
         const Palette<T>& palette = this->palette_;
@@ -487,9 +525,13 @@ public:
         threshold_ = (low_ + high_) / 2.0F;
         lower_ = 1 - higher_;
     }
-    bool ready() const noexcept { return this->palette_.entries != 0; }
-    TwoLevels levels() const noexcept {
-        return {threshold_, low_, high_, lower_ + this->offset() != 0, higher_ + this->offset() != 0};
+    /// To a temporary image of whole bytes.
+    template <class D>
+    bool skewed(const Pass& pass, Ring& ring) const noexcept {
+        if (this->palette_.entries == 0 || !fitsSkewed(pass) || pass.result.bit(0, 0, 0).offset != 0) return false;
+        const TwoLevels levels = {threshold_, low_, high_, lower_ + this->offset() != 0, higher_ + this->offset() != 0};
+        diffuseEightByEight(pass, ring[0], levels);
+        return true;
     }
     int quantise(float* pixel) const noexcept {
         if (this->palette_.entries == 0) return this->take({0, nullptr}, pixel);

@@ -11,7 +11,14 @@
 
 namespace orvi {
 
+namespace nc_grid {
+FineCell fineCells[1 << 3 * fineShift];
+Block fineBlocks[mostFineBlocks];
+} // namespace nc_grid
+
 namespace {
+
+using namespace nc_grid;
 
 constexpr int axisCells = 8;
 constexpr int gridCells = axisCells * axisCells * axisCells;
@@ -66,33 +73,11 @@ const Item* itemsOf(const int* at, const Palette<std::uint8_t>& palette) noexcep
     return cell.items;
 }
 
-// Small cells inside the large ones, and some way around the grid, where most carried values lie: each knows the few
-// entries that can be nearest to anything in it, in blocks that are compared side by side. All of it can be made again
-// from the lookup; what finds no room here is compared with every entry.
+// The small cells.
 
-constexpr int fineWidth = 8;
-constexpr int fineReach = 64; // how far the small cells go beyond 0 and 256
-constexpr int fineAxis = (256 + 2 * fineReach) / fineWidth;
-constexpr unsigned mostFineBlocks = 262144;
 constexpr unsigned fineCellCount = fineAxis * fineAxis * fineAxis;
 constexpr unsigned mostEntries = 256;
 
-using Lanes [[gnu::vector_size(16)]] = float;
-using IntLanes [[gnu::vector_size(16)]] = std::int32_t;
-constexpr unsigned laneCount = 4;
-
-struct Block {
-    Lanes color[3];
-    IntLanes index;
-};
-
-struct FineCell {
-    std::uint32_t firstBlock;
-    std::uint32_t blocks; ///< 0: not made yet
-};
-
-FineCell fineCells[fineCellCount];
-Block fineBlocks[mostFineBlocks];
 unsigned fineBlocksUsed = 0;
 std::uint32_t fineCellsMade[fineCellCount];
 unsigned fineCellsUsed = 0;
@@ -105,15 +90,14 @@ void forgetFineCells() noexcept {
     allEntries = {};
 }
 
-/// A small cell's place, or -1 for values beyond them all.
-int fineCellOf(const float* pixel) noexcept {
-    int cell = 0;
-    for (int axis = 0; axis < 3; ++axis) {
-        const float from = pixel[axis] + static_cast<float>(fineReach);
-        if (!(from >= 0.0F && from < static_cast<float>(fineAxis * fineWidth))) return -1;
-        cell = cell * fineAxis + static_cast<int>(from) / fineWidth;
+/// Where a small cell begins on each axis; false for those at the ends, which have no bounds.
+bool fineCellAt(unsigned place, int* low) noexcept {
+    for (int axis = 2; axis >= 0; --axis, place >>= fineShift) {
+        const int cell = static_cast<int>(place & ((1U << fineShift) - 1));
+        if (cell == 0 || cell == fineAxis - 1) return false;
+        low[axis] = (cell - 1) * fineWidth - fineReach;
     }
-    return cell;
+    return true;
 }
 
 /// Fills in the indices of the entries that can be nearest to something in a small cell, ascending; answers their
@@ -163,41 +147,12 @@ FineCell addBlocks(const std::uint8_t* candidates, unsigned count, const Palette
 }
 
 /// Makes a small cell where there is room for it.
-void makeFineCell(int place, const Item* items, const Palette<std::uint8_t>& palette) noexcept {
+void makeFineCell(unsigned place, const int* low, const Item* items, const Palette<std::uint8_t>& palette) noexcept {
     if (fineBlocksUsed + 2 * mostEntries / laneCount > mostFineBlocks) return;
-    const int low[3] = {place / (fineAxis * fineAxis) * fineWidth - fineReach,
-                        place / fineAxis % fineAxis * fineWidth - fineReach, place % fineAxis * fineWidth - fineReach};
     std::uint8_t candidates[mostEntries];
     const unsigned count = findCandidates(low, items, palette, candidates);
     fineCells[place] = addBlocks(candidates, count, palette);
-    fineCellsMade[fineCellsUsed++] = static_cast<std::uint32_t>(place);
-}
-
-std::int32_t searchBlocks(const FineCell& cell, const float* pixel) noexcept {
-    const Block* block = fineBlocks + cell.firstBlock;
-    const auto distances = [pixel](const Block& b) {
-        const Lanes d0 = pixel[0] - b.color[0];
-        const Lanes d1 = pixel[1] - b.color[1];
-        const Lanes d2 = pixel[2] - b.color[2];
-        return d0 * d0 + d1 * d1 + d2 * d2;
-    };
-    Lanes best = distances(*block);
-    IntLanes index = block->index;
-    for (std::uint32_t i = 1; i < cell.blocks; ++i) {
-        const Lanes distance = distances(block[i]);
-        const IntLanes nearer = distance < best;
-        best = nearer ? distance : best;
-        index = nearer ? block[i].index : index;
-    }
-    // Distances are not negative: they sort as their bits do, then by index.
-    const auto bits = std::bit_cast<IntLanes>(best);
-    std::uint64_t least = ~std::uint64_t{0};
-    for (unsigned lane = 0; lane < laneCount; ++lane) {
-        const std::uint64_t key = static_cast<std::uint64_t>(static_cast<std::uint32_t>(bits[lane])) << 32 |
-                                  static_cast<std::uint32_t>(index[lane]);
-        least = std::min(least, key);
-    }
-    return static_cast<std::int32_t>(least & 0xffffffff);
+    fineCellsMade[fineCellsUsed++] = place;
 }
 
 } // namespace
@@ -218,28 +173,20 @@ void renew_nc_grid(OrvLookup* lookup) noexcept {
     gridVersion = now;
 }
 
-Match<std::uint8_t> nc_grid_32to8_3(const float* pixel, OrvLookup* lookup,
-                                    const Palette<std::uint8_t>& palette) noexcept {
-    if (palette.entries == 0) return {0, nullptr};
-    const int place = fineCellOf(pixel);
-    if (place >= 0 && fineCells[place].blocks != 0) {
-        const std::int32_t found = searchBlocks(fineCells[place], pixel);
-        return {found, palette[static_cast<unsigned>(found)]};
-    }
-
+std::int32_t nc_grid::searchAnew(unsigned place, quads::Floats pixel, OrvLookup* lookup,
+                                 const Palette<std::uint8_t>& palette) noexcept {
     // The cell at the grid's edge takes the values outside.
     const int at[3] = {cellOn(pixel[0]), cellOn(pixel[1]), cellOn(pixel[2])};
     const Item* items = makeGrid(lookup) ? itemsOf(at, palette) : nullptr;
     // Without memory for the list all entries are searched, as for what lies beyond the small cells.
-    if (items != nullptr && place >= 0) makeFineCell(place, items, palette);
+    int low[3];
+    if (items != nullptr && fineCellAt(place, low)) makeFineCell(place, low, items, palette);
     if (allEntries.blocks == 0) {
         std::uint8_t every[mostEntries];
         for (unsigned entry = 0; entry < palette.entries; ++entry) every[entry] = static_cast<std::uint8_t>(entry);
         allEntries = addBlocks(every, palette.entries, palette);
     }
-    const bool small = place >= 0 && fineCells[place].blocks != 0;
-    const std::int32_t found = searchBlocks(small ? fineCells[place] : allEntries, pixel);
-    return {found, palette[static_cast<unsigned>(found)]};
+    return searchBlocks(fineCells[place].blocks != 0 ? fineCells[place] : allEntries, pixel);
 }
 
 } // namespace orvi
