@@ -1,15 +1,8 @@
 // Every pair of colour spaces at both depths, beside OpenCV where it has such a conversion.
 
-#include <memory>
-#include <string>
 #include <string_view>
 
-#include "Peer.h"
-
-#ifdef ORV_PEER_OPENCV
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-#endif
+#include "Scene.h"
 
 namespace {
 
@@ -76,41 +69,26 @@ const PeerRow* peerOf(const Space& from, const Space& to) {
     return nullptr;
 }
 
-/// The images of a row, and the call on them.
-struct Scene {
-    Picture source;
-    Picture result;
-    host::Owned<host::Colorspace> from;
-    host::Owned<host::Colorspace> to;
-    Call call;
+Subject conversion(OrvDataType type, const Space& from, const Space& to) {
+    return {"colorconvert", {{type, from.bands}}, {type, to.bands}, [&from, &to](Scene& scene) {
+                scene.op().addObject(&scene.keep(host::Colorspace::make(session(), from.name)));
+                scene.op().addObject(&scene.keep(host::Colorspace::make(session(), to.name)));
+            }};
+}
 
-    Scene(OrvDataType type, const Space& fromSpace, const Space& toSpace)
-        : source(type, fromSpace.bands),
-          result(type, toSpace.bands),
-          from(host::Colorspace::make(session(), fromSpace.name)),
-          to(host::Colorspace::make(session(), toSpace.name)),
-          call("colorconvert", {&source}, result) {
-        call.op().addObject(from.get());
-        call.op().addObject(to.get());
-    }
-};
+std::string nameOf(OrvDataType type, const Space& from, const Space& to) {
+    return std::string(type == ORV_BYTE ? "colour8 " : "colour16 ") + from.name + " to " + to.name;
+}
 
 bool pairRow(OrvDataType type, const Space& from, const Space& to) {
-    const bool bytes = type == ORV_BYTE;
+    const Subject subject = conversion(type, from, to);
     const PeerRow* peer = peerOf(from, to);
-    return measure({.name = std::string(bytes ? "colour8 " : "colour16 ") + from.name + " to " + to.name,
-                    .peer = peer == nullptr ? "" : peer->name,
-                    .goal = peer == nullptr ? 0 : peer->goal,
-                    .prepare = [=] {
-                        const auto scene = std::make_shared<Scene>(type, from, to);
-                        Measurement::Runs runs{.orv = [scene] { scene->call(); },
-                                               .peer = {},
-                                               .bytes = scene->source.bytes() + scene->result.bytes(),
-                                               .holds = scene};
-                        if (peer != nullptr) {
-                            runs.peer = [=] { peer->run(scene->source.samples(), scene->result.samples(), bytes); };
-                        }
-                        return runs;
+    if (peer == nullptr) return besideCopy(nameOf(type, from, to), 0, subject);
+    return measure({.name = nameOf(type, from, to), .peer = peer->name, .goal = peer->goal, .prepare = [=] {
+                        const auto scene = subject.scene();
+                        return runsOf(scene, [=, s = scene.get()] {
+                            peer->run(s->source().samples(), s->destination().samples(), type == ORV_BYTE);
+                        });
                     }});
 }
 
@@ -124,6 +102,16 @@ bool everyPair() {
     }
     return true;
 }
-const bool registered = everyPair();
+const bool pairs = everyPair();
+
+// One of each way in which pixels become others: samples by a table, bands mixed, bands as they are, one band to three.
+bool layoutsOf(OrvDataType type) {
+    const Space &linear = spaces[0], &rgb = spaces[1], &ycc = spaces[3], &inks = spaces[5], &grey = spaces[7];
+    layoutRows(nameOf(type, linear, rgb), conversion(type, linear, rgb));
+    layoutRows(nameOf(type, rgb, ycc), conversion(type, rgb, ycc));
+    layoutRows(nameOf(type, linear, inks), conversion(type, linear, inks));
+    return layoutRows(nameOf(type, grey, linear), conversion(type, grey, linear));
+}
+const bool layouts[] = {layoutsOf(ORV_BYTE), layoutsOf(ORV_SHORT)};
 
 } // namespace

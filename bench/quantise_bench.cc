@@ -1,154 +1,149 @@
-// The quantisers: ordered dither, nearest colour, error diffusion and the choice of a colormap on a smooth picture.
+// The quantisers: ordered dither, nearest colour, error diffusion and the choice of a colormap. Bytes are a smooth
+// picture, as caches and searches meet it.
 
 #include <cmath>
-#include <memory>
-#include <vector>
 
-#include "Peer.h"
-
-#ifdef ORV_PEER_LEPTONICA
-#include <leptonica/allheaders.h>
-#endif
+#include "Scene.h"
 
 namespace {
 
 using namespace orvbench;
 namespace host = orv::host;
 
-constexpr unsigned colors = 256;
-
 /// Waves of several lengths with a little grain, as photographs have it.
-void paint(Picture& picture, unsigned bands) {
+void paint(Picture& picture) {
+    const host::Shape& shape = picture.image().shape();
+    if (shape.type != ORV_BYTE) return;
     unsigned char* sample = picture.samples();
     unsigned grain = 1;
-    for (unsigned y = 0; y < side; ++y) {
-        for (unsigned x = 0; x < side; ++x) {
-            const double u = x / double{side};
-            const double v = y / double{side};
-            for (unsigned band = 0; band < bands; ++band) {
-                grain = grain * 1664525U + 1013904223U;
-                const double wave = 70 * std::sin(5 * u + 3 * v + band) + 20 * std::sin((30 + 4 * band) * u * v);
-                *sample++ = static_cast<unsigned char>(128 + wave + static_cast<double>(grain >> 29) - 4);
-            }
+    for (std::size_t i = 0; i < picture.bytes(); ++i) {
+        const std::size_t pixel = i / shape.bands;
+        const double u = static_cast<double>(pixel % shape.width) / shape.width;
+        const double v = static_cast<double>(pixel) / shape.width / shape.height;
+        const auto band = static_cast<double>(i % shape.bands);
+        grain = grain * 1664525U + 1013904223U;
+        const double wave = 70 * std::sin(5 * u + 3 * v + band) + 20 * std::sin((30 + 4 * band) * u * v);
+        sample[i] = static_cast<unsigned char>(128 + wave + static_cast<double>(grain >> 29) - 4);
+    }
+}
+
+constexpr unsigned levels[] = {8, 8, 4};
+
+/// The samples of a map of even steps through the range of a type: `entries` of `bands` each.
+template <class T>
+host::Owned<host::Lookup> evenMap(OrvDataType type, unsigned bands, unsigned entries, double low, double high) {
+    std::vector<T> table;
+    for (unsigned i = 0; i < entries; ++i) {
+        for (unsigned band = 0, rest = i; band < bands; rest /= levels[band++]) {
+            const unsigned steps = entries == 2 ? 1 : levels[band] - 1;
+            table.push_back(static_cast<T>(low + (high - low) * (rest % (steps + 1)) / steps));
         }
     }
+    return host::Lookup::makeSingle(session(), type, type, bands, entries, 0, table.data());
 }
 
-struct Scene {
-    Picture source;
-    Picture result;
-    host::Owned<host::Lookup> map = {};
-    host::Owned<host::Kernel> kernel = {};
-    host::Owned<host::DitherMask> mask = {};
-    std::unique_ptr<Call> call = {};
-    OrvLookup* chosen = nullptr;
-
-    Scene(unsigned bands, OrvDataType to) : source(ORV_BYTE, bands), result(to, 1) { paint(source, bands); }
-    ~Scene() { orv_destroy(chosen); }
-
-    host::Op& start(const char* op) {
-        call = std::make_unique<Call>(op, std::vector<Picture*>{&source}, result);
-        return call->op();
-    }
-    Measurement::Runs runs(const std::shared_ptr<Scene>& self) {
-        return {[this] { (*call)(); }, {}, source.bytes() + result.bytes(), self};
-    }
-};
-
-std::vector<unsigned char> evenColors() {
-    std::vector<unsigned char> table;
-    for (unsigned i = 0; i < colors; ++i) {
-        table.push_back(static_cast<unsigned char>((i & 7) * 36));
-        table.push_back(static_cast<unsigned char>((i >> 3 & 7) * 36));
-        table.push_back(static_cast<unsigned char>((i >> 6) * 85));
-    }
-    return table;
+host::Owned<host::Lookup> mapFor(const Kind& source, unsigned entries) {
+    if (source.type == ORV_SHORT) return evenMap<short>(ORV_SHORT, source.bands, entries, -32768, 32767);
+    return evenMap<unsigned char>(source.type, source.bands, entries, 0, source.type == ORV_BIT ? 1 : 255);
 }
 
-host::Owned<host::Kernel> floydSteinberg() {
-    const float weights[] = {0, 0, 0.4375F, 0.1875F, 0.3125F, 0.0625F};
-    return host::Kernel::make(session(), 3, 2, 1, 0, weights, "floyd-steinberg");
-}
+enum class Quantiser { nearest, dither, diffusion };
 
-Measurement::Runs orderedDither() {
-    auto scene = std::make_shared<Scene>(3, ORV_BYTE);
-    const auto table = evenColors();
-    scene->map = host::Lookup::makeSingle(session(), ORV_BYTE, ORV_BYTE, 3, colors, 0, table.data());
+void addMask(Scene& scene, host::Lookup& map) {
     const int multipliers[] = {1, 6, 36};
-    const unsigned levels[] = {6, 6, 6};
-    scene->map->setCube(multipliers, levels, 0);
+    const unsigned cube[] = {6, 6, 6};
+    map.setCube(multipliers, cube, 0);
     float thresholds[64];
     for (unsigned i = 0; i < 64; ++i) thresholds[i] = (static_cast<float>(i * 37 % 64) + 0.5F) / 64;
-    scene->mask = host::DitherMask::make(session(), 8, 8, 1, thresholds);
-    host::Op& op = scene->start("ordereddither8_8");
-    op.addObject(scene->map.get());
-    op.addObject(scene->mask.get());
-    return scene->runs(scene);
+    scene.op().addObject(&scene.keep(host::DitherMask::make(session(), 8, 8, 1, thresholds)));
 }
 
-Measurement::Runs nearestColor() {
-    auto scene = std::make_shared<Scene>(3, ORV_BYTE);
-    const auto table = evenColors();
-    scene->map = host::Lookup::makeSingle(session(), ORV_BYTE, ORV_BYTE, 3, colors, 0, table.data());
-    scene->start("nearestcolor8_8").addObject(scene->map.get());
-    return scene->runs(scene);
+void addFloydSteinberg(Scene& scene) {
+    const float weights[] = {0, 0, 0.4375F, 0.1875F, 0.3125F, 0.0625F};
+    scene.op().addObject(&scene.keep(host::Kernel::make(session(), 3, 2, 1, 0, weights, "floyd-steinberg")));
 }
 
-Measurement::Runs diffuseToColors() {
-    auto scene = std::make_shared<Scene>(3, ORV_BYTE);
-    const auto table = evenColors();
-    scene->map = host::Lookup::makeSingle(session(), ORV_BYTE, ORV_BYTE, 3, colors, 0, table.data());
-    scene->kernel = floydSteinberg();
-    host::Op& op = scene->start("errordiffusion8_8");
-    op.addObject(scene->map.get());
-    op.addObject(scene->kernel.get());
-    return scene->runs(scene);
+/// A member: its op, types and colours.
+Subject member(const std::string& op, Quantiser quantiser, const Kind& from, const Kind& to, unsigned entries) {
+    return {op, {from}, to, [=](Scene& scene) {
+                paint(scene.source());
+                host::Lookup& map = scene.keep(mapFor(from, entries));
+                scene.op().addObject(&map);
+                if (quantiser == Quantiser::dither) addMask(scene, map);
+                if (quantiser == Quantiser::diffusion) addFloydSteinberg(scene);
+            }};
 }
 
-Measurement::Runs diffuseToBits() {
-    auto scene = std::make_shared<Scene>(1, ORV_BIT);
-    const unsigned char levels[] = {0, 255};
-    scene->map = host::Lookup::makeSingle(session(), ORV_BYTE, ORV_BYTE, 1, 2, 0, levels);
-    scene->kernel = floydSteinberg();
-    host::Op& op = scene->start("errordiffusion8_1");
-    op.addObject(scene->map.get());
-    op.addObject(scene->kernel.get());
-    Measurement::Runs runs = scene->runs(scene);
-#ifdef ORV_PEER_LEPTONICA
-    std::shared_ptr<PIX> grey(pixCreate(side, side, 8), [](PIX* pix) { pixDestroy(&pix); });
-    for (unsigned y = 0; y < side; ++y) {
-        for (unsigned x = 0; x < side; ++x) {
-            pixSetPixel(grey.get(), static_cast<int>(x), static_cast<int>(y), scene->source.samples()[y * side + x]);
-        }
-    }
-    runs.peer = [grey] {
-        PIX* bits = pixDitherToBinary(grey.get());
-        pixDestroy(&bits);
-    };
-#endif
-    return runs;
-}
-
-Measurement::Runs chooseColormap() {
-    auto scene = std::make_shared<Scene>(3, ORV_BYTE);
-    host::Op& op = scene->start("chooseColormap8");
-    op.addPointer(&scene->chosen);
-    op.addLong(colors);
-    Measurement::Runs runs = scene->runs(scene);
-    runs.orv = [raw = scene.get()] {
-        orv_destroy(raw->chosen);
-        raw->chosen = nullptr;
-        (*raw->call)();
-    };
-    return runs;
-}
-
-const bool registered[] = {
-    measure({"ordereddither8_8 3 bands", "", 0, orderedDither}),
-    measure({"nearestcolor8_8 3 bands 256", "", 0, nearestColor}),
-    measure({"errordiffusion8_8 3 bands 256", "", 0, diffuseToColors}),
-    measure({"errordiffusion8_1", "leptonica pixDitherToBinary", 1.0, diffuseToBits}),
-    measure({"chooseColormap8 256", "", 0, chooseColormap}),
+struct Family {
+    const char* op;
+    Quantiser quantiser;
 };
+constexpr Family families[] = {{"ordereddither", Quantiser::dither},
+                               {"nearestcolor", Quantiser::nearest},
+                               {"errordiffusion", Quantiser::diffusion}};
+
+bool everyMember() {
+    const auto digits = [](OrvDataType type) { return type == ORV_BIT ? "1" : type == ORV_BYTE ? "8" : "16"; };
+    for (const Family& family : families) {
+        for (const OrvDataType from : {ORV_BIT, ORV_BYTE, ORV_SHORT}) {
+            for (const OrvDataType to : {ORV_BIT, ORV_BYTE, ORV_SHORT}) {
+                const std::string op = std::string(family.op) + digits(from) + "_" + digits(to);
+                // A full search of each colour takes its time: the plain members get few of them.
+                const unsigned entries = to == ORV_BIT ? 2 : from == ORV_BYTE && to == ORV_BYTE ? 256 : 16;
+                besideCopy(op + " 3", 0, member(op, family.quantiser, {from, 3}, {to, 1}, entries));
+            }
+        }
+        const std::string op = std::string(family.op) + "8_8";
+        layoutRows(op + " 3", member(op, family.quantiser, colors, bytes, 256));
+        besideCopy(op, 0, member(op, family.quantiser, bytes, bytes, 16));
+    }
+    return true;
+}
+const bool members = everyMember();
+
+const bool toBits =
+    measure({.name = "errordiffusion8_1", .peer = "leptonica pixDitherToBinary", .goal = 1, .prepare = [] {
+                 const auto scene = member("errordiffusion8_1", Quantiser::diffusion, bytes, bits, 2).scene();
+#ifdef ORV_PEER_LEPTONICA
+                 std::shared_ptr<PIX> grey(pixCreate(side, side, 8), [](PIX* pix) { pixDestroy(&pix); });
+                 for (unsigned y = 0; y < side; ++y) {
+                     for (unsigned x = 0; x < side; ++x) {
+                         const auto sample = scene->source().samples()[std::size_t{y} * side + x];
+                         pixSetPixel(grey.get(), static_cast<int>(x), static_cast<int>(y), sample);
+                     }
+                 }
+                 return runsOf(scene, [grey] {
+                     PIX* dithered = pixDitherToBinary(grey.get());
+                     pixDestroy(&dithered);
+                 });
+#else
+         return runsOf(scene);
+#endif
+             }});
+
+/// What the op leaves in its cell, and destroys before it is run again.
+struct Chosen {
+    OrvLookup* map = nullptr;
+    Chosen() = default;
+    Chosen(const Chosen&) = delete;
+    Chosen& operator=(const Chosen&) = delete;
+    ~Chosen() { orv_destroy(map); }
+};
+
+const bool choice = measure({.name = "chooseColormap8 256", .peer = {}, .goal = 0, .prepare = [] {
+                                 const auto scene =
+                                     makeScene("chooseColormap8", Picture(ORV_BYTE, 3), Picture(ORV_BYTE, 1));
+                                 paint(scene->source());
+                                 Chosen& chosen = scene->keep(std::make_shared<Chosen>());
+                                 scene->op().addPointer(&chosen.map);
+                                 scene->op().addLong(256);
+                                 Runs runs = runsOf(scene);
+                                 runs.orv = [scene, &chosen] {
+                                     orv_destroy(chosen.map);
+                                     chosen.map = nullptr;
+                                     scene->run();
+                                 };
+                                 return runs;
+                             }});
 
 } // namespace
