@@ -145,101 +145,22 @@ int CmapTable::ok(int destroy) noexcept {
     return result;
 }
 
-UsedCmapTable::UsedCmapTable(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
-    : CmapTable(space, capacity, count) {
-    makeCounts();
-}
+void UsedCmapTable::reportUnassigned() noexcept { report({"di-95", 0, 1, 301}); }
 
-UsedCmapTable::UsedCmapTable(const unsigned char* table, ColorSpace space, std::uint16_t capacity,
-                             std::uint16_t count) noexcept
-    : CmapTable(table, space, capacity, count) {
-    makeCounts();
-}
-
-UsedCmapTable::UsedCmapTable(const UsedCmapTable& other) noexcept : CmapTable(other) {
-    makeCounts();
-    if (used_ != nullptr && other.used_ != nullptr) std::copy_n(other.used_, count(), used_);
-}
-
-UsedCmapTable::~UsedCmapTable() { orvi_delete(used_); }
-
-void UsedCmapTable::makeCounts() noexcept {
-    used_ = newArray<std::int32_t>(capacity());
-    ok_ = used_ != nullptr ? CmapTable::ok(0) : 0;
-    if (used_ != nullptr) std::fill_n(used_, capacity(), 1);
-}
-
-UsedCmapTable& UsedCmapTable::operator=(const UsedCmapTable& other) noexcept {
-    if (this == &other || set(other) != ORV_SUCCESS) return *this;
-    if (used_ == nullptr || other.used_ == nullptr) {
-        report({"di-95", 0, 1, 301});
-        return *this;
-    }
-    std::copy_n(other.used_, count(), used_);
-    return *this;
-}
-
-int UsedCmapTable::ok(int destroy) noexcept {
-    const int result = ok_;
-    if (result == 0 && destroy == 1) delete this;
-    return result;
-}
-
-LumCmapTable::LumCmapTable(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
-    : UsedCmapTable(space, capacity, count) {
-    makeLuminances();
-}
-
-LumCmapTable::LumCmapTable(const unsigned char* table, ColorSpace space, std::uint16_t capacity,
-                           std::uint16_t count) noexcept
-    : UsedCmapTable(table, space, capacity, count) {
-    makeLuminances();
-}
-
-LumCmapTable::LumCmapTable(const LumCmapTable& other) noexcept : UsedCmapTable(other) {
-    makeLuminances();
-    if (luminance_ != nullptr && other.luminance_ != nullptr) std::copy_n(other.luminance_, count(), luminance_);
-}
-
-LumCmapTable::~LumCmapTable() { orvi_delete(luminance_); }
-
-void LumCmapTable::makeLuminances() noexcept {
-    luminance_ = newArray<double>(capacity());
-    if (luminance_ == nullptr) {
-        report({"di-1", 1, 1, 385});
-        return;
-    }
-    std::fill_n(luminance_, capacity(), 0.0);
-    ok_ = UsedCmapTable::ok(0);
-}
-
-LumCmapTable& LumCmapTable::operator=(const LumCmapTable& other) noexcept {
-    if (this == &other) return *this;
-    UsedCmapTable::operator=(other);
-    if (luminance_ != nullptr && other.luminance_ != nullptr && other.capacity() <= capacity()) {
-        std::copy_n(other.luminance_, count(), luminance_);
-    }
-    return *this;
-}
-
-int LumCmapTable::ok(int destroy) noexcept {
-    const int result = ok_;
-    if (result == 0 && destroy == 1) delete this;
-    return result;
-}
+void LumCmapTable::reportNoMemory() noexcept { report({"di-1", 1, 1, 385}); }
 
 void LumCmapTable::computeLum() noexcept {
     for (unsigned i = 0; i < count(); ++i) {
         const std::uint8_t* c = colors()[i].bytes;
         switch (space()) {
         case COLOR_YUV:
-            luminance_[i] = c[1];
+            values()[i] = c[1];
             break;
         case COLOR_RGB:
-            luminance_[i] = luminanceOf(c[1], c[2], c[3]);
+            values()[i] = luminanceOf(c[1], c[2], c[3]);
             break;
         case COLOR_BGR:
-            luminance_[i] = luminanceOf(c[3], c[2], c[1]);
+            values()[i] = luminanceOf(c[3], c[2], c[1]);
             break;
         }
     }

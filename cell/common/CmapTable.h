@@ -1,6 +1,7 @@
 // Colormaps of three components: plain, with used counts, with luminances.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -56,6 +57,9 @@ public:
     unsigned count() const noexcept { return count_; }
     unsigned bands() const noexcept { return bands_; }
 
+protected:
+    bool assign(const CmapTable& other) noexcept { return set(other) == ORV_SUCCESS; }
+
 private:
     void makeColors() noexcept;
     void take(const unsigned char* data, std::uint16_t count) noexcept;
@@ -69,46 +73,91 @@ private:
     std::int32_t ok_ = 0;
 };
 
-/// A colormap that knows which entries compete: those whose used count is above 0.
-class UsedCmapTable : public CmapTable {
+/// A colormap with a value of T for each entry of its capacity. `Self` is the table that is made of it: it names the
+/// value that entries start with, and what is reported.
+template <class Self, class Base, class T>
+class CmapColumn : public Base {
 public:
-    UsedCmapTable(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept;
-    UsedCmapTable(const unsigned char* table, ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept;
-    UsedCmapTable(const UsedCmapTable& other) noexcept;
-    ~UsedCmapTable();
+    CmapColumn(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept : Base(space, capacity, count) {
+        makeValues();
+    }
+    CmapColumn(const unsigned char* table, ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
+        : Base(table, space, capacity, count) {
+        makeValues();
+    }
+    CmapColumn(const CmapColumn& other) noexcept : Base(other) {
+        makeValues();
+        if (values_ != nullptr && other.values_ != nullptr) std::copy_n(other.values_, this->count(), values_);
+    }
+    ~CmapColumn() { orvi_delete(values_); }
 
-    UsedCmapTable& operator=(const UsedCmapTable& other) noexcept;
-    int ok(int destroy) noexcept;
+    CmapColumn& operator=(const CmapColumn& other) noexcept {
+        if (this != &other) assign(other);
+        return *this;
+    }
 
-    const std::int32_t* used() const noexcept { return used_; }
-    std::int32_t* used() noexcept { return used_; }
+    int ok(int destroy) noexcept {
+        const int result = ok_;
+        if (result == 0 && destroy == 1) delete static_cast<Self*>(this);
+        return result;
+    }
+
+protected:
+    /// As operator= does; false where a report was made, or where an array is missing.
+    bool assign(const CmapColumn& other) noexcept {
+        if (!Base::assign(other)) return false;
+        if (values_ == nullptr || other.values_ == nullptr) {
+            Self::reportUnassigned();
+            return false;
+        }
+        std::copy_n(other.values_, this->count(), values_);
+        return true;
+    }
+    const T* values() const noexcept { return values_; }
+    T* values() noexcept { return values_; }
 
 private:
-    void makeCounts() noexcept;
+    void makeValues() noexcept {
+        values_ = orvi::newArray<T>(this->capacity());
+        if (values_ == nullptr) return Self::reportNoMemory();
+        std::fill_n(values_, this->capacity(), Self::initial);
+        ok_ = Base::ok(0);
+    }
 
-    std::int32_t* used_ = nullptr;
+    T* values_ = nullptr;
     std::int32_t ok_ = 0;
 };
 
-/// A colormap with the luminance of each entry.
-class LumCmapTable : public UsedCmapTable {
+/// A colormap that knows which entries compete: those whose used count is above 0.
+class UsedCmapTable : public CmapColumn<UsedCmapTable, CmapTable, std::int32_t> {
 public:
-    LumCmapTable(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept;
-    LumCmapTable(const unsigned char* table, ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept;
-    LumCmapTable(const LumCmapTable& other) noexcept;
-    ~LumCmapTable();
+    using CmapColumn::CmapColumn;
 
-    LumCmapTable& operator=(const LumCmapTable& other) noexcept;
-    int ok(int destroy) noexcept;
+    const std::int32_t* used() const noexcept { return values(); }
+    std::int32_t* used() noexcept { return values(); }
+
+private:
+    template <class, class, class>
+    friend class CmapColumn;
+    static constexpr std::int32_t initial = 1;
+    static void reportNoMemory() noexcept {}
+    static void reportUnassigned() noexcept;
+};
+
+/// A colormap with the luminance of each entry.
+class LumCmapTable : public CmapColumn<LumCmapTable, UsedCmapTable, double> {
+public:
+    using CmapColumn::CmapColumn;
 
     /// Fills in the luminances of the entries: component Y, unrounded where it must be computed.
     void computeLum() noexcept;
 
-    const double* luminance() const noexcept { return luminance_; }
+    const double* luminance() const noexcept { return values(); }
 
 private:
-    void makeLuminances() noexcept;
-
-    double* luminance_ = nullptr;
-    std::int32_t ok_ = 0;
+    template <class, class, class>
+    friend class CmapColumn;
+    static constexpr double initial = 0;
+    static void reportNoMemory() noexcept;
+    static void reportUnassigned() noexcept {}
 };
