@@ -1,9 +1,11 @@
-"""Writes orv/_operations.py from the catalogue: a function for every operation.
+"""Writes what the package takes from the catalogue: orv/_operations.py, a function for every operation, and the stubs
+orv/_pipeline.pyi, a method for every operation, and orv/dask.pyi.
 
-    python3 generate.py FOLDER-OF-THE-NATIVE-MODULE PATH-OF-_operations.py
+    python3 generate.py FOLDER-OF-THE-NATIVE-MODULE FOLDER-OF-THE-PACKAGE
 """
 
 import keyword
+import os
 import sys
 import textwrap
 
@@ -161,9 +163,71 @@ def module(operations):
     return HEAD + "\n__all__ = [\n    " + names + ",\n]\n\n\n" + "\n\n\n".join(functions) + "\n"
 
 
+PIPELINE_HEAD = '''# The steps of pipelines. Written by generate.py; changes belong into the catalogue.
+from __future__ import annotations
+
+from typing import Any, Literal
+
+from ._types import Array, Colors, Element, Kernel, Levels, Mask, Numbers, Palette, Picture, Points, Size, Table
+
+class Pipeline:
+    def __init__(self, fuse: Literal["exact", "all", "off"] = "exact") -> None: ...
+    def then(self, operation: str, *pictures: str, **parameters: Any) -> Pipeline: ...
+    def keep(self, name: str) -> Pipeline: ...
+    def run(self, *pictures: Picture, out: Array | None = None) -> Any: ...
+    def __call__(self, *pictures: Picture, out: Array | None = None) -> Any: ...
+    def __len__(self) -> int: ...
+'''
+
+DASK_HEAD = '''# The operations on dask arrays. Written by generate.py; changes belong into the catalogue and into _blocks.py.
+from __future__ import annotations
+
+from os import PathLike
+from typing import Any, Callable, Iterable, Literal
+
+from ._pipeline import Pipeline
+from ._types import Array, Colors, Element, Kernel, Levels, Mask, Numbers, Palette, Points, Size, Table
+
+Path = str | PathLike[str]
+Blocks = Any
+
+def run(pipeline: Pipeline, *arrays: Blocks) -> Blocks: ...
+def from_npy(path: Path, chunks: Any = 2048) -> Blocks: ...
+def to_npy(array: Blocks, path: Path, *, progress: bool = False) -> None: ...
+def batch(files: str | Iterable[Path], work: Callable[[Any], Any], into: Path, *, ending: str | None = None,
+          reading: dict[str, Any] | None = None, **writing: Any) -> Any: ...
+def cluster(workers: int | None = None, **settings: Any) -> Any: ...
+def compute(collection: Any, *, progress: bool = True) -> Any: ...
+'''
+
+
+def step(operation):
+    """A method of a pipeline: further pictures by their names, parameters by keyword."""
+    parameters = ["self", "*pictures: str", *(argument(p) for p in operation["parameters"])]
+    return f"    def {name_of(operation)}({', '.join(parameters)}) -> Pipeline: ..."
+
+
+def on_blocks(operation):
+    parts = [part for part in signature(operation).replace(": Picture", ": Blocks").split(", ")
+             if not part.startswith(("roi: ", "out: "))]
+    if parts[-1] == "*":
+        parts.pop()
+    return f"def {name_of(operation)}({', '.join(parts)}) -> Blocks: ..."
+
+
+def files(operations):
+    """What is written, by its name in the package."""
+    return {
+        "_operations.py": module(operations),
+        "_pipeline.pyi": PIPELINE_HEAD + "\n".join(map(step, operations)) + "\n",
+        "dask.pyi": DASK_HEAD + "\n".join(on_blocks(o) for o in operations if o["gives_image"]) + "\n",
+    }
+
+
 if __name__ == "__main__":
     sys.path.insert(0, sys.argv[1])
     import _native
 
-    with open(sys.argv[2], "w", encoding="utf-8") as file:
-        file.write(module(_native.catalogue()))
+    for name, text in files(_native.catalogue()).items():
+        with open(os.path.join(sys.argv[2], name), "w", encoding="utf-8") as file:
+            file.write(text)

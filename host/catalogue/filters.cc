@@ -117,6 +117,7 @@ constexpr Operation rows[] = {
      .alpha = Alpha::premultiplied,
      .rightUnderShift = true,
      .apart = true,
+     .blocks = {.reach = Reach::window, .margin = roomForRounding, .parameter = "kernel"},
      .prepare = convolve},
     {.name = "edge_detect_sobel",
      .help = "strength of edges, by the Sobel operators",
@@ -125,6 +126,7 @@ constexpr Operation rows[] = {
      .example = "orv edge-detect-sobel photo.png -o edges.png",
      .bandsMeet = true, // in the corners
      .apart = true,
+     .blocks = {.reach = Reach::window, .margin = 1},
      .prepare = sobel},
     {.name = "dilate",
      .help = "grows what is white (or --of black)",
@@ -134,6 +136,7 @@ constexpr Operation rows[] = {
      .example = "orv dilate page.tif -o bold.tif --element disk:2 --of black",
      .rightUnderShift = true,
      .apart = true,
+     .blocks = {.reach = Reach::window, .margin = 1, .parameter = "element"},
      .prepare = morphology<"dilate{}", "erode{}">},
     {.name = "erode",
      .help = "shrinks what is white (or --of black)",
@@ -143,6 +146,7 @@ constexpr Operation rows[] = {
      .example = "orv erode page.tif -o thin.tif --element rect:2x2 --of black",
      .rightUnderShift = true,
      .apart = true,
+     .blocks = {.reach = Reach::window, .margin = 1, .parameter = "element"},
      .prepare = morphology<"erode{}", "dilate{}">},
 };
 

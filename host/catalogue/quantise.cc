@@ -278,6 +278,7 @@ constexpr Operation rows[] = {
      .alpha = Alpha::refused,
      .rightUnderShift = true,
      .apart = true,
+     .blocks = maskFromTheCorner,
      .prepare = orderedDither},
     {.name = "nearest_color",
      .help = "each pixel becomes the nearest colour of a palette",
@@ -288,6 +289,7 @@ constexpr Operation rows[] = {
      .bandsMeet = true,
      .rightUnderShift = true,
      .apart = true,
+     .blocks = eachPixel,
      .prepare = nearestColor},
     {.name = "error_diffusion",
      .help = "the colours of a palette, each pixel's error spread over its neighbours",
@@ -299,6 +301,7 @@ constexpr Operation rows[] = {
      .bandsMeet = true,
      .rightUnderShift = true,
      .apart = true,
+     .blocks = errorsRunOn,
      .prepare = errorDiffusion},
     {.name = "choose_colormap",
      .help = "the colours that represent a picture best",
@@ -310,6 +313,7 @@ constexpr Operation rows[] = {
      .bandsMeet = true,
      .givesImage = false,
      .instead = Instead::palette,
+     .blocks = {.why = "colours are chosen from all pixels; choose them from a smaller picture first"},
      .prepare = chooseColormap},
 };
 

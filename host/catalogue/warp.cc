@@ -197,6 +197,7 @@ constexpr Operation rows[] = {
      .keepsPalette = true,
      .rightUnderShift = true,
      .apart = true,
+     .blocks = pixelsMove,
      .prepare = warp<Axes::both>},
     {.name = "table_warp_h",
      .help = "every pixel fetched from a place displaced across",
@@ -207,6 +208,7 @@ constexpr Operation rows[] = {
      .keepsPalette = true,
      .rightUnderShift = true,
      .apart = true,
+     .blocks = pixelsMove,
      .prepare = warp<Axes::horizontal>},
     {.name = "table_warp_v",
      .help = "every pixel fetched from a place displaced up or down",
@@ -217,6 +219,7 @@ constexpr Operation rows[] = {
      .keepsPalette = true,
      .rightUnderShift = true,
      .apart = true,
+     .blocks = pixelsMove,
      .prepare = warp<Axes::vertical>},
 };
 

@@ -244,8 +244,19 @@ void writeFile(const std::string& path, const py::object& array, const std::stri
     });
 }
 
-// The catalogue, for the program that writes the functions.
-// -------------------------------------------------------------
+// The catalogue, for the program that writes the functions. -----------------------------------------------------------
+
+py::dict describe(const Blocks& blocks) {
+    constexpr std::string_view reaches[] = {"picture", "pixel", "window", "place"};
+    py::dict row;
+    row["reach"] = std::string(reaches[static_cast<std::size_t>(blocks.reach)]);
+    row["margin"] = blocks.margin;
+    row["parameter"] = std::string(blocks.parameter);
+    row["times"] = blocks.times;
+    row["unless"] = std::string(blocks.unless);
+    row["why"] = std::string(blocks.why);
+    return row;
+}
 
 py::dict describe(const Operation& operation) {
     py::list parameters;
@@ -275,6 +286,8 @@ py::dict describe(const Operation& operation) {
     row["instead"] = std::string(instead[static_cast<std::size_t>(operation.instead)]);
     row["bands_meet"] = operation.bandsMeet;
     row["recipe"] = operation.body != nullptr;
+    row["premultiplied"] = operation.alpha == Alpha::premultiplied;
+    row["blocks"] = describe(operation.blocks);
     row["parameters"] = parameters;
     return row;
 }

@@ -207,7 +207,9 @@ py::array_t<int> coloursArray(const Palette& palette) {
 
 template <class T>
 py::array gridArray(const std::vector<T>& values, unsigned width, unsigned height) {
-    py::array_t<T> array(std::vector<py::ssize_t>{height, width});
+    // A screen has no thresholds before the resolution is known.
+    const py::ssize_t rows = values.empty() ? 0 : height;
+    py::array_t<T> array(std::vector<py::ssize_t>{rows, width});
     std::ranges::copy(values, array.mutable_data());
     return array;
 }
@@ -281,6 +283,7 @@ void bindValues(py::module_& module) {
         .def_static("parse", &Palette::parse, py::arg("text"))
         .def_property_readonly("colors", &coloursArray)
         .def_readonly("cube", &Palette::cube)
+        .def_readonly("choose", &Palette::choose)
         .def("__len__", [](const Palette& p) { return p.colours.size(); })
         .def(py::self == py::self)
         .def("__repr__", [](const Palette& p) { return fmt::format("<orv.Palette of {} colors>", p.colours.size()); })

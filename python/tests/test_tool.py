@@ -1,5 +1,7 @@
 """Every operation from Python and from the command line gives the same samples."""
 
+import ast
+import inspect
 import json
 import os
 import shlex
@@ -87,10 +89,34 @@ def test_extrema_as_json(folder):
 def test_the_functions_are_those_of_the_catalogue(tmp_path):
     here = Path(__file__).resolve().parent.parent
     native = Path(_native.__file__).parent
-    made = tmp_path / "_operations.py"
-    subprocess.run([sys.executable, str(here / "generate.py"), str(native), str(made)], check=True)
-    command = shlex.join(["python3", "python/generate.py", "BUILD/python/orv", "python/orv/_operations.py"])
-    assert made.read_text() == (here / "orv" / "_operations.py").read_text(), f"stale; run {command}"
+    subprocess.run([sys.executable, str(here / "generate.py"), str(native), str(tmp_path)], check=True)
+    command = shlex.join(["python3", "python/generate.py", "BUILD/python/orv", "python/orv"])
+    made = sorted(os.listdir(tmp_path))
+    assert made == ["_operations.py", "_pipeline.pyi", "dask.pyi"]
+    for name in made:
+        assert (tmp_path / name).read_text() == (here / "orv" / name).read_text(), f"{name} is stale; run {command}"
+
+
+def test_stubs_tell_what_is_there():
+    """Every name of the native part and of the modules that have stubs, with the parameters that it takes."""
+    package = Path(__file__).resolve().parent.parent / "orv"
+    for stub, module in (("_native.pyi", _native), ("_pipeline.pyi", orv._pipeline)):
+        tree = ast.parse((package / stub).read_text())
+        told = {node.name: node for node in tree.body if isinstance(node, (ast.ClassDef, ast.FunctionDef))}
+        told |= {node.target.id: node for node in tree.body if isinstance(node, ast.AnnAssign)}
+        defined = {name for name, value in vars(module).items() if not name.startswith("_") and not inspect.ismodule(value)
+                   and getattr(value, "__module__", module.__name__) == module.__name__}
+        assert defined - {"Error"} <= set(told), stub
+        for name, node in told.items():
+            assert hasattr(module, name), f"{stub}: {name}"
+            if isinstance(node, ast.ClassDef) and name != "Pipeline":
+                members = {n for n in vars(getattr(module, name)) if not n.startswith("_")}
+                listed = {m.name if isinstance(m, ast.FunctionDef) else m.target.id for m in node.body
+                          if isinstance(m, (ast.FunctionDef, ast.AnnAssign))}
+                assert members <= listed | {"args", "with_traceback", "add_note"}, f"{stub}: {name}"
+    steps = ast.parse((package / "_pipeline.pyi").read_text())
+    methods = {m.name for c in steps.body if isinstance(c, ast.ClassDef) for m in c.body}
+    assert set(orv._operations.__all__) <= methods
 
 
 def test_installs_into_an_environment(tmp_path):

@@ -89,6 +89,18 @@ TEST(Catalogue, RowsAreWhole) {
     }
 }
 
+TEST(Catalogue, RowsSayHowTheyWorkOnBlocks) {
+    for (const Operation* row : catalogue()) {
+        const Blocks& blocks = row->blocks;
+        EXPECT_EQ(blocks.why.empty(), blocks.reach != Reach::picture && blocks.unless.empty()) << row->name;
+        EXPECT_EQ(blocks.margin > 0, blocks.reach == Reach::window) << row->name;
+        for (const std::string_view parameter : {blocks.parameter, blocks.unless}) {
+            EXPECT_TRUE(parameter.empty() || std::ranges::count(row->parameters, parameter, &Parameter::name) == 1)
+                << row->name << " " << parameter;
+        }
+    }
+}
+
 TEST(Kernels, FlatAreasStayFlat) {
     for (const char* kernel :
          {"gaussian:3:0.8", "gaussian:5:1.0", "gaussian:7:1.7", "box:3", "box:5", "box:7x3", "sharpen"}) {

@@ -74,6 +74,30 @@ enum class Alpha {
 /// What an operation makes where it makes no image.
 enum class Instead { measurements, images, palette, table };
 
+/// Which pixels of the sources a pixel of the result follows from.
+enum class Reach {
+    picture, ///< any of them
+    pixel,   ///< the ones at its place
+    window,  ///< the ones around its place
+    place    ///< the ones at its place, and where in the picture that is
+};
+
+/// What it takes to work on a large picture block by block, for programs that do.
+struct Blocks {
+    Reach reach = Reach::picture;
+    /// Of a window: so many pixels of their neighbours blocks are given on each side, and as many more as the parameter
+    /// tells, where one is named. One more than the window reaches, so that the smallest block still holds it.
+    unsigned margin = 0;
+    /// Of a window: how far this kernel or element reaches from its key, or this number `times` over, rounded up. Of a
+    /// place: the mask that is repeated from the picture's corner.
+    std::string_view parameter = {};
+    double times = 1;
+    /// A flag that makes the operation look at the whole picture all the same.
+    std::string_view unless = {};
+    /// Why the whole picture is needed, where it is.
+    std::string_view why = {};
+};
+
 class Call;
 struct Result;
 
@@ -108,6 +132,7 @@ struct Operation {
     bool apart = false;
     /// Whether every source must have the size, bands and type of the first.
     bool alike = true;
+    Blocks blocks = {};
     /// Names the device's op, shapes the destination and hands over the parameters.
     void (*prepare)(Call& call) = nullptr;
     /// Of a recipe: runs the operations that it is made of.
