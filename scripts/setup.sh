@@ -19,7 +19,7 @@ for part in "$@"; do
             for target in arm64 s390x; do packages+=(libpixman-1-dev:$target libfmt-dev:$target libgtest-dev:$target); done ;;
         --format) packages+=(clang-format) ;;
         --lint) packages+=(clang-tidy-19) ;;
-        --python) packages+=(pybind11-dev python3-dev python3-numpy python3-pytest python3-setuptools python3-venv python3-wheel) ;;
+        --python) packages+=(pybind11-dev python3-dev python3-numpy python3-dask python3-distributed python3-pytest python3-setuptools python3-venv python3-wheel) ;;
         *) echo "setup.sh: unknown part '$part' (known: --bench --coverage --format --fuzz --lint --port --python)" >&2; exit 2 ;;
     esac
 done

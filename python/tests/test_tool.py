@@ -36,8 +36,20 @@ CALLS = {
     "copy_pattern": {"size": "70x50"}, "copy_with_planemask": {"value": "0xf0"},
     "table_warp": {"table": "swirl:1.0"}, "gray": {}, "sharpen": {}, "halftone": {}, "binarize": {}, "not": {},
     "copy": {}, "edge_detect_sobel": {}, "add": {}, "subtract": {}, "multiply": {}, "max": {}, "min": {}, "and": {},
-    "or": {}, "xor": {}, "divide": {}, "quantize": {},
+    "or": {}, "xor": {}, "divide": {}, "quantize": {}, "absolute": {}, "blend": {},
+    "black_generation": {"black": "0.9", "undercolor": "0.7"}, "set_value": {"value": "#ff8000", "size": "31x17"},
+    "lookup": {"table": "curve.txt"}, "transpose": {"flip": "antidiagonal"}, "subsample": {"by": "1/4"},
+    "table_warp_h": {"table": "wave:6:20"}, "table_warp_v": {"table": "wave:6:20", "interpolation": "bilinear"},
+    "soft_fill": {"seed": "9,9", "foreground": "red", "backgrounds": "white", "value": "green"}, "depth": {"to": "int16"},
+    "resize": {"size": "50x31"}, "rotate_fit": {"degrees": "12", "background": "white"},
+    "bucket": {"at": "9,9", "value": "#ff8000", "tolerance": "16"}, "join": {},
 }
+# Where the two plain pictures do not fit.
+SOURCES = {"absolute": ["signed.npy"], "blend": ["a.png", "b.png", "mask.png"], "black_generation": ["inks.tif"],
+           "subsample": ["page.png"], "squeeze_range": ["mask.png"], "join": ["mask.png", "mask.png", "mask.png"],
+           "soft_fill": ["logo.png"], "bucket": ["logo.png"]}
+# Those that make no picture have tests of their own below.
+MEASURING = {"extrema", "histogram", "squeeze_range", "choose_colormap", "split"}
 
 
 def python_name(flag):
@@ -52,17 +64,36 @@ def folder(tmp_path_factory):
     for name in ("a", "b"):
         noise = rng.integers(0, 30, (48, 64, 3))
         orv.write(folder / f"{name}.png", np.clip(ramp + noise, 1, 255).astype(np.uint8))
+    np.save(folder / "signed.npy", rng.integers(-32768, 32768, (48, 64)).astype(np.int16))
+    orv.write(folder / "mask.png", np.clip(ramp[..., 0] * 2, 3, 250).astype(np.uint8))
+    orv.write(folder / "page.png", rng.random((48, 64)) > 0.6)
+    orv.write(folder / "inks.tif", rng.integers(0, 256, (48, 64, 4)).astype(np.uint8), encoding="cmyk")
+    y, x = np.mgrid[0:48, 0:64]
+    inside = np.clip(20.5 - np.hypot(y - 10, x - 12), 0, 1)[..., None]
+    orv.write(folder / "logo.png", (inside * [255, 0, 0] + (1 - inside) * 255).astype(np.uint8))
+    (folder / "curve.txt").write_text("".join(f"{255 - v * v // 255}\n" for v in range(256)))
     return folder
 
 
+def sources_of(folder, name):
+    row = ROWS[name]
+    return [folder / file for file in SOURCES.get(name, ["a.png", "b.png"][: row["sources"]])]
+
+
+def test_every_operation_is_held_against_the_tool():
+    assert set(CALLS) | MEASURING == set(ROWS)
+
+
 @pytest.mark.parametrize("name", sorted(CALLS))
-def test_the_same_as_the_tool(folder, name):
+def test_the_same_as_the_tool(folder, name, monkeypatch):
+    monkeypatch.chdir(folder)
     row = ROWS[name]
     known = {p["name"] for p in row["parameters"]}
-    sources = [folder / f"{n}.png" for n in ("a", "b")[: row["sources"]]]
+    sources = sources_of(folder, name)
     flags = [word for flag, value in CALLS[name].items() for word in ("--" + flag, value)]
     out = folder / f"{name}.tif"
-    subprocess.run([TOOL, name, *map(str, sources), "-o", str(out), *flags], check=True, stdout=subprocess.DEVNULL)
+    subprocess.run([TOOL, name, *map(str, sources), "-o", str(out), *flags], check=True, stdout=subprocess.DEVNULL,
+                   cwd=folder)
     keywords = {}
     for flag, value in CALLS[name].items():
         keywords[python_name(flag) if python_name(flag) in known else flag] = value
@@ -78,12 +109,39 @@ def test_the_same_as_the_tool(folder, name):
     np.testing.assert_array_equal(result, expected)
 
 
-def test_extrema_as_json(folder):
-    made = subprocess.run([TOOL, "extrema", str(folder / "a.png"), "--json"], check=True, capture_output=True, text=True)
+def told(folder, name, *flags):
+    files = [str(file) for file in sources_of(folder, name)]
+    return subprocess.run([TOOL, name, *files, *flags], check=True, capture_output=True, text=True, cwd=folder).stdout
+
+
+def test_extrema(folder):
+    row = json.loads(told(folder, "extrema", "--json"))[0]
     low, high = orv.extrema(orv.read(folder / "a.png"))
-    text = json.dumps(json.loads(made.stdout))
-    for value in (*low, *high):
-        assert str(value) in text
+    assert low.tolist() == row["min"] and high.tolist() == row["max"]
+
+
+def test_histogram(folder):
+    row = json.loads(told(folder, "histogram", "--bins", "16", "--json"))[0]
+    counts, centers = orv.histogram(orv.read(folder / "a.png"), 16)
+    assert centers.tolist() == row["centers"]
+    assert counts.tolist() == [row["red"], row["green"], row["blue"]]
+
+
+def test_squeeze_range(folder):
+    lines = told(folder, "squeeze_range").split()
+    assert orv.squeeze_range(orv.read(folder / "mask.png")).samples.ravel().tolist() == [int(line) for line in lines]
+
+
+def test_choose_colormap(folder):
+    lines = told(folder, "choose_colormap", "--colors", "9").splitlines()
+    colors = [[int(word) for word in line.split()[:3]] for line in lines if line[:1] in " 0123456789"]
+    assert orv.choose_colormap(orv.read(folder / "a.png"), 9).colors.tolist() == colors
+
+
+def test_split(folder):
+    told(folder, "split", "-o", "band-%n.png")
+    for number, band in enumerate(orv.split(orv.read(folder / "a.png")), 1):
+        np.testing.assert_array_equal(band, orv.read(folder / f"band-{number}.png"))
 
 
 def test_the_functions_are_those_of_the_catalogue(tmp_path):
