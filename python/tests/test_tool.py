@@ -177,6 +177,12 @@ def test_stubs_tell_what_is_there():
     assert set(orv._operations.__all__) <= methods
 
 
+def test_the_tutorial_gives_what_it_shows():
+    script = Path(__file__).resolve().parent.parent.parent / "scripts" / "python_tutorial.py"
+    made = subprocess.run([sys.executable, str(script)], capture_output=True, text=True)
+    assert made.returncode == 0, made.stderr
+
+
 def test_installs_into_an_environment(tmp_path):
     build = Path(_native.__file__).resolve().parent.parent.parent
     subprocess.run([sys.executable, "-m", "venv", "--system-site-packages", str(tmp_path / "env")], check=True)
