@@ -14,7 +14,8 @@
 
 namespace orvbench {
 
-inline constexpr unsigned side = 2048;
+/// Of the pictures, in pixels, where a row says nothing else; known when the rows are prepared.
+extern unsigned side;
 
 /// A session over the build that was asked for, kept for the whole run.
 orv::host::Session& session();
@@ -59,7 +60,8 @@ private:
     orv::host::Owned<orv::host::Op> op_;
 };
 
-/// One row of the table. What `prepare` makes lives while the row is measured.
+/// One row of the table. Its name begins with the path of the function that it measures, as it is registered. What
+/// `prepare` makes lives while the row is measured.
 struct Measurement {
     struct Runs {
         std::function<void()> orv;

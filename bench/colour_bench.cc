@@ -30,7 +30,8 @@ struct PeerRow {
 
 /// Rows are dense, and the peer's shorts unsigned.
 cv::Mat matOf(const void* samples, bool bytes, int bands) {
-    return {side, side, CV_MAKETYPE(bytes ? CV_8U : CV_16U, bands), const_cast<void*>(samples)};
+    return {static_cast<int>(side), static_cast<int>(side), CV_MAKETYPE(bytes ? CV_8U : CV_16U, bands),
+            const_cast<void*>(samples)};
 }
 
 template <int Code, int FromBands, int ToBands>

@@ -1,5 +1,5 @@
-// Convolution, the fused pair, edge detection and morphology beside OpenCV and Leptonica. Rows of a growing picture and
-// of a growing kernel show how the cost grows.
+// Convolution, the fused pair, edge detection and morphology beside OpenCV and Leptonica. Rows of a growing kernel
+// show how the cost grows.
 
 #include <cmath>
 #include <memory>
@@ -90,19 +90,12 @@ Subject morphology(const char* family, const Kind& kind, const Element& element)
             }};
 }
 
-/// A row of a square picture.
-bool row(const std::string& name, const Subject& subject, unsigned size, const std::string& peerName, double goal,
-         const Peer& peer) {
+bool row(const std::string& name, const Subject& subject, const std::string& peerName = {}, double goal = 0,
+         const Peer& peer = {}) {
     return measure({.name = name, .peer = peerName, .goal = goal, .prepare = [=] {
-                        const auto scene = subject.scene({.width = size, .height = size});
+                        const auto scene = subject.scene();
                         return runsOf(scene, peer ? [scene, peer] { peer(*scene); } : std::function<void()>{});
                     }});
-}
-
-/// The same op on a large picture and on one that fits the cache.
-bool rows(const std::string& name, const Subject& subject, const std::string& peerName = {}, double goal = 0,
-          const Peer& peer = {}) {
-    return row(name, subject, side, peerName, goal, peer) && row(name + " 512", subject, side / 4, peerName, 0, peer);
 }
 
 Peer filter2d([[maybe_unused]] unsigned taps) {
@@ -164,10 +157,19 @@ Peer greatest([[maybe_unused]] const Element& element) {
 
 Peer grownBits([[maybe_unused]] int size) {
 #ifdef ORV_PEER_LEPTONICA
-    return [size, from = bitmap(), to = bitmap(),
-            sel = std::shared_ptr<SEL>(selCreateBrick(size, size, size / 2, size / 2, SEL_HIT), [](SEL* owned) {
-                selDestroy(&owned);
-            })](Scene&) { pixDilate(to.get(), from.get(), sel.get()); };
+    struct Pages {
+        std::shared_ptr<PIX> from;
+        std::shared_ptr<PIX> to;
+        std::shared_ptr<SEL> sel;
+    };
+    // The size of pictures is known when the row runs.
+    return [size, pages = std::make_shared<Pages>()](Scene&) {
+        if (!pages->from) {
+            SEL* const brick = selCreateBrick(size, size, size / 2, size / 2, SEL_HIT);
+            *pages = {bitmap(), bitmap(), {brick, [](SEL* owned) { selDestroy(&owned); }}};
+        }
+        pixDilate(pages->to.get(), pages->from.get(), pages->sel.get());
+    };
 #else
     return {};
 #endif
@@ -176,34 +178,28 @@ Peer grownBits([[maybe_unused]] int size) {
 bool convolve(const Kind& kind, unsigned taps, double goal) {
     const Subject subject = convolution(kind, taps);
     const std::string size = std::to_string(taps);
-    return rows(subject.op + " " + size + "x" + size, subject, "opencv", goal, filter2d(taps));
+    return row(subject.op + " " + size + "x" + size, subject, "opencv", goal, filter2d(taps));
 }
 
 bool dilate8(const Element& element) {
-    return rows("dilate8 " + element.name, morphology("dilate", bytes, element), "opencv", 1, greatest(element));
-}
-
-/// Pixels and weights.
-bool growth() {
-    return row("convolve8 7x7 1024", convolution(bytes, 7), side / 2, "opencv", 0, filter2d(7)) &&
-           convolve(bytes, 9, 0) && convolve(bytes, 11, 0) && convolve(bytes, 13, 0);
+    return row("dilate8 " + element.name, morphology("dilate", bytes, element), "opencv", 1, greatest(element));
 }
 
 const bool registered =
-    convolve(bytes, 3, 1.5) && convolve(bytes, 5, 1.5) && convolve(bytes, 7, 1.2) && growth() &&
-    convolve(shorts, 3, 1.5) && convolve(shorts, 5, 0) && convolve(shorts, 7, 0) &&
-    rows("convolve1 3x3", convolution(bits, 3)) &&
-    rows("convolve8/convolve8 5+5", pair(bytes), "opencv", 1, separable()) &&
-    rows("convolve16/convolve16 5+5", pair(shorts), "opencv", 0, separable()) &&
-    rows("edge_detect_sobel1", edges(bits)) && rows("edge_detect_sobel8", edges(bytes), "opencv", 2, gradient()) &&
-    rows("edge_detect_sobel16", edges(shorts), "opencv", 0, gradient()) && dilate8(square(3)) &&
+    convolve(bytes, 3, 1.5) && convolve(bytes, 5, 1.5) && convolve(bytes, 7, 1.2) && convolve(bytes, 9, 0) &&
+    convolve(bytes, 11, 0) && convolve(bytes, 13, 0) && convolve(shorts, 3, 1.5) && convolve(shorts, 5, 0) &&
+    convolve(shorts, 7, 0) && row("convolve1 3x3", convolution(bits, 3)) &&
+    row("convolve8/convolve8 5+5", pair(bytes), "opencv", 1, separable()) &&
+    row("convolve16/convolve16 5+5", pair(shorts), "opencv", 0, separable()) &&
+    row("edge_detect_sobel1", edges(bits)) && row("edge_detect_sobel8", edges(bytes), "opencv", 2, gradient()) &&
+    row("edge_detect_sobel16", edges(shorts), "opencv", 0, gradient()) && dilate8(square(3)) &&
     dilate8(element("5x5 cross", 5, [](int x, int y) { return x == 0 || y == 0; })) &&
     dilate8(element("7x7 disk", 7, [](int x, int y) { return x * x + y * y <= 9; })) && dilate8(square(31)) &&
-    row("dilate1 5x5", morphology("dilate", bits, square(5)), side, "leptonica", 1, grownBits(5)) &&
-    rows("dilate16 3x3", morphology("dilate", shorts, square(3)), "opencv", 0, greatest(square(3))) &&
-    rows("erode1 3x3", morphology("erode", bits, square(3))) &&
-    rows("erode8 3x3", morphology("erode", bytes, square(3))) &&
-    rows("erode16 3x3", morphology("erode", shorts, square(3)));
+    row("dilate1 5x5", morphology("dilate", bits, square(5)), "leptonica", 1, grownBits(5)) &&
+    row("dilate16 3x3", morphology("dilate", shorts, square(3)), "opencv", 0, greatest(square(3))) &&
+    row("erode1 3x3", morphology("erode", bits, square(3))) &&
+    row("erode8 3x3", morphology("erode", bytes, square(3))) &&
+    row("erode16 3x3", morphology("erode", shorts, square(3)));
 
 const bool layouts =
     layoutRows("convolve8 3x3 colors", convolution(colors, 3)) && layoutRows("convolve1 3x3", convolution(bits, 3)) &&

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,11 @@ std::vector<unsigned char> maze() {
     return wall;
 }
 
+std::vector<unsigned char> noWalls() { return std::vector<unsigned char>(std::size_t{side} * side); }
+
+/// Makes a byte for each pixel, 0 where a flood may go; called when a row is prepared.
+using Walls = std::vector<unsigned char> (*)();
+
 /// From the corner; the boundary colour is the highest sample in every band.
 void addFillParameters(Scene& scene, const Kind& kind) {
     const float highest = kind.type == ORV_BIT ? 1.0F : kind.type == ORV_BYTE ? 255.0F : 32767.0F;
@@ -96,8 +102,9 @@ Subject fill(const Kind& kind) {
 }
 
 /// On a dense picture of one band with these walls.
-Subject fillBetween(const Kind& kind, const std::vector<unsigned char>& walls) {
-    return {.op = opName("fill", kind), .from = {kind}, .to = kind, .parameters = [kind, walls](Scene& scene) {
+Subject fillBetween(const Kind& kind, Walls makeWalls) {
+    return {.op = opName("fill", kind), .from = {kind}, .to = kind, .parameters = [kind, makeWalls](Scene& scene) {
+                const std::vector<unsigned char> walls = makeWalls();
                 Picture& picture = scene.source();
                 std::fill_n(picture.samples(), picture.bytes(), static_cast<unsigned char>(0));
                 for (std::size_t i = 0; i < walls.size(); ++i) {
@@ -183,9 +190,10 @@ Peer calcHist([[maybe_unused]] const Kind& kind, [[maybe_unused]] int bins) {
 
 Peer floodFill() {
 #ifdef ORV_PEER_OPENCV
-    return [mask = cv::Mat(side + 2, side + 2, CV_8U)](Scene& scene) mutable {
-        mask.setTo(0);
+    return [mask = cv::Mat()](Scene& scene) mutable {
         cv::Mat image = matOf(scene.source());
+        mask.create(image.rows + 2, image.cols + 2, CV_8U);
+        mask.setTo(0);
         cv::floodFill(image, mask, {0, 0}, 0, nullptr, 0, 0, 4 | cv::FLOODFILL_MASK_ONLY | 255 << 8);
     };
 #else
@@ -193,19 +201,29 @@ Peer floodFill() {
 #endif
 }
 
-Peer seedFill([[maybe_unused]] const std::vector<unsigned char>& walls) {
 #ifdef ORV_PEER_LEPTONICA
-    const auto free = [](PIX* pix) { pixDestroy(&pix); };
-    std::shared_ptr<PIX> open(pixCreate(side, side, 1), free);
-    std::shared_ptr<PIX> seed(pixCreate(side, side, 1), free);
-    for (std::size_t i = 0; i < walls.size(); ++i) {
-        const auto x = static_cast<int>(i % side);
-        const auto y = static_cast<int>(i / side);
-        if (walls[i] == 0) pixSetPixel(open.get(), x, y, 1);
+/// Bits where a flood may go, and the corner where it begins.
+struct Flood {
+    std::shared_ptr<PIX> open = page();
+    std::shared_ptr<PIX> seed = page();
+
+    explicit Flood(const std::vector<unsigned char>& walls) {
+        for (std::size_t i = 0; i < walls.size(); ++i) {
+            if (walls[i] == 0) pixSetPixel(open.get(), static_cast<int>(i % side), static_cast<int>(i / side), 1);
+        }
+        pixSetPixel(seed.get(), 0, 0, 1);
     }
-    pixSetPixel(seed.get(), 0, 0, 1);
-    return [open, seed](Scene&) {
-        PIX* filled = pixSeedfillBinary(nullptr, seed.get(), open.get(), 4);
+    static std::shared_ptr<PIX> page() {
+        return {pixCreate(side, side, 1), [](PIX* pix) { pixDestroy(&pix); }};
+    }
+};
+#endif
+
+Peer seedFill([[maybe_unused]] Walls makeWalls) {
+#ifdef ORV_PEER_LEPTONICA
+    return [makeWalls, flood = std::optional<Flood>()](Scene&) mutable {
+        if (!flood) flood.emplace(makeWalls());
+        PIX* filled = pixSeedfillBinary(nullptr, flood->seed.get(), flood->open.get(), 4);
         pixDestroy(&filled);
     };
 #else
@@ -214,13 +232,11 @@ Peer seedFill([[maybe_unused]] const std::vector<unsigned char>& walls) {
 }
 
 bool fills() {
-    const std::vector<unsigned char> none(std::size_t{side} * side);
-    const std::vector<unsigned char> walls = maze();
-    return row("fill1 empty", fillBetween(bits, none), "leptonica", 0, seedFill(none)) &&
-           row("fill1 maze", fillBetween(bits, walls), "leptonica", 0.5, seedFill(walls)) &&
-           row("fill8 empty", fillBetween(bytes, none), "opencv", 1, floodFill()) &&
-           row("fill8 maze", fillBetween(bytes, walls), "opencv", 1, floodFill()) &&
-           row("fill16 empty", fillBetween(shorts, none)) && row("fill16 maze", fillBetween(shorts, walls)) &&
+    return row("fill1 empty", fillBetween(bits, noWalls), "leptonica", 0, seedFill(noWalls)) &&
+           row("fill1 maze", fillBetween(bits, maze), "leptonica", 0.5, seedFill(maze)) &&
+           row("fill8 empty", fillBetween(bytes, noWalls), "opencv", 1, floodFill()) &&
+           row("fill8 maze", fillBetween(bytes, maze), "opencv", 1, floodFill()) &&
+           row("fill16 empty", fillBetween(shorts, noWalls)) && row("fill16 maze", fillBetween(shorts, maze)) &&
            row("fill8 colors", fill(colors));
 }
 

@@ -1,12 +1,27 @@
-// orvbench [--build NAME] [--times N] [TEXT]: measures every op whose name holds TEXT and prints a table of ratios, the
-// speed of the op over that of its peer and over that of memcpy.
+// orvbench [OPTION]... [TEXT]...: measures every op whose row's name holds one of the texts (all where there is none)
+// and prints a table of ratios, the speed of the op over that of its peer and over that of memcpy.
+//
+//   --build NAME      the build of the module: baseline, v3 or v4
+//   --side PIXELS     of the pictures, 2048 where nothing is said
+//   --times N         runs of each, 30 where nothing is said
+//   --seconds S       ends the runs of a row sooner, after three
+//   --exact           texts are whole names
+//   --json FILE       writes the table there too, a line for each row
+//   --uncovered       prints the registered functions that no row measures, instead; status 1 where there are some
+//   --retained        prints how much memory each row's call leaves behind, instead
+//   --load            prints how long it takes to open the module, and the memory that takes, instead
+
+#include <malloc.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <random>
+#include <set>
+#include <string>
 
 #include "Peer.h"
 
@@ -16,9 +31,33 @@
 
 namespace orvbench {
 
+unsigned side = 2048;
+
 namespace {
 
-std::string build;
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+    std::string build;
+    int times = 30;
+    double seconds = 1e9;
+    bool exact = false;
+    std::string json;
+    std::string instead;
+    std::vector<std::string> texts;
+
+    bool wants(const std::string& name) const {
+        const auto fits = [&](const std::string& text) {
+            return exact ? name == text : name.find(text) != std::string::npos;
+        };
+        return texts.empty() || std::ranges::any_of(texts, fits);
+    }
+};
+
+Options& options() {
+    static Options one;
+    return one;
+}
 
 std::vector<Measurement>& measurements() {
     static std::vector<Measurement> all;
@@ -26,31 +65,108 @@ std::vector<Measurement>& measurements() {
 }
 
 double milliseconds(const std::function<void()>& run) {
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = Clock::now();
     run();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-void report(const Measurement& measurement, int times) {
-    const Measurement::Runs runs = measurement.prepare();
-    // A copy reads and writes: half of the op's bytes go each way.
-    std::vector<unsigned char> from(runs.bytes / 2, 1);
-    std::vector<unsigned char> to(runs.bytes / 2);
+/// The fastest runs of a row, in milliseconds.
+struct Times {
     double orv = 1e30;
     double peer = 1e30;
     double copy = 1e30;
-    for (int i = 0; i < times; ++i) {
-        orv = std::min(orv, milliseconds(runs.orv));
-        if (runs.peer) peer = std::min(peer, milliseconds(runs.peer));
-        copy = std::min(copy, milliseconds([&] { std::memcpy(to.data(), from.data(), from.size()); }));
+};
+
+Times timesOf(const Measurement::Runs& runs) {
+    // A copy reads and writes: half of the op's bytes go each way.
+    std::vector<unsigned char> from(runs.bytes / 2, 1);
+    std::vector<unsigned char> to(runs.bytes / 2);
+    constexpr int least = 3;
+    const double allowed = options().seconds * 1000;
+    double spent = 0;
+    Times best;
+    for (int i = 0; i < options().times && (i < least || spent < allowed); ++i) {
+        const double orv = milliseconds(runs.orv);
+        const double peer = runs.peer ? milliseconds(runs.peer) : 0;
+        const double copy = milliseconds([&] { std::memcpy(to.data(), from.data(), from.size()); });
+        best = {std::min(best.orv, orv), std::min(best.peer, peer), std::min(best.copy, copy)};
+        spent += orv + peer + copy;
     }
-    std::printf("%-22s %8.3f ms  memcpy %8.3f ms %6.2f", measurement.name.c_str(), orv, copy, copy / orv);
-    if (measurement.copyGoal != 0) std::printf(" (goal %.2f)", measurement.copyGoal);
-    if (runs.peer) {
-        std::printf("   %-10s %8.3f ms %6.2f (goal %.2f)", measurement.peer.c_str(), peer, peer / orv,
-                    measurement.goal);
+    return best;
+}
+
+void print(const Measurement& row, const Times& best) {
+    std::printf("%-22s %8.3f ms  memcpy %8.3f ms %6.2f", row.name.c_str(), best.orv, best.copy, best.copy / best.orv);
+    if (row.copyGoal != 0) std::printf(" (goal %.2f)", row.copyGoal);
+    if (best.peer > 0) {
+        std::printf("   %-10s %8.3f ms %6.2f (goal %.2f)", row.peer.c_str(), best.peer, best.peer / best.orv, row.goal);
     }
     std::printf("\n");
+    std::fflush(stdout);
+}
+
+void write(std::FILE* file, const Measurement& row, const Times& best, std::size_t bytes) {
+    std::fprintf(file,
+                 R"({"name": "%s", "side": %u, "orv": %.6f, "copy": %.6f, "copyGoal": %.3f, "bytes": %zu, )"
+                 R"("peer": "%s", "peerTime": %.6f, "goal": %.3f})"
+                 "\n",
+                 row.name.c_str(), side, best.orv, best.copy, row.copyGoal, bytes,
+                 best.peer > 0 ? row.peer.c_str() : "", best.peer, row.goal);
+    std::fflush(file);
+}
+
+void measureAll() {
+    std::FILE* const json = options().json.empty() ? nullptr : std::fopen(options().json.c_str(), "w");
+    for (const Measurement& row : measurements()) {
+        if (!options().wants(row.name)) continue;
+        const Measurement::Runs runs = row.prepare();
+        const Times best = timesOf(runs);
+        print(row, best);
+        if (json != nullptr) write(json, row, best, runs.bytes);
+    }
+    if (json != nullptr) std::fclose(json);
+}
+
+/// A row measures the function whose path its name begins with.
+int printUncovered() {
+    std::set<std::string> measured;
+    for (const Measurement& row : measurements()) measured.insert(row.name.substr(0, row.name.find(' ')));
+    std::set<std::string> missing;
+    for (const std::string& path : session().device()->registrations()) {
+        if (!measured.contains(path)) missing.insert(path);
+    }
+    for (const std::string& path : missing) std::printf("%s\n", path.c_str());
+    return missing.empty() ? 0 : 1;
+}
+
+long heap() {
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<long>(info.uordblks + info.hblkhd);
+}
+
+/// Memory of the process that is in use, in bytes.
+long resident() {
+    std::ifstream file("/proc/self/statm");
+    long total = 0;
+    long pages = 0;
+    file >> total >> pages;
+    constexpr long pageSize = 4096;
+    return pages * pageSize;
+}
+
+void printRetained() {
+    for (const Measurement& row : measurements()) {
+        if (!options().wants(row.name)) continue;
+        const long before = heap();
+        row.prepare().orv();
+        std::printf("%-30s %10ld\n", row.name.c_str(), heap() - before);
+    }
+}
+
+void printLoad() {
+    const long before = resident();
+    const double took = milliseconds([] { session(); });
+    std::printf("%s %.3f ms %ld bytes\n", session().device()->build().c_str(), took, resident() - before);
 }
 
 void cutUp(orv::host::Image& image, const Layout& layout) {
@@ -69,7 +185,7 @@ void cutUp(orv::host::Image& image, const Layout& layout) {
 
 orv::host::Session& session() {
     static const orv::host::Owned<orv::host::Session> session = [] {
-        auto opened = orv::host::Session::open({.build = build});
+        auto opened = orv::host::Session::open({.build = options().build});
         opened->setErrorHandler([](const orv::host::Report&) {});
         return opened;
     }();
@@ -128,23 +244,52 @@ bool measure(Measurement measurement) {
 
 } // namespace orvbench
 
-int main(int count, char** values) {
-    int times = 30;
-    std::string text;
+namespace {
+
+bool readOptions(int count, char** words) {
+    using orvbench::options;
     for (int i = 1; i < count; ++i) {
-        if (std::strcmp(values[i], "--build") == 0 && i + 1 < count) {
-            orvbench::build = values[++i];
-        } else if (std::strcmp(values[i], "--times") == 0 && i + 1 < count) {
-            times = std::atoi(values[++i]);
+        const std::string word = words[i];
+        const auto value = [&] { return i + 1 < count ? words[++i] : ""; };
+        if (word == "--build") {
+            options().build = value();
+        } else if (word == "--side") {
+            orvbench::side = static_cast<unsigned>(std::atoi(value()));
+        } else if (word == "--times") {
+            options().times = std::atoi(value());
+        } else if (word == "--seconds") {
+            options().seconds = std::atof(value());
+        } else if (word == "--json") {
+            options().json = value();
+        } else if (word == "--exact") {
+            options().exact = true;
+        } else if (word == "--uncovered" || word == "--retained" || word == "--load") {
+            options().instead = word;
+        } else if (word.starts_with("--")) {
+            std::fprintf(stderr, "orvbench: there is no option '%s'\n", words[i]);
+            return false;
         } else {
-            text = values[i];
+            options().texts.push_back(word);
         }
     }
+    return true;
+}
+
+} // namespace
+
+int main(int count, char** words) {
+    if (!readOptions(count, words)) return 2;
 #ifdef ORV_PEER_OPENCV
     cv::setNumThreads(1);
 #endif
-    for (const orvbench::Measurement& measurement : orvbench::measurements()) {
-        if (measurement.name.find(text) != std::string::npos) orvbench::report(measurement, times);
+    const std::string& instead = orvbench::options().instead;
+    if (instead == "--uncovered") return orvbench::printUncovered();
+    if (instead == "--retained") {
+        orvbench::printRetained();
+    } else if (instead == "--load") {
+        orvbench::printLoad();
+    } else {
+        orvbench::measureAll();
     }
     return 0;
 }
