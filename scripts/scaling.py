@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Measures how work spreads over worker processes and prints the table of docs/scaling.md.
 
-    scripts/scaling.py [--side PIXELS] [--files N] [--workers 1,2]
+    scripts/scaling.py [--side PIXELS] [--block PIXELS] [--files N] [--workers 1,2]
 """
 
 import argparse
@@ -16,7 +16,6 @@ import numpy as np
 import orv
 import orv.dask
 
-BLOCK = 2000
 HEAVY = orv.Pipeline().blur(sigma=6.0).sharpen(amount=1.0).halftone(mask="bayer:8")
 
 
@@ -36,9 +35,9 @@ def nothing(block):
     return block
 
 
-def measure(folder, files):
+def measure(folder, block, files):
     """Seconds of each job, on the client in use."""
-    source = orv.dask.from_npy(folder / "in.npy", BLOCK)
+    source = orv.dask.from_npy(folder / "in.npy", block)
     overlapped = da.map_overlap(nothing, source, depth=4, boundary="none", dtype=np.uint8, meta=np.empty((0, 0), np.uint8))
     jobs = {
         "blocks read and written": lambda: orv.dask.to_npy(overlapped, folder / "out.npy"),
@@ -50,19 +49,19 @@ def measure(folder, files):
     return {name: seconds(job) for name, job in jobs.items()}
 
 
-def prepare(folder, side, files):
+def prepare(folder, side, block, files):
     with orv.dask.cluster() as _:
-        chunks = da.core.normalize_chunks(BLOCK, (side, side))
+        chunks = da.core.normalize_chunks(block, (side, side))
         orv.dask.to_npy(da.map_blocks(texture, chunks=chunks, dtype=np.uint8, meta=np.empty((0, 0), np.uint8)),
                         folder / "in.npy")
-    picture = np.load(folder / "in.npy", mmap_mode="r")[:BLOCK, :BLOCK]
+    picture = np.load(folder / "in.npy", mmap_mode="r")[:block, :block]
     for i in range(files):
         orv.write(folder / f"{i:03}.png", np.ascontiguousarray(np.roll(picture, i, 0)))
 
 
-def alone(folder):
+def alone(folder, side):
     """The same calls in this process, on blocks that are in memory: what the device itself takes."""
-    block = np.ascontiguousarray(np.load(folder / "in.npy", mmap_mode="r")[:BLOCK, :BLOCK])
+    block = np.ascontiguousarray(np.load(folder / "in.npy", mmap_mode="r")[:side, :side])
     kernel = orv.kernel.gaussian(5, 1.0)
     calls = {"convolve 5 x 5": lambda: orv.convolve(block, kernel), "blur, sharpen, halftone": lambda: HEAVY.run(block),
              "a file read and written": lambda: orv.write(folder / "one.tif", orv.read(folder / "000.png"))}
@@ -72,21 +71,22 @@ def alone(folder):
 def main():
     options = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     options.add_argument("--side", type=int, default=16000)
+    options.add_argument("--block", type=int, default=2000)
     options.add_argument("--files", type=int, default=48)
     options.add_argument("--workers", default="1,2")
     told = options.parse_args()
     counts = [int(word) for word in told.workers.split(",")]
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
-        prepare(folder, told.side, told.files)
-        single = alone(folder)
+        prepare(folder, told.side, told.block, told.files)
+        single = alone(folder, told.block)
         times = []
         for count in counts:
             with orv.dask.cluster(count) as client:
                 client.run(lambda: __import__("orv").build())
-                times.append(measure(folder, told.files))
-    blocks = (-(-told.side // BLOCK)) ** 2
-    print(f"{told.side} x {told.side} pixels in {blocks} blocks of {BLOCK} x {BLOCK}; {told.files} files of one block each\n")
+                times.append(measure(folder, told.block, told.files))
+    blocks = (-(-told.side // told.block)) ** 2
+    print(f"{told.side} x {told.side} pixels in {blocks} blocks of {told.block} x {told.block}; {told.files} files of one block each\n")
     print("| job | " + " | ".join(f"{n} worker{'s' if n > 1 else ''}" for n in counts) + " | speed-up |")
     print("|---|" + "--:|" * (len(counts) + 1))
     for job in times[0]:
