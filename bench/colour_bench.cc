@@ -78,7 +78,7 @@ Subject conversion(OrvDataType type, const Space& from, const Space& to) {
 }
 
 std::string nameOf(OrvDataType type, const Space& from, const Space& to) {
-    return std::string(type == ORV_BYTE ? "colour8 " : "colour16 ") + from.name + " to " + to.name;
+    return std::string(type == ORV_BYTE ? "colorconvert 8 " : "colorconvert 16 ") + from.name + " to " + to.name;
 }
 
 bool pairRow(OrvDataType type, const Space& from, const Space& to) {

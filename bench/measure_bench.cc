@@ -20,7 +20,7 @@ std::string opName(const char* family, const Kind& kind) {
     return family + std::string(kind.type == ORV_BIT ? "1" : kind.type == ORV_BYTE ? "8" : "16");
 }
 
-/// A row on pictures of 2048 x 2048, which `fill` may give other samples, and one of 512 x 512.
+/// A row on dense pictures.
 bool row(const std::string& name, const Subject& subject, const std::string& peerName = {}, double goal = 0,
          const Peer& peer = {}) {
     return measure({.name = name, .peer = peerName, .goal = goal, .prepare = [=] {

@@ -12,7 +12,7 @@ packages=(
 port=0
 for part in "$@"; do
     case "$part" in
-        --bench) packages+=(libopencv-core-dev libopencv-imgproc-dev libleptonica-dev) ;;
+        --bench) packages+=(libopencv-core-dev libopencv-imgproc-dev libleptonica-dev libvips-dev fonts-dejavu-core) ;;
         --fuzz) packages+=(clang libclang-rt-14-dev) ;;
         --coverage) packages+=(gcovr) ;;
         --port) port=1; packages+=(clang qemu-user g++-aarch64-linux-gnu g++-s390x-linux-gnu)

@@ -227,3 +227,28 @@ def test_threads_take_turns(rng):
         results = list(pool.map(orv.not_, pictures * 8))
     for a, result in zip(pictures * 8, results):
         np.testing.assert_array_equal(result, ~a)
+
+
+def test_other_threads_run_while_pixels_are_worked_on(rng):
+    import threading
+    import time
+
+    large = picture(rng, (3000, 3000))
+    took = []
+
+    def work():
+        start = time.perf_counter()
+        orv.error_diffusion(large, "gray:3")
+        took.append((start, time.perf_counter()))
+
+    thread = threading.Thread(target=work)
+    ticks = []
+    thread.start()
+    while thread.is_alive():
+        ticks.append(time.perf_counter())
+        time.sleep(0.0005)
+    thread.join()
+    (start, end), = took
+    # A call that held the interpreter would leave no moment in its middle to this thread.
+    middle = [t for t in ticks if start + (end - start) * 0.25 < t < start + (end - start) * 0.75]
+    assert len(middle) >= 3

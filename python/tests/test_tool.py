@@ -109,6 +109,22 @@ def test_the_same_as_the_tool(folder, name, monkeypatch):
     np.testing.assert_array_equal(result, expected)
 
 
+@pytest.mark.parametrize("name, files, flags", [
+    ("add", ["a.png", "mask.png"], {}),
+    ("convolve", ["a.png"], {"kernel": "gaussian:5:1.0", "edge": "exten"}),
+    ("fill", ["a.png"], {"seed": "500,5", "boundary": "black", "value": "red"}),
+    ("error_diffusion", ["a.png"], {"palette": "cube:300x2x2"}),
+    ("scale", ["a.png"], {"by": "0.00001"}),
+])
+def test_errors_say_what_the_tool_says(folder, name, files, flags):
+    words = [word for flag, value in flags.items() for word in ("--" + flag, value)]
+    made = subprocess.run([TOOL, name, *files, "-o", "none.png", *words], capture_output=True, text=True, cwd=folder)
+    assert made.returncode != 0
+    with pytest.raises(orv.Error) as caught:
+        getattr(orv, name)(*(orv.read(folder / file) for file in files), **flags)
+    assert made.stderr == f"orv: {caught.value}\n"
+
+
 def told(folder, name, *flags):
     files = [str(file) for file in sources_of(folder, name)]
     return subprocess.run([TOOL, name, *files, *flags], check=True, capture_output=True, text=True, cwd=folder).stdout
