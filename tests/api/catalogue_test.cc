@@ -1,5 +1,6 @@
 // The public API on small pictures: what is kept, what is refused, and that recipes and fused chains change nothing.
 
+#include <algorithm>
 #include <array>
 #include <set>
 #include <string>
