@@ -144,6 +144,7 @@ const bool constants[] = {
     besideCopy(0.95, {"addconst1", {bits}, bits, floatArray({0})}),
     besideCopy(0.95, {"subtractfromconst1", {bits}, bits, floatArray({1})}),
     besideCopy(0.95, {"multiplyconst1", {bits}, bits, floatArray({1})}),
+    besideCopy(0.95, {"divideintoconst1", {bits}, bits, floatArray({1})}),
     besideCopy(0.95, {"rescale1", {bits}, bits, floatArrays({{-1}, {1}})}),
     besideCopy(0.95, {"threshold1", {bits}, bits, floatArrays({{0}, {0}, {1}})}),
 };
@@ -243,7 +244,7 @@ const bool values8[] = {
 
 // Product and sum in one pass, beside the two one after the other.
 const bool fused =
-    measure({.name = "multiply_add8", .peer = "singly", .goal = 1.3, .prepare = [] {
+    measure({.name = "add8/multiply8", .peer = "singly", .goal = 1.3, .prepare = [] {
                  const auto scene = makeScene("add8", Picture(ORV_BYTE, 1), Picture(ORV_BYTE, 1), Picture(ORV_BYTE, 1),
                                               Picture(ORV_BYTE, 1));
                  struct Ops {
@@ -270,6 +271,23 @@ const bool fused =
                      session().run(*ops.add);
                  });
              }});
+
+/// One threshold fed by another, in one pass.
+Subject thresholdPair(const char* op, const Kind& kind) {
+    return {op, {kind}, kind, [op](Scene& scene) {
+                host::Op& earlier = scene.keep(host::Op::make(session(), op));
+                earlier.setSource(1, &scene.source().image());
+                for (const float value : {40.0F, 90.0F, 7.0F}) {
+                    earlier.addPointer(scene.keep(std::make_shared<std::vector<float>>(1, value)).data());
+                }
+                scene.op().setSource(1, nullptr);
+                scene.op().setOp1(&earlier);
+                floatArrays({{100}, {200}, {9}})(scene);
+            }};
+}
+
+const bool pairs = besideCopy("threshold8/threshold8", 0, thresholdPair("threshold8", bytes)) &&
+                   besideCopy("threshold16/threshold16", 0, thresholdPair("threshold16", shorts));
 
 // Other layouts.
 

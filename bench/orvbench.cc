@@ -6,7 +6,8 @@
 //   --times N         runs of each, 30 where nothing is said
 //   --seconds S       ends the runs of a row sooner, after three
 //   --exact           texts are whole names
-//   --json FILE       writes the table there too, a line for each row
+//   --part I/N        the I-th row of every N alone, for machines that cannot be held for long
+//   --json FILE       adds the table to the end of a file too, a line for each row
 //   --uncovered       prints the registered functions that no row measures, instead; status 1 where there are some
 //   --retained        prints how much memory each row's call leaves behind, instead
 //   --load            prints how long it takes to open the module, and the memory that takes, instead
@@ -42,6 +43,8 @@ struct Options {
     int times = 30;
     double seconds = 1e9;
     bool exact = false;
+    unsigned part = 1;
+    unsigned parts = 1;
     std::string json;
     std::string instead;
     std::vector<std::string> texts;
@@ -62,6 +65,16 @@ Options& options() {
 std::vector<Measurement>& measurements() {
     static std::vector<Measurement> all;
     return all;
+}
+
+/// The rows that were asked for, of them those of one part.
+std::vector<const Measurement*> wanted() {
+    std::vector<const Measurement*> rows;
+    unsigned count = 0;
+    for (const Measurement& row : measurements()) {
+        if (options().wants(row.name) && count++ % options().parts + 1 == options().part) rows.push_back(&row);
+    }
+    return rows;
 }
 
 double milliseconds(const std::function<void()>& run) {
@@ -116,13 +129,12 @@ void write(std::FILE* file, const Measurement& row, const Times& best, std::size
 }
 
 void measureAll() {
-    std::FILE* const json = options().json.empty() ? nullptr : std::fopen(options().json.c_str(), "w");
-    for (const Measurement& row : measurements()) {
-        if (!options().wants(row.name)) continue;
-        const Measurement::Runs runs = row.prepare();
+    std::FILE* const json = options().json.empty() ? nullptr : std::fopen(options().json.c_str(), "a");
+    for (const Measurement* row : wanted()) {
+        const Measurement::Runs runs = row->prepare();
         const Times best = timesOf(runs);
-        print(row, best);
-        if (json != nullptr) write(json, row, best, runs.bytes);
+        print(*row, best);
+        if (json != nullptr) write(json, *row, best, runs.bytes);
     }
     if (json != nullptr) std::fclose(json);
 }
@@ -155,11 +167,10 @@ long resident() {
 }
 
 void printRetained() {
-    for (const Measurement& row : measurements()) {
-        if (!options().wants(row.name)) continue;
+    for (const Measurement* row : wanted()) {
         const long before = heap();
-        row.prepare().orv();
-        std::printf("%-30s %10ld\n", row.name.c_str(), heap() - before);
+        row->prepare().orv();
+        std::printf("%-30s %10ld\n", row->name.c_str(), heap() - before);
     }
 }
 
@@ -200,7 +211,10 @@ Picture::Picture(OrvDataType type, unsigned bands, const Layout& layout) {
     const std::size_t planes = type == ORV_BIT ? bands : 1;
     bytes_.resize(std::size_t{stride} * layout.height * planes * sampleBytes);
     std::mt19937 random(7);
-    for (unsigned char& byte : bytes_) byte = static_cast<unsigned char>(random());
+    for (std::size_t i = 0; i < bytes_.size(); i += sizeof(std::uint32_t)) {
+        const auto word = static_cast<std::uint32_t>(random());
+        std::memcpy(&bytes_[i], &word, std::min(sizeof word, bytes_.size() - i));
+    }
     OrvMemoryStorage storage{};
     const auto pixelStride = static_cast<std::uint16_t>(pixel);
     switch (type) {
@@ -259,6 +273,9 @@ bool readOptions(int count, char** words) {
             options().times = std::atoi(value());
         } else if (word == "--seconds") {
             options().seconds = std::atof(value());
+        } else if (word == "--part") {
+            if (std::sscanf(value(), "%u/%u", &options().part, &options().parts) != 2 || options().parts == 0)
+                return false;
         } else if (word == "--json") {
             options().json = value();
         } else if (word == "--exact") {

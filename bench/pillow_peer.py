@@ -47,10 +47,11 @@ def main():
     gray, other = (Image.fromarray(random.integers(0, 256, (SIDE, SIDE)).astype(np.uint8)) for _ in range(2))
     noise = Image.fromarray(random.integers(0, 256, (SIDE, SIDE, 3)).astype(np.uint8))
     dither = Image.Dither
+    matrix = (0.4, 0.3, 0.2, 1.5, 0.1, 0.7, 0.15, -2, 0.25, 0.25, 0.5, 0)
     calls = {
         "chooseColormap8": ("quantize, median cut", lambda: colour.quantize(256, Image.Quantize.MEDIANCUT)),
-        "errordiffusion8_8": ("quantize, dithered", lambda: colour.quantize(palette=even, dither=dither.FLOYDSTEINBERG)),
-        "nearestcolor8_8": ("quantize", lambda: colour.quantize(palette=even, dither=dither.NONE)),
+        "errordiffusion8_8 3": ("quantize, dithered", lambda: colour.quantize(palette=even, dither=dither.FLOYDSTEINBERG)),
+        "nearestcolor8_8 3": ("quantize", lambda: colour.quantize(palette=even, dither=dither.NONE)),
         "errordiffusion8_1": ("convert to bits", lambda: gray.convert("1")),
         "histogram8": ("histogram", gray.histogram),
         "extrema8": ("getextrema", gray.getextrema),
@@ -66,7 +67,7 @@ def main():
         "rotate8nearest": ("rotate", lambda: gray.rotate(20, Image.Resampling.NEAREST)),
         "rotate8bilinear": ("rotate", lambda: gray.rotate(20, Image.Resampling.BILINEAR)),
         "rotate8bicubic": ("rotate", lambda: gray.rotate(20, Image.Resampling.BICUBIC)),
-        "bandCombine8": ("convert with a matrix", lambda: noise.convert("L", (0.299, 0.587, 0.114, 0))),
+        "bandCombine8": ("convert with a matrix", lambda: noise.convert("RGB", matrix)),
     }
     for row, (peer, call) in calls.items():
         print(json.dumps({"row": row, "side": SIDE, "peer": "Pillow " + peer, "peerTime": fastest(call)}), flush=True)

@@ -6,17 +6,17 @@ namespace {
 
 using namespace orvbench;
 
+/// Of the bands of colours and of a constant, for each band of the result.
+constexpr float weights[12] = {0.4F, 0.3F, 0.2F, 1.5F, 0.1F, 0.7F, 0.15F, -2.0F, 0.25F, 0.25F, 0.5F, 0.0F};
+
 #ifdef ORV_PEER_OPENCV
 
 using Pairwise = void (*)(const cv::Mat& a, const cv::Mat& b, cv::Mat& d);
 using Single = void (*)(const cv::Mat& a, cv::Mat& d);
 
-bool pairRow(const char* op, OrvDataType type, double goal, Pairwise peer, unsigned size = side) {
-    const std::string name = op + (size == side ? "" : " of " + std::to_string(size));
-    return measure({.name = name, .peer = "opencv", .goal = goal, .prepare = [op, type, peer, size] {
-                        const Layout layout{.width = size, .height = size};
-                        const auto scene =
-                            makeScene(op, Picture(type, 1, layout), Picture(type, 1, layout), Picture(type, 1, layout));
+bool pairRow(const char* op, OrvDataType type, double goal, Pairwise peer) {
+    return measure({.name = op, .peer = "opencv", .goal = goal, .prepare = [op, type, peer] {
+                        const auto scene = makeScene(op, Picture(type, 1), Picture(type, 1), Picture(type, 1));
                         return runsOf(scene, [=, a = matOf(scene->source()), b = matOf(scene->source(2)),
                                               d = matOf(scene->destination())]() mutable { peer(a, b, d); });
                     }});
@@ -44,8 +44,6 @@ bool arithmeticRows() {
         pairRow(name("xor8", "xor16"), type, 0.95, [](auto& a, auto& b, auto& d) { cv::bitwise_xor(a, b, d); });
         singleRow(name("not8", "not16"), type, type, [](auto& a, auto& d) { cv::bitwise_not(a, d); });
     }
-    pairRow(
-        "add8", ORV_BYTE, 0.95, [](auto& a, auto& b, auto& d) { cv::add(a, b, d); }, 512);
     singleRow("absolute16", ORV_SHORT, ORV_SHORT, [](auto& a, auto& d) { d = cv::abs(a); });
     singleRow("convert8_16", ORV_BYTE, ORV_SHORT, [](auto& a, auto& d) { a.convertTo(d, CV_16S); });
     return singleRow("convert16_8", ORV_SHORT, ORV_BYTE, [](auto& a, auto& d) { a.convertTo(d, CV_8U); });
@@ -62,8 +60,6 @@ const bool blend = measure(
          return runsOf(scene, [=, a = matOf(scene->source()), b = matOf(scene->source(2)),
                                d = matOf(scene->destination())]() mutable { cv::blendLinear(a, b, first, second, d); });
      }});
-
-constexpr float weights[12] = {0.4F, 0.3F, 0.2F, 1.5F, 0.1F, 0.7F, 0.15F, -2.0F, 0.25F, 0.25F, 0.5F, 0.0F};
 
 const bool combine =
     measure({.name = "bandCombine8", .peer = "opencv", .goal = 1, .prepare = [] {
@@ -110,6 +106,12 @@ const bool widen = measure({.name = "convert1_8", .peer = "leptonica", .goal = 2
 
 #endif
 
+Subject combining(const char* op, const Kind& kind) {
+    return {op, {kind}, kind, [](Scene& scene) {
+                scene.op().addObject(&scene.keep(orv::host::Kernel::make(session(), 4, 3, 0, 0, weights)));
+            }};
+}
+
 // Ops without a peer, beside the copy.
 
 const bool constantLogic = [] {
@@ -122,9 +124,13 @@ const bool constantLogic = [] {
 }();
 
 const bool withoutPeer[] = {
+    besideCopy(0.95, {"add1", {bits, bits}, bits}),
     besideCopy(0.95, {"subtract1", {bits, bits}, bits}),
+    besideCopy(0.95, {"multiply1", {bits, bits}, bits}),
     besideCopy(0.95, {"divide1", {bits, bits}, bits}),
     besideCopy(0.95, {"convert1_16", {bits}, shorts}),
+    besideCopy("bandCombine1 3", 0, combining("bandCombine1", {ORV_BIT, 3})),
+    besideCopy("bandCombine16 3", 0, combining("bandCombine16", shortColors)),
     besideCopy(0.95, {"convert8_1", {bytes}, bits}),
     besideCopy(0.95, {"convert16_1", {shorts}, bits}),
     besideCopy("convert8_1 3", 0.95, {"convert8_1", {colors}, {ORV_BIT, 3}}),

@@ -102,7 +102,7 @@ def read_rows(folder):
                 (r for name, r in rows.items() if name.startswith(measured["row"] + " ") and not layout_of(name)), None)
             if row is not None and measured["side"] in row.at:
                 row.at[measured["side"]]["peers"].append((measured["peerTime"], measured["peer"]))
-    return list(rows.values())
+    return sorted(rows.values(), key=lambda row: [int(part) if part.isdigit() else part for part in re.split(r"(\d+)", row.name)])
 
 
 def read_limits():
