@@ -31,7 +31,7 @@ buildNative() {
     local type=(-DCMAKE_BUILD_TYPE=Release)
     [[ "$1" = *-O0 ]] && type=(-DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0)
     local compiler=g++
-    [[ "$1" = clang-* ]] && compiler=clang++
+    [[ "$1" = clang-* ]] && compiler=clang++-19
     build "$out/$1" -DCMAKE_CXX_COMPILER=$compiler "${type[@]}"
 }
 

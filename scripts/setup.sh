@@ -13,9 +13,9 @@ port=0
 for part in "$@"; do
     case "$part" in
         --bench) packages+=(libopencv-core-dev libopencv-imgproc-dev libleptonica-dev libvips-dev fonts-dejavu-core) ;;
-        --fuzz) packages+=(clang libclang-rt-14-dev) ;;
+        --fuzz) packages+=(clang-19 libclang-rt-19-dev) ;;
         --coverage) packages+=(gcovr) ;;
-        --port) port=1; packages+=(clang qemu-user g++-aarch64-linux-gnu g++-s390x-linux-gnu)
+        --port) port=1; packages+=(clang-19 qemu-user g++-aarch64-linux-gnu g++-s390x-linux-gnu)
             for target in arm64 s390x; do packages+=(libpixman-1-dev:$target libfmt-dev:$target libgtest-dev:$target); done ;;
         --format) packages+=(clang-format) ;;
         --lint) packages+=(clang-tidy-19) ;;

@@ -14,6 +14,9 @@ using orvcase::Values;
 
 const char* digits(OrvDataType type) { return type == ORV_BIT ? "1" : type == ORV_BYTE ? "8" : "16"; }
 
+/// Few, and now and then more than any op treats apart.
+unsigned bandsOf(Maker& m) { return m.random.chance(4) ? 6 + m.random.below(5) : m.bands(); }
+
 Param ref(const char* name) { return Param::ref(name); }
 
 /// A constant, bound or colour near the type's range, at times far beyond it.
@@ -46,29 +49,33 @@ void inAndOut(Maker& m, const Function& f, unsigned bands) {
 
 Call& onlyCall(Maker& m) { return std::get<Call>(m.c.steps.back()); }
 
-/// Two different images.
+/// Two different images; at times one, which then is read as it has become.
 void apart(Maker& m, const Function& f, unsigned bands) {
     const std::string d = m.image("d", f.to, bands);
+    if (f.from == f.to && m.random.chance(5)) {
+        m.c.addCall({.op = f.path, .src = {d}, .dst = d});
+        return;
+    }
     m.c.addCall({.op = f.path, .src = {m.image("s", f.from, bands)}, .dst = d});
 }
 
-void unary(Maker& m, const Function& f) { inAndOut(m, f, m.bands()); }
+void unary(Maker& m, const Function& f) { inAndOut(m, f, bandsOf(m)); }
 
 void pair(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     inAndOut(m, f, bands);
     const std::string second = m.source("t", f.from, bands, "d");
     onlyCall(m).src[1] = second;
 }
 
 void withConstants(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     inAndOut(m, f, bands);
     onlyCall(m).params = {m.floats("k", constants(m, f.to, bands))};
 }
 
 void withBits(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     inAndOut(m, f, bands);
     Values bits(bands);
     for (double& each : bits) each = m.random.chance(50) ? m.random.below(4) : m.random.below(70000);
@@ -76,10 +83,15 @@ void withBits(Maker& m, const Function& f) {
 }
 
 void rescale(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     inAndOut(m, f, bands);
-    const Param factors = m.floats("k", reals(m, bands, -2, 3));
-    onlyCall(m).params = {factors, m.random.chance(20) ? Param::null() : m.floats("o", constants(m, f.to, bands))};
+    const bool alike = m.random.chance(30);
+    const Param factors = m.floats("k", alike ? Values(bands, 1.5) : reals(m, bands, -2, 3));
+    if (m.random.chance(20)) {
+        onlyCall(m).params = {factors, Param::null()};
+        return;
+    }
+    onlyCall(m).params = {factors, m.floats("o", alike ? Values(bands, 2) : constants(m, f.to, bands))};
 }
 
 std::vector<Param> bounds(Maker& m, OrvDataType type, unsigned bands, const std::string& suffix) {
@@ -104,7 +116,7 @@ std::string lastOp(const Function& f) { return f.path.substr(0, f.path.find('/')
 std::string earlierOp(const Function& f) { return f.path.substr(f.path.find('/') + 1); }
 
 void twoThresholds(Maker& m, const Function& f) {
-    thresholdOf(m, f, m.bands());
+    thresholdOf(m, f, bandsOf(m));
     Call& call = onlyCall(m);
     const unsigned bands = m.c.image(call.dst).bands;
     m.c.chains.push_back(
@@ -134,8 +146,8 @@ void addKernel(Maker& m, const char* name, unsigned width, unsigned height, Valu
 }
 
 void combineBands(Maker& m, const Function& f) {
-    const unsigned in = m.bands();
-    const unsigned out = m.bands();
+    const unsigned in = bandsOf(m);
+    const unsigned out = bandsOf(m);
     const std::string d = m.image("d", f.to, out);
     m.c.addCall({.op = f.path, .src = {m.image("s", f.from, in)}, .dst = d, .params = {ref("k")}});
     m.c.kernels.push_back({.name = "k", .width = in + 1, .height = out, .data = reals(m, (in + 1) * out, -1, 1.5F)});
@@ -149,7 +161,12 @@ void blackGeneration(Maker& m, const Function& f) {
 void blend(Maker& m, const Function& f) {
     const Function images{.path = f.path, .name = f.name, .from = f.from, .to = f.from};
     pair(m, images);
-    onlyCall(m).src[2] = m.image("m", f.to, 1);
+    const std::string alpha = m.image("m", f.to, 1);
+    onlyCall(m).src[2] = alpha;
+    // Stretches of one alpha.
+    if (!m.random.chance(40) || m.c.image(alpha).data.empty()) return;
+    const double value = m.random.chance(50) ? 0 : highest(f.to);
+    for (double& sample : m.c.image(alpha).data) sample = m.random.between(1, 1000) < 999 ? value : sample;
 }
 
 void chooseColormap(Maker& m, const Function& f) {
@@ -177,15 +194,15 @@ Values taps(Maker& m, unsigned count) {
 }
 
 void convolve(Maker& m, const Function& f) {
-    apart(m, f, m.bands());
-    const unsigned side = m.random.pick({3U, 5U, 1U, 2U, 4U, 7U});
+    apart(m, f, bandsOf(m));
+    const unsigned side = m.random.pick({3U, 5U, 1U, 2U, 4U, 7U, 3U, 5U, 13U});
     const unsigned height = m.random.chance(70) ? side : 1 + m.random.below(6);
     addKernel(m, "k", side, height, taps(m, side * height));
     onlyCall(m).params = {ref("k"), Param::l(m.random.between(0, 2))};
 }
 
 void twoConvolutions(Maker& m, const Function& f) {
-    apart(m, f, m.bands());
+    apart(m, f, bandsOf(m));
     const bool rowFirst = m.random.chance(50);
     addKernel(m, "k", rowFirst ? 5 : 1, rowFirst ? 1 : 5, taps(m, 5));
     addKernel(m, "l", rowFirst ? 1 : 5, rowFirst ? 5 : 1, taps(m, 5));
@@ -201,7 +218,7 @@ void twoConvolutions(Maker& m, const Function& f) {
 /// Both images lie in one: the copy overlaps itself.
 void overlappingCopy(Maker& m, const Function& f) {
     m.children = m.origins = false;
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     const unsigned width = 3 + m.random.below(50);
     const std::string all = m.image("p", f.from, bands, width, 3 + m.random.below(12));
     const Image parent = m.c.image(all);
@@ -217,10 +234,10 @@ void overlappingCopy(Maker& m, const Function& f) {
     m.c.addCall({.op = f.path, .src = {"s"}, .dst = "d"});
 }
 
-void copy(Maker& m, const Function& f) { m.random.chance(40) ? overlappingCopy(m, f) : inAndOut(m, f, m.bands()); }
+void copy(Maker& m, const Function& f) { m.random.chance(40) ? overlappingCopy(m, f) : inAndOut(m, f, bandsOf(m)); }
 
 void copyPattern(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     const std::string d = m.image("d", f.to, bands);
     const unsigned width = 1 + m.random.below(9);
     const std::string s = m.image("s", f.from, bands, width, 1 + m.random.below(6));
@@ -228,16 +245,17 @@ void copyPattern(Maker& m, const Function& f) {
 }
 
 void setValue(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     m.c.addCall({.op = f.path, .dst = m.image("d", f.to, bands), .params = {m.floats("v", constants(m, f.to, bands))}});
 }
 
-void sobel(Maker& m, const Function& f) { apart(m, f, m.bands()); }
+void sobel(Maker& m, const Function& f) { apart(m, f, bandsOf(m)); }
 
 void morphology(Maker& m, const Function& f) {
-    apart(m, f, m.bands());
-    const unsigned width = 1 + m.random.below(6);
-    const unsigned height = 1 + m.random.below(6);
+    apart(m, f, bandsOf(m));
+    const unsigned most = m.random.chance(10) ? 40 : 6;
+    const unsigned width = 1 + m.random.below(most);
+    const unsigned height = 1 + m.random.below(most);
     orvcase::Sel element{
         .name = "e", .width = width, .height = height, .keyX = m.random.below(width), .keyY = m.random.below(height)};
     const unsigned odds = m.random.pick({100U, 60U, 20U});
@@ -286,7 +304,7 @@ void addDiffusionKernel(Maker& m) {
 
 /// A quantiser's images: any bands in, an index out.
 unsigned quantised(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     const std::string d = m.image("d", f.to, 1);
     m.c.addCall({.op = f.path, .src = {m.source("s", f.from, bands, d)}, .dst = d});
     return bands;
@@ -351,7 +369,7 @@ void orderedDither(Maker& m, const Function& f) {
 Param skip(Maker& m) { return Param::l(m.random.chance(60) ? 1 : m.random.between(1, 5)); }
 
 void extrema(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     const std::string s = m.image("s", f.from, bands);
     const Param largest = m.floats("largest", Values(bands, -7));
     m.c.addCall({.op = f.path, .src = {s}, .params = {largest, m.floats("smallest", Values(bands, -7))}});
@@ -387,7 +405,7 @@ void thinOut(Maker& m, const std::string& name) {
 }
 
 void fill(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     inAndOut(m, f, bands);
     const Image source = m.c.image(onlyCall(m).src[0]);
     thinOut(m, source.parent.empty() ? source.name : source.parent);
@@ -398,7 +416,7 @@ void fill(Maker& m, const Function& f) {
 }
 
 void softFill(Maker& m, const Function& f) {
-    const unsigned bands = m.bands();
+    const unsigned bands = bandsOf(m);
     inAndOut(m, f, bands);
     const Image source = m.c.image(onlyCall(m).src[0]);
     thinOut(m, source.parent.empty() ? source.name : source.parent);
@@ -422,7 +440,7 @@ std::vector<Param> weights(Maker& m) {
 }
 
 float factor(Maker& m) {
-    if (m.random.chance(30)) return m.random.pick({0.25F, 0.5F, 1.0F, 1.5F, 2.0F, 3.0F, -1.0F});
+    if (m.random.chance(60)) return m.random.pick({2.0F, 0.5F, 2.0F, 0.5F, 0.25F, 1.0F, 1.5F, 3.0F, -1.0F});
     return m.random.real(0.2F, 2.5F);
 }
 
@@ -440,7 +458,7 @@ std::vector<Param> transform(Maker& m, const std::string& op) {
 }
 
 void geometry(Maker& m, const Function& f) {
-    apart(m, f, m.bands());
+    apart(m, f, bandsOf(m));
     if (m.random.chance(20)) m.c.image("d").io = true;
     Call& call = onlyCall(m);
     call.params = transform(m, f.path);
@@ -450,7 +468,7 @@ void geometry(Maker& m, const Function& f) {
 }
 
 void tableWarp(Maker& m, const Function& f) {
-    apart(m, f, m.bands());
+    apart(m, f, bandsOf(m));
     const bool both = f.path.starts_with("tablewarp1") || f.path.starts_with("tablewarp8");
     const std::string table = m.image("t", ORV_SHORT, both ? 2 : 1 + m.random.below(2));
     const Image made = m.c.image(table);
@@ -466,12 +484,12 @@ void tableWarp(Maker& m, const Function& f) {
 }
 
 void transpose(Maker& m, const Function& f) {
-    apart(m, f, m.bands());
+    apart(m, f, bandsOf(m));
     onlyCall(m).params = {Param::l(m.random.between(0, 6))};
 }
 
 void subsample(Maker& m, const Function& f) {
-    apart(m, f, m.bands());
+    apart(m, f, bandsOf(m));
     if (m.random.chance(20)) m.c.image("d").io = true;
     const float x = m.random.pick({0.5F, 0.25F, 0.333F, 1.0F, m.random.real(0.1F, 1)});
     onlyCall(m).params = {Param::f(x), Param::f(m.random.chance(60) ? x : m.random.real(0.1F, 1))};
@@ -482,8 +500,11 @@ void lookup(Maker& m, const Function& f) {
     inAndOut(m, f, bands);
     orvcase::Lookup table{.name = "map", .in = f.from, .out = f.to, .combined = m.random.chance(50)};
     for (unsigned b = 0; b < (table.combined ? bands : 1U); ++b) {
-        const unsigned entries = f.from == ORV_BIT ? 2 : m.random.chance(40) ? 256 : 1 + m.random.below(300);
-        const long offset = f.from == ORV_SHORT ? m.random.between(-300, 300) : m.random.between(0, 9);
+        const bool whole = f.from == ORV_SHORT && m.random.chance(12);
+        const unsigned some = m.random.chance(40) ? 256 : 1 + m.random.below(300);
+        const unsigned entries = f.from == ORV_BIT ? 2 : whole ? 65536 : some;
+        const long near = f.from == ORV_SHORT ? m.random.between(-300, 300) : m.random.between(0, 9);
+        const long offset = whole && m.random.chance(70) ? -32768 : near;
         table.tables.push_back({static_cast<short>(f.from == ORV_BIT ? 0 : offset), m.samples(f.to, entries)});
     }
     m.c.lookups.push_back(std::move(table));
@@ -599,6 +620,7 @@ const std::vector<Function>& functions() {
 
 orvcase::Case randomCall(const Function& function, std::uint64_t seed) {
     Maker maker(seed);
+    if (maker.random.chance(6)) maker.widen();
     function.make(maker, function);
     maker.c.name = "seed_" + std::to_string(seed);
     return std::move(maker.c);

@@ -31,6 +31,12 @@ Maker::Maker(std::uint64_t seed) : random(seed) {
     originY_ = static_cast<float>(random.between(-6, 6));
 }
 
+void Maker::widen() {
+    largest = 1200;
+    width_ = static_cast<unsigned>(random.between(200, largest));
+    height_ = static_cast<unsigned>(random.between(1, 6));
+}
+
 unsigned Maker::bands() { return random.pick({1u, 1u, 1u, 2u, 3u, 3u, 4u, 5u}); }
 
 unsigned Maker::size(unsigned common) {

@@ -78,6 +78,9 @@ public:
     bool parts = true; ///< sizes that differ from image to image
     unsigned largest = 70;
 
+    /// Makes the images that follow long and low: rows in which the widest steps of a kernel are taken.
+    void widen();
+
     /// 1 to 5, small counts often.
     unsigned bands();
     OrvDataType type() { return random.pick({ORV_BIT, ORV_BYTE, ORV_SHORT}); }
