@@ -32,7 +32,8 @@ buildNative() {
     [[ "$1" = *-O0 ]] && type=(-DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0)
     local compiler=g++
     [[ "$1" = clang-* ]] && compiler=clang++-19
-    build "$out/$1" -DCMAKE_CXX_COMPILER=$compiler "${type[@]}"
+    # Warnings are the suite's matter; a newer clang finds some in an older standard library.
+    build "$out/$1" -DCMAKE_CXX_COMPILER=$compiler -DORV_WERROR=OFF "${type[@]}"
 }
 
 buildForeign() {
