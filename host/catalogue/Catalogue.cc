@@ -76,11 +76,11 @@ std::string nearestName(std::string_view text, std::span<const std::string_view>
 
 const Operation& operationNamed(std::string_view name) {
     const std::string wanted = underscored(name);
+    const auto all = catalogue();
+    const auto found = std::ranges::find(all, wanted, &Operation::name);
+    if (found != all.end()) return **found;
     std::vector<std::string_view> names;
-    for (const Operation* row : catalogue()) {
-        if (row->name == wanted) return *row;
-        names.push_back(row->name);
-    }
+    for (const Operation* row : all) names.push_back(row->name);
     const std::string near = nearestName(wanted, names);
     throw Error(std::string(name), near.empty()
                                        ? fmt::format("there is no operation '{}'; 'orv list' shows all", name)

@@ -142,8 +142,8 @@ Mask resolved(const Call& call) {
     if (mask.screen.lpi <= 0) return mask;
     const double dpi = call.source().tags().dpi.x;
     if (!(dpi > 0)) {
-        call.refuse("mask", "the picture does not tell its resolution; say dot:PIXELS:ANGLE, or give it one "
-                            "(resize --dpi)");
+        call.refuse("mask", "the picture does not tell its resolution; say dot:PIXELS:ANGLE, or give it one with "
+                            "'orv copy IN -o OUT --dpi 300'");
     }
     return Mask::dot(dpi / mask.screen.lpi, mask.screen.degrees);
 }

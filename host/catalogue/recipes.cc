@@ -145,7 +145,8 @@ Size sizeWanted(const Call& call) {
     if (call.has("dpi")) {
         const Resolution& dpi = call.source().tags().dpi;
         if (!(dpi.x > 0 && dpi.y > 0))
-            call.refuse("dpi", "the picture does not tell its resolution; say --by or --size");
+            call.refuse("dpi", "the picture does not tell its resolution; say --by or --size, or give it one with "
+                               "'orv copy IN -o OUT --dpi 300'");
         x = call.number("dpi") / dpi.x;
         y = call.number("dpi") / dpi.y;
     } else {

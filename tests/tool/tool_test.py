@@ -287,6 +287,25 @@ class Limits(FileTest):
             self.assertEqual(set(os.listdir(self.folder)), before)
 
 
+@plain_build
+class Processes(FileTest):
+    def test_an_interrupted_batch_leaves_nothing_behind_and_stops(self):
+        self.orv("chart", "-o", "c.tif", "--size", "2000x2000")
+        for i in range(6):
+            os.link(self.folder / "c.tif", self.folder / f"c{i}.tif")
+        process = subprocess.Popen([ORV, "not", *(f"c{i}.tif" for i in range(6)), "-o", "out/", "--format", "png",
+                                    "--jobs", "2"], cwd=self.folder, stderr=subprocess.DEVNULL)
+        time.sleep(0.3)
+        process.terminate()
+        process.wait()
+        time.sleep(0.3)
+        left = os.listdir(self.folder / "out") if (self.folder / "out").exists() else []
+        self.assertTrue(all(name.endswith(".png") for name in left), left)
+        self.assertLess(len(left), 6)
+        time.sleep(0.5)
+        self.assertEqual(sorted(os.listdir(self.folder / "out")) if left else [], sorted(left))
+
+
 class Demo(FileTest):
     def test_every_example_runs_as_it_is_written(self):
         self.orv("demo", "shown")

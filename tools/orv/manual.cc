@@ -194,7 +194,11 @@ constexpr Topic topics[] = {
     {"files",
      "PNG, TIFF, JPEG, PNM/PAM and .npy; '-' is a standard stream (say --format for output). A file is written to a\n"
      "temporary name beside the target and renamed. --max-pixels caps what is read; --dpi, --compression and\n"
-     "--quality (JPEG, 92) say how it is written. Pictures are turned upright as they are read (--orient keep)."},
+     "--quality (JPEG, 92) say how it is written. Pictures are turned upright as they are read (--orient keep).\n"
+     "Floating-point files are mapped to 16 bits by --map LOW:HIGH."},
+    {"cases",
+     "--save-case FILE writes the device's calls of a run with all that goes in and comes out; 'orvreplay FILE' makes\n"
+     "them again and says where anything differs. Take small pictures: samples are written as text."},
     {"colours",
      "Colours are R,G,B: '255,128,0', '#ff8000', names, or one value for all bands; '50%' is of full range."},
     {"u16",

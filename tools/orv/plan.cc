@@ -4,6 +4,9 @@
 #include <csignal>
 #include <cstdio>
 #include <sys/wait.h>
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 #include <unistd.h>
 
 #include <fmt/format.h>
@@ -118,10 +121,22 @@ int runShare(const Plan& plan, const std::vector<Job>& jobs, std::size_t first, 
     return status;
 }
 
+/// Has this process interrupted when its parent ends, so that no share goes on alone.
+void endWith(pid_t parent) {
+#ifdef __linux__
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) std::raise(SIGTERM);
+#else
+    static_cast<void>(parent);
+#endif
+}
+
 /// A share of the jobs in a process of its own; the device does one call at a time in each.
 pid_t startShare(const Plan& plan, const std::vector<Job>& jobs, std::size_t first, std::size_t step, int tell) {
+    const pid_t parent = getpid();
     const pid_t child = fork();
     if (child != 0) return child;
+    endWith(parent);
     int status = 1;
     try {
         status = runShare(plan, jobs, first, step, [&] { [[maybe_unused]] const auto n = write(tell, ".", 1); });
