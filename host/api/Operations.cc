@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -98,7 +99,9 @@ void OperationsBase::checkDestination(std::string_view name, const Image& destin
 
 // Results. ------------------------------------------------------------------------------------------------------------
 
-const std::vector<double>& Measurements::operator[](std::string_view name) const {
+std::vector<double> Measurements::operator[](std::string_view name) && { return std::as_const(*this)[name]; }
+
+const std::vector<double>& Measurements::operator[](std::string_view name) const& {
     const auto found = std::ranges::find(all_, name, &Measurement::name);
     if (found != all_.end()) return found->values;
     std::string known;

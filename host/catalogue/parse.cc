@@ -1,6 +1,7 @@
 // Reads the texts that people give as parameters: one parser for each kind.
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -54,8 +55,9 @@ struct NamedColour {
     std::string_view name;
     double r, g, b;
 };
-constexpr NamedColour colours[] = {{"black", 0, 0, 0},   {"white", 255, 255, 255}, {"red", 255, 0, 0},
-                                   {"green", 0, 255, 0}, {"blue", 0, 0, 255},      {"gray", 128, 128, 128}};
+constexpr NamedColour colours[] = {{"black", 0, 0, 0},    {"white", 255, 255, 255}, {"red", 255, 0, 0},
+                                   {"green", 0, 255, 0},  {"blue", 0, 0, 255},      {"gray", 128, 128, 128},
+                                   {"cyan", 0, 255, 255}, {"magenta", 255, 0, 255}, {"yellow", 255, 255, 0}};
 
 /// Levels: numbers in the file's units; percentages and colours, which are shares of full range.
 Levels levelsOf(const std::string& text) {
@@ -68,6 +70,11 @@ Levels levelsOf(const std::string& text) {
         if (colour.name != text) continue;
         if (colour.r == colour.g && colour.g == colour.b) return {{colour.r / full}, true};
         return {{colour.r / full, colour.g / full, colour.b / full}, true};
+    }
+    if (!text.empty() && std::isalpha(static_cast<unsigned char>(text.front())) != 0) {
+        std::string names;
+        for (const NamedColour& colour : colours) names += fmt::format("{}{}", names.empty() ? "" : ", ", colour.name);
+        wanted(text, fmt::format("levels, #rrggbb or a colour ({})", names));
     }
     Levels levels;
     const std::vector<std::string> parts = split(text, ',');

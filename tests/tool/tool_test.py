@@ -107,6 +107,9 @@ class Refusals(FileTest):
         self.refused("pipe", "rgb.ppm", "-o", "out.png", "--", "not", ":", status=2, says=["step is empty"])
         self.refused("pipe", "rgb.ppm", "-o", "out.png", "--", "add", "@far", status=2, says=["@far"])
         self.refused("help", "ad", status=2, says=["did you mean 'add'"])
+        self.refused("lst", status=2, says=["did you mean 'list'"])
+        self.refused("rotate", "rgb.ppm", "-o", "out.png", "--degrees", "4", "--background", "puce", status=2,
+                     says=["puce", "#rrggbb", "white"])
 
     def test_the_device_warns_and_strict_runs_fail(self):
         self.ppm("zero.pgm", 6, 4, [0] * 24)

@@ -9,8 +9,23 @@
 
 namespace orv::tool {
 
+namespace {
+
+/// The operation that the first word names; what is near may be a command too.
+const Operation& operationOrNear(const std::string& name) {
+    std::vector<std::string_view> names;
+    for (const Command& command : commands()) names.emplace_back(command.name);
+    const std::string command = nearestName(name, names);
+    for (const Operation* row : catalogue()) names.push_back(row->name);
+    if (!command.empty() && nearestName(name, names) == command)
+        throw Usage(fmt::format("there is no operation '{}'; did you mean '{}'?", name, command));
+    return operationOf(name);
+}
+
+} // namespace
+
 int operate(const std::string& name, const Words& words) {
-    const Operation& operation = operationOf(name);
+    const Operation& operation = operationOrNear(name);
     Plan plan;
     plan.name = operation.name;
     plan.least = operation.sources;

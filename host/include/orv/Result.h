@@ -51,8 +51,9 @@ public:
     Measurements() = default;
     explicit Measurements(std::vector<Measurement> all) noexcept : all_(std::move(all)) {}
 
-    /// Throws Error where nothing of that name was measured.
-    const std::vector<double>& operator[](std::string_view name) const;
+    /// Throws Error where nothing of that name was measured. Of a temporary it is a copy, which a loop keeps alive.
+    const std::vector<double>& operator[](std::string_view name) const&;
+    std::vector<double> operator[](std::string_view name) &&;
 
     std::size_t size() const noexcept { return all_.size(); }
     auto begin() const noexcept { return all_.begin(); }
