@@ -4,8 +4,8 @@
 
 namespace orv {
 
-Error::Error(std::string op, std::string message, std::string id)
-    : std::runtime_error(std::move(message)), op_(std::move(op)), id_(std::move(id)) {}
+Error::Error(std::string op, const std::string& message, std::string id)
+    : std::runtime_error(message), op_(std::move(op)), id_(std::move(id)) {}
 
 Error::~Error() = default;
 

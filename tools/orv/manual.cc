@@ -200,7 +200,8 @@ constexpr Topic topics[] = {
      "--save-case FILE writes the device's calls of a run with all that goes in and comes out; 'orvreplay FILE' makes\n"
      "them again and says where anything differs. Take small pictures: samples are written as text."},
     {"colours",
-     "Colours are R,G,B: '255,128,0', '#ff8000', names, or one value for all bands; '50%' is of full range."},
+     "Colours are R,G,B: '255,128,0', '#ff8000', or one value for all bands; '50%' is of full range. Names: black,\n"
+     "white, gray, red, green, blue, cyan, magenta, yellow."},
     {"u16",
      "Unsigned 16-bit pictures lie in memory less 32768 and come back as they were. Where an operation would be wrong\n"
      "on shifted samples it says so: --u16 exact takes the values themselves (up to 32767), half halves them,\n"

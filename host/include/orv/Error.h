@@ -13,7 +13,7 @@ class ORV_API Error : public std::runtime_error {
 public:
     /// `op` is the operation ("convolve"), or "read", "write" for files; `id` the device's message id ("di-9"), empty
     /// where the call was refused before it reached the device.
-    Error(std::string op, std::string message, std::string id = {});
+    Error(std::string op, const std::string& message, std::string id = {});
     ~Error() override;
 
     const std::string& op() const noexcept { return op_; }
