@@ -12,80 +12,47 @@ namespace orv {
 
 // Options that were given. --------------------------------------------------------------------------------------------
 
-void GivenOptions::put(const char* name, Value value) { arguments_.push_back({name, std::move(value)}); }
-
-GivenOptions& GivenOptions::add(const char* name, double value) {
-    put(name, value);
+GivenOptions& GivenOptions::put(const char* name, bool given, Value value) {
+    if (given) arguments_.push_back({name, std::move(value)});
     return *this;
 }
 
+GivenOptions& GivenOptions::add(const char* name, double value) { return put(name, true, value); }
 GivenOptions& GivenOptions::add(const char* name, const Numbers& value) {
-    if (!value.values.empty()) put(name, value.values);
-    return *this;
+    return put(name, !value.values.empty(), value.values);
 }
-
 GivenOptions& GivenOptions::add(const char* name, const Levels& value) {
-    if (!value.values.empty()) put(name, value);
-    return *this;
+    return put(name, !value.values.empty(), value);
 }
-
 GivenOptions& GivenOptions::add(const char* name, const std::vector<Levels>& value) {
-    if (!value.empty()) put(name, value);
-    return *this;
+    return put(name, !value.empty(), value);
 }
-
 GivenOptions& GivenOptions::add(const char* name, const std::vector<Point>& value) {
-    if (!value.empty()) put(name, value);
-    return *this;
+    return put(name, !value.empty(), value);
 }
-
-GivenOptions& GivenOptions::add(const char* name, const std::string& value) {
-    if (!value.empty()) put(name, value);
-    return *this;
-}
-
+GivenOptions& GivenOptions::add(const char* name, const std::string& value) { return put(name, !value.empty(), value); }
 GivenOptions& GivenOptions::add(const char* name, const Size& value) {
-    if (value != Size{}) put(name, std::vector<double>{double(value.width), double(value.height)});
-    return *this;
+    return put(name, value != Size{}, std::vector<double>{double(value.width), double(value.height)});
 }
-
-GivenOptions& GivenOptions::add(const char* name, const Kernel& value) {
-    if (!value.taps.empty()) put(name, value);
-    return *this;
-}
-
+GivenOptions& GivenOptions::add(const char* name, const Kernel& value) { return put(name, !value.taps.empty(), value); }
 GivenOptions& GivenOptions::add(const char* name, const Element& value) {
-    if (!value.members.empty()) put(name, value);
-    return *this;
+    return put(name, !value.members.empty(), value);
 }
-
-GivenOptions& GivenOptions::add(const char* name, const Palette& value) {
-    if (value != Palette{}) put(name, value);
-    return *this;
-}
-
-GivenOptions& GivenOptions::add(const char* name, const Mask& value) {
-    if (value != Mask{}) put(name, value);
-    return *this;
-}
-
+GivenOptions& GivenOptions::add(const char* name, const Palette& value) { return put(name, value != Palette{}, value); }
+GivenOptions& GivenOptions::add(const char* name, const Mask& value) { return put(name, value != Mask{}, value); }
 GivenOptions& GivenOptions::add(const char* name, const Table& value) {
-    if (!value.samples.empty()) put(name, value);
-    return *this;
+    return put(name, !value.samples.empty(), value);
 }
 
 GivenOptions& GivenOptions::add(const char* name, const Warp& value) {
-    if (const auto* image = std::get_if<Image>(&value)) {
-        if (*image) put(name, *image);
-        return *this;
-    }
-    return add(name, std::get<std::string>(value));
+    const auto* image = std::get_if<Image>(&value);
+    return image != nullptr ? put(name, static_cast<bool>(*image), *image) : add(name, std::get<std::string>(value));
 }
 
 // Calls. --------------------------------------------------------------------------------------------------------------
 
-Result OperationsBase::run(std::string_view name, std::span<const Image> sources, Arguments arguments, const Roi& roi,
-                           const Image& destination) {
+Result OperationsBase::run(std::string_view name, std::span<const Image> sources, const Arguments& arguments,
+                           const Roi& roi, const Image& destination) {
     // Every object of operations is the first part of a session.
     auto& session = static_cast<Session&>(*this);
     Result result = session.apply(name, sources, arguments, {.destination = destination, .roi = roi});

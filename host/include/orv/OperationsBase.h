@@ -44,7 +44,7 @@ public:
     Arguments take() { return std::move(arguments_); }
 
 private:
-    void put(const char* name, Value value);
+    GivenOptions& put(const char* name, bool given, Value value);
 
     Arguments arguments_;
 };
@@ -67,17 +67,18 @@ protected:
     ~OperationsBase() = default;
 
     /// Runs an operation; what it says beside its result goes where the session's notices go. Throws Error.
-    Result run(std::string_view name, std::span<const Image> sources, Arguments arguments, const Roi& roi,
+    Result run(std::string_view name, std::span<const Image> sources, const Arguments& arguments, const Roi& roi,
                const Image& destination = {});
-    Result run(std::string_view name, Sources sources, Arguments arguments, const Roi& roi,
+    Result run(std::string_view name, Sources sources, const Arguments& arguments, const Roi& roi,
                const Image& destination = {}) {
-        return run(name, std::span(sources.begin(), sources.size()), std::move(arguments), roi, destination);
+        return run(name, std::span(sources.begin(), sources.size()), arguments, roi, destination);
     }
     /// The same on a destination that must be an image.
     template <class S>
-    void write(std::string_view name, const S& sources, const Image& destination, Arguments arguments, const Roi& roi) {
+    void write(std::string_view name, const S& sources, const Image& destination, const Arguments& arguments,
+               const Roi& roi) {
         checkDestination(name, destination);
-        run(name, sources, std::move(arguments), roi, destination);
+        run(name, sources, arguments, roi, destination);
     }
 
     /// Calls a function that may throw.
