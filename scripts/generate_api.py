@@ -47,7 +47,7 @@ RESERVED = {"and", "or", "not", "xor", "auto"}
 # What operations give: the type, and what of the result it is.
 GIVES = {
     "image": ("Image", "{}.image"), "images": ("std::vector<Image>", "{}.images"),
-    "palette": ("Palette", "{}.palette.value()"), "table": ("Table", "{}.table.value()"), "measurements": ("Measurements", "Measurements({}.measurements)"),
+    "palette": ("Palette", "taken({}.palette)"), "table": ("Table", "taken({}.table)"), "measurements": ("Measurements", "Measurements({}.measurements)"),
 }
 
 

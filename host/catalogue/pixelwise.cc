@@ -534,6 +534,9 @@ constexpr Operation rows[] = {
      .prepare = blackGeneration},
     {.name = "color_convert",
      .help = "from one colour space to another",
+     .details =
+         "Colours are taken for rgb709, whose curve is not that of sRGB, unless the source is said to be srgb. 8 "
+         "bits of linear light lose dark levels: take 16.",
      .group = "conversion",
      .types = Types::bytesAndShorts,
      .parameters = colourParameters,

@@ -224,6 +224,9 @@ def black_generation(a: Picture, *, black: float = 1, undercolor: float = 1, roi
 def color_convert(a: Picture, to: Literal['rgblinear', 'rgb709', 'photoycc', 'ycc601', 'ycc709', 'ylinear', 'y601', 'y709', 'cmy', 'cmyk', 'srgb'], *, from_: Literal['rgblinear', 'rgb709', 'photoycc', 'ycc601', 'ycc709', 'ylinear', 'y601', 'y709', 'cmy', 'cmyk', 'srgb'] | None = None, roi: Roi | None = None, out: Array | None = None, order: Literal["rgb", "bgr"] = "rgb", encoding: str | None = None) -> Array:
     """From one colour space to another.
 
+    Colours are taken for rgb709, whose curve is not that of sRGB, unless the source is said to be srgb.
+    8 bits of linear light lose dark levels: take 16.
+
     from_: the space of the source; told by its encoding where it can be
     to: the space of the result
     """

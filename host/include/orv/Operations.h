@@ -1579,7 +1579,7 @@ public:
 
     /// The colours that represent a picture best.
     Palette choose_colormap(const Image& source, const ChooseColormapOptions& options = {}) {
-        return run("choose_colormap", Sources{source}, options.arguments(), options.roi).palette.value();
+        return taken(run("choose_colormap", Sources{source}, options.arguments(), options.roi).palette);
     }
     Outcome<Palette> try_choose_colormap(const Image& source, const ChooseColormapOptions& options = {}) noexcept {
         return tried([&] { return choose_colormap(source, options); });
@@ -1604,7 +1604,7 @@ public:
 
     /// A table that packs the levels in use into a run without gaps.
     Table squeeze_range(const Image& source, const PlainOptions& options = {}) {
-        return run("squeeze_range", Sources{source}, options.arguments(), options.roi).table.value();
+        return taken(run("squeeze_range", Sources{source}, options.arguments(), options.roi).table);
     }
     Outcome<Table> try_squeeze_range(const Image& source, const PlainOptions& options = {}) noexcept {
         return tried([&] { return squeeze_range(source, options); });

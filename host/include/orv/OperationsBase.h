@@ -81,6 +81,13 @@ protected:
         run(name, sources, arguments, roi, destination);
     }
 
+    /// What an operation that succeeded has made.
+    template <class T>
+    static T taken(std::optional<T>&& made) {
+        if (!made) throw Error("call", "nothing was made");
+        return std::move(*made);
+    }
+
     /// Calls a function that may throw.
     template <class Function>
     static auto tried(const Function& function) noexcept {
