@@ -1213,7 +1213,8 @@ public:
         return tried([&] { black_generation(source, destination, options); });
     }
 
-    /// From one colour space to another.
+    /// From one colour space to another. Colours are taken for rgb709, whose curve is not that of sRGB, unless the
+    /// source is said to be srgb. 8 bits of linear light lose dark levels: take 16.
     Image color_convert(const Image& source, const ColorConvertOptions& options) {
         return run("color_convert", Sources{source}, options.arguments(), options.roi).image;
     }
