@@ -151,33 +151,28 @@ int printUncovered() {
     return missing.empty() ? 0 : 1;
 }
 
-long heap() {
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<long>(info.uordblks + info.hblkhd);
-}
-
-/// Memory of the process that is in use, in bytes.
-long resident() {
-    std::ifstream file("/proc/self/statm");
-    long total = 0;
-    long pages = 0;
-    file >> total >> pages;
-    constexpr long pageSize = 4096;
-    return pages * pageSize;
+/// Memory that the process has written to, in bytes; what was given back is out of it.
+long written() {
+    malloc_trim(0);
+    std::ifstream file("/proc/self/status");
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("RssAnon:")) return std::atol(line.c_str() + std::strlen("RssAnon:")) * 1024;
+    }
+    return 0;
 }
 
 void printRetained() {
     for (const Measurement* row : wanted()) {
-        const long before = heap();
+        const long before = written();
         row->prepare().orv();
-        std::printf("%-30s %10ld\n", row->name.c_str(), heap() - before);
+        std::printf("%-30s %10ld\n", row->name.c_str(), written() - before);
     }
 }
 
 void printLoad() {
-    const long before = resident();
+    const long before = written();
     const double took = milliseconds([] { session(); });
-    std::printf("%s %.3f ms %ld bytes\n", session().device()->build().c_str(), took, resident() - before);
+    std::printf("%s %.3f ms %ld bytes\n", session().device()->build().c_str(), took, written() - before);
 }
 
 void cutUp(orv::host::Image& image, const Layout& layout) {

@@ -144,7 +144,7 @@ def table(rows, limits):
             cells += [time_shown(row, side), shown(row.ratio(side), peer if side == LARGE else min(peer, 1.0)),
                       shown(row.copy(side), copy)]
         goals = ", ".join(([f"{peer:g} of the peer"] if peer else []) + ([f"{copy:g} of memcpy"] if copy else []))
-        missed = limit_of(limits, row) or "not yet known" if row.missed() else ""
+        missed = limit_of(limits, row) or "not yet found" if row.missed() else ""
         lines.append("| " + " | ".join([row.name, *cells, row.peer(), goals, missed]) + " |")
     return "\n".join(lines)
 
@@ -154,7 +154,7 @@ def layouts(rows, limits):
     for row in rows:
         goal = row.goals()[0]
         name, word = row.name.rsplit(" ", 1)
-        missed = limit_of(limits, row) or "not yet known" if row.missed() else ""
+        missed = limit_of(limits, row) or "not yet found" if row.missed() else ""
         lines.append(f"| {name} | {LAYOUTS[word]} | {shown(row.ratio(LARGE), goal)} | {shown(row.ratio(SMALL), goal)} | "
                      f"{goal:.2f} | {missed} |")
     return "\n".join(lines)
@@ -281,20 +281,21 @@ def scaling(folder):
 
 
 def costs(folder):
-    lines = ["| build | file | code | tables | opened in | memory when opened |", "|---|--:|--:|--:|--:|--:|"]
+    lines = ["| build | file | code and constants | room for tables | opened in | memory when opened |",
+             "|---|--:|--:|--:|--:|--:|"]
     for line in (folder / "modules.txt").read_text().splitlines():
         build, size, text, data, bss, opened, resident = line.split()
-        lines.append(f"| {build} | {int(size) / 1e6:.2f} MB | {int(text) / 1e6:.2f} MB | {(int(data) + int(bss)) / 1e3:.0f} kB | "
+        lines.append(f"| {build} | {int(size) / 1e6:.2f} MB | {int(text) / 1e6:.2f} MB | {(int(data) + int(bss)) / 1e6:.1f} MB | "
                      f"{float(opened):.1f} ms | {int(resident) / 1e6:.1f} MB |")
     kept = {}
     for line in (folder / "retained.txt").read_text().splitlines():
         name, amount = line.rsplit(None, 1)
         function = name.split(" ")[0]
-        kept[function] = max(kept.get(function, 0), int(amount))
-    held = sorted(((amount, name) for name, amount in kept.items() if amount >= 1024), reverse=True)
+        kept[function] = kept.get(function, 0) + max(int(amount), 0)
+    held = sorted(((amount, name) for name, amount in kept.items() if amount >= 20000), reverse=True)
     caches = ["| function | kept after its first call |", "|---|--:|"]
     caches += [f"| {name} | {amount / 1e3:.0f} kB |" for amount, name in held]
-    total = sum(max(amount, 0) for amount in kept.values())
+    total = sum(kept.values())
     return "\n".join(lines), "\n".join(caches), total
 
 
@@ -355,8 +356,8 @@ Functions that do little for a byte follow memcpy, whose own cost is in the last
 
 {modules}
 
-Tables that functions keep for their next call, by the memory in use after a first call and before it ({kept / 1e6:.1f} MB if all of
-them are called):
+Tables have their room in the module, which costs nothing before they are made, or are taken from the heap. What a function's first
+call leaves behind, by the pages written to, {kept / 1e6:.1f} MB if all of them are called; those of 20 kB and more:
 
 {caches}
 """)

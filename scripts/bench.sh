@@ -73,7 +73,7 @@ for level in baseline v3 v4; do
     read -r text data bss _ < <(size "$module" | tail -1)
     echo "$level $(stat -Lc %s "$module") $text $data $bss $took $resident" >>"$measured/modules.txt"
 done
-measure "$bin/orvbench" --side 512 --retained >"$measured/retained.txt"
+measure "$bin/orvbench" --side 64 --retained >"$measured/retained.txt"
 "$bin/orvbench" --uncovered >"$measured/uncovered.txt" || true
 
 "$python" bench/report.py "$measured"
