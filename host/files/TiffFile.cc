@@ -40,8 +40,11 @@ TiffHandle openTiffFile(std::FILE* file, const char* mode) {
     TIFFSetErrorHandler(onError);
     TIFFSetWarningHandler(nullptr);
     complaint.clear();
-    // libtiff closes its descriptor, and the file keeps its own.
-    return TiffHandle(TIFFFdOpen(dup(fileno(file)), "picture", mode));
+    // libtiff closes its descriptor, and the file keeps its own. What cannot be opened is left to the caller to close.
+    const int descriptor = dup(fileno(file));
+    TiffHandle tiff(TIFFFdOpen(descriptor, "picture", mode));
+    if (!tiff && descriptor >= 0) close(descriptor);
+    return tiff;
 }
 
 struct CompressionName {
