@@ -35,8 +35,8 @@ private:
         return bands <= 256 ? vector : 1;
     }
 
-    // Room for a vector that starts at the last sample.
-    alignas(64) inline static T samples_[capacity + 16];
+    // Room for two vectors that start at the last sample.
+    alignas(64) inline static T samples_[capacity + 128 / sizeof(T)];
 
     std::size_t period_;
 };

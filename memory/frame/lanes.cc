@@ -54,6 +54,19 @@ void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, c
     for (std::size_t i = 0; i < samples; ++i) to[i] = table[from[i]];
 }
 
+void mapBytes(std::int16_t* to, const std::uint8_t* from, std::size_t samples, const std::int16_t* table) noexcept {
+    for (std::size_t i = 0; i < samples; ++i) to[i] = table[from[i]];
+}
+
+void mapThreeBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels,
+                   const std::uint8_t* const* tables) noexcept {
+    for (std::size_t i = 0; i < 3 * pixels; i += 3) {
+        to[i] = tables[0][from[i]];
+        to[i + 1] = tables[1][from[i + 1]];
+        to[i + 2] = tables[2][from[i + 2]];
+    }
+}
+
 } // namespace plain
 
 namespace {
@@ -285,11 +298,12 @@ private:
 
 namespace {
 
-/// Whole vectors by permutations of bytes; how many samples that were. Results that no cache would keep go past it:
-/// fetching their lines only to overwrite them costs a third of the time.
+/// Results that no cache would keep go past it: fetching their lines only to overwrite them costs a third of the time.
+constexpr std::size_t beyondCaches = std::size_t{4} << 20;
+
+/// Whole vectors by permutations of bytes; how many samples that were.
 [[gnu::target("avx512vbmi")]] std::size_t permuteBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples,
                                                        const std::uint8_t* table) noexcept {
-    constexpr std::size_t beyondCaches = std::size_t{4} << 20;
     const Raw quarters[4] = {load<Raw>(table), load<Raw>(table + 64), load<Raw>(table + 128), load<Raw>(table + 192)};
     const auto entries = [&](Raw index) __attribute__((target("avx512vbmi"))) {
         const Raw low = _mm512_permutex2var_epi8(quarters[0], index, quarters[1]);
@@ -309,6 +323,78 @@ namespace {
     return i;
 }
 
+/// The same for a table of shorts, as one of low and one of high bytes.
+[[gnu::target("avx512vbmi")]] std::size_t permuteToShorts(std::int16_t* to, const std::uint8_t* from,
+                                                          std::size_t samples, const std::int16_t* table) noexcept {
+    alignas(64) std::uint8_t bytes[2][256];
+    for (int i = 0; i < 256; ++i) {
+        bytes[0][i] = static_cast<std::uint8_t>(table[i]);
+        bytes[1][i] = static_cast<std::uint8_t>(table[i] >> 8);
+    }
+    Raw quarters[2][4];
+    for (int half = 0; half < 2; ++half) {
+        for (int quarter = 0; quarter < 4; ++quarter) {
+            quarters[half][quarter] = load<Raw>(bytes[half] + quarter * vectorBytes);
+        }
+    }
+    // Unpacking takes turns with the quarters of a vector.
+    const Raw order = _mm512_set_epi64(7, 3, 6, 2, 5, 1, 4, 0);
+    std::size_t i = 0;
+    for (; i + vectorBytes <= samples; i += vectorBytes) {
+        const Raw index = _mm512_maskz_permutexvar_epi64(0xff, order, load<Raw>(from + i));
+        Raw found[2];
+        for (int half = 0; half < 2; ++half) {
+            const Raw low = _mm512_permutex2var_epi8(quarters[half][0], index, quarters[half][1]);
+            const Raw high = _mm512_permutex2var_epi8(quarters[half][2], index, quarters[half][3]);
+            found[half] = _mm512_mask_mov_epi8(low, _mm512_movepi8_mask(index), high);
+        }
+        store(to + i, _mm512_unpacklo_epi8(found[0], found[1]));
+        store(to + i + vectorBytes / 2, _mm512_unpackhi_epi8(found[0], found[1]));
+    }
+    return i;
+}
+
+/// The bytes of each of three vectors of pixels that are a band's.
+struct BandMasks {
+    std::uint64_t of[3][3]; // [vector][band]
+
+    constexpr BandMasks() noexcept : of{} {
+        for (unsigned byte = 0; byte < 3 * vectorBytes; ++byte) {
+            of[byte / vectorBytes][byte % 3] |= std::uint64_t{1} << (byte % vectorBytes);
+        }
+    }
+};
+constexpr BandMasks bandMasks;
+
+/// Three vectors of pixels at a time; how many pixels that were. Each table takes the place of its band's samples, the
+/// other bands' wait for theirs.
+[[gnu::target("avx512vbmi")]] std::size_t permuteThreeBands(std::uint8_t* to, const std::uint8_t* from,
+                                                            std::size_t pixels,
+                                                            const std::uint8_t* const* tables) noexcept {
+    Raw quarters[3][4];
+    for (int band = 0; band < 3; ++band) {
+        for (int quarter = 0; quarter < 4; ++quarter) {
+            quarters[band][quarter] = load<Raw>(tables[band] + quarter * vectorBytes);
+        }
+    }
+    std::size_t done = 0;
+    for (; done + vectorBytes <= pixels; done += vectorBytes) {
+        for (int vector = 0; vector < 3; ++vector) {
+            const std::size_t at = 3 * done + vector * vectorBytes;
+            const Raw samples = load<Raw>(from + at);
+            Raw low = samples;
+            Raw high = samples;
+            for (int band = 0; band < 3; ++band) {
+                const __mmask64 own = bandMasks.of[vector][band];
+                low = _mm512_mask2_permutex2var_epi8(quarters[band][0], low, own, quarters[band][1]);
+                high = _mm512_mask2_permutex2var_epi8(quarters[band][2], high, own, quarters[band][3]);
+            }
+            store(to + at, _mm512_mask_mov_epi8(low, _mm512_movepi8_mask(samples), high));
+        }
+    }
+    return done;
+}
+
 } // namespace
 
 void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept {
@@ -326,10 +412,40 @@ void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, c
     plain::mapBytes(to + i, from + i, samples - i, table);
 }
 
+void mapBytes(std::int16_t* to, const std::uint8_t* from, std::size_t samples, const std::int16_t* table) noexcept {
+    constexpr std::size_t worthwhile = 1024;
+    const bool permuted = bytePermutation && samples >= worthwhile;
+    const std::size_t done = permuted ? permuteToShorts(to, from, samples, table) : 0;
+    plain::mapBytes(to + done, from + done, samples - done, table);
+}
+
+void mapThreeBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels,
+                   const std::uint8_t* const* tables) noexcept {
+    constexpr std::size_t chunk = 2048;
+    std::size_t done = bytePermutation ? permuteThreeBands(to, from, pixels, tables) : 0;
+    // Where tables fit into vectors of words alone it pays to take the bands apart.
+    std::uint8_t bands[3][chunk];
+    for (; done + chunk <= pixels; done += chunk) {
+        splitBands(from + 3 * done, bands[0], bands[1], bands[2], chunk);
+        for (int band = 0; band < 3; ++band) mapBytes(bands[band], bands[band], chunk, tables[band]);
+        joinBands(bands[0], bands[1], bands[2], to + 3 * done, chunk);
+    }
+    plain::mapThreeBands(to + 3 * done, from + 3 * done, pixels - done, tables);
+}
+
 #else
 
 void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept {
     plain::mapBytes(to, from, samples, table);
+}
+
+void mapBytes(std::int16_t* to, const std::uint8_t* from, std::size_t samples, const std::int16_t* table) noexcept {
+    plain::mapBytes(to, from, samples, table);
+}
+
+void mapThreeBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels,
+                   const std::uint8_t* const* tables) noexcept {
+    plain::mapThreeBands(to, from, pixels, tables);
 }
 
 #endif

@@ -246,6 +246,34 @@ inline F32 multiplyAddInDouble(F32 a, F32 b, F32 c) noexcept {
 
 inline F32 toFloat(I32 v) noexcept { return __builtin_convertvector(v, F32); }
 
+// As many samples as a vector has integers, widened; and integers in their range narrowed to samples.
+
+template <class T>
+struct Narrow {
+    using type [[gnu::vector_size(count<std::int32_t> * sizeof(T))]] = T;
+};
+template <class T>
+inline I32 integersOf(const T* from) noexcept {
+#if defined(__AVX512BW__)
+    // The plain conversion takes such a vector apart.
+    constexpr __mmask16 all = 0xffff;
+    if constexpr (sizeof(T) == 1) return (I32)_mm512_maskz_cvtepu8_epi32(all, load<__m128i>(from));
+    if constexpr (sizeof(T) == 2) return (I32)_mm512_maskz_cvtepi16_epi32(all, load<__m256i>(from));
+#else
+    return __builtin_convertvector(load<typename Narrow<T>::type>(from), I32);
+#endif
+}
+template <class T>
+inline void storeIntegers(T* to, I32 v) noexcept {
+#if defined(__AVX512BW__)
+    constexpr __mmask16 all = 0xffff;
+    if constexpr (sizeof(T) == 1) store(to, _mm512_maskz_cvtepi32_epi8(all, (Raw)v));
+    if constexpr (sizeof(T) == 2) store(to, _mm512_maskz_cvtepi32_epi16(all, (Raw)v));
+#else
+    store(to, __builtin_convertvector(v, typename Narrow<T>::type));
+#endif
+}
+
 /// Half added away from zero and truncated, clamped to low..high; NaN gives 0.
 inline I32 rounded(F32 v, float low, float high) noexcept {
     const F32 half = v >= 0 ? 0.5F - F32{} : -0.5F - F32{};
@@ -279,14 +307,31 @@ inline bool any(V v) noexcept {
     return all != 0;
 }
 
-// Rows of samples: `op` is given vectors of T while there are enough samples, then single ones. A source may be the
-// destination itself. The answer is the operation, with what it has noted on its way.
+/// Whether some sample is 0.
+inline bool holdsZero(I16 v) noexcept {
+#if defined(__AVX512BW__)
+    return _mm512_testn_epi16_mask((Raw)v, (Raw)v) != 0;
+#else
+    return any(v == 0);
+#endif
+}
+
+// Rows of samples: `op` is given vectors of T, some samples twice, or single ones where there are too few for a vector.
+// A source may be the destination itself. The answer is the operation, with what it has noted on its way.
 
 template <class T, class Op, class... Sources>
 inline Op mapRow(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
-    std::size_t i = 0;
-    for (; i + count<T> <= samples; i += count<T>) store<Vec<T>>(to + i, op(load<Vec<T>>(from + i)...));
-    for (; i < samples; ++i) to[i] = static_cast<T>(op(from[i]...));
+    constexpr std::size_t n = count<T>;
+    if (samples < n) {
+        for (std::size_t i = 0; i < samples; ++i) to[i] = static_cast<T>(op(from[i]...));
+        return op;
+    }
+    // The last vector overlaps the one before it where no whole number of them fits: it is made first, since the row
+    // may be its own source.
+    const std::size_t end = samples - n;
+    const Vec<T> last = op(load<Vec<T>>(from + end)...);
+    for (std::size_t i = 0; i < end; i += n) store<Vec<T>>(to + i, op(load<Vec<T>>(from + i)...));
+    store<Vec<T>>(to + end, last);
     return op;
 }
 
@@ -310,6 +355,10 @@ void gatherBits(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) n
 
 /// to[i] = table[from[i]], with a table of 256 entries. `to` may be `from`.
 void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept;
+void mapBytes(std::int16_t* to, const std::uint8_t* from, std::size_t samples, const std::int16_t* table) noexcept;
+/// The same for pixels of three bands, each with its own table.
+void mapThreeBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels,
+                   const std::uint8_t* const* tables) noexcept;
 
 namespace plain {
 void spreadBits(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) noexcept;
@@ -319,6 +368,9 @@ void splitBands(const std::uint8_t* from, std::uint8_t* band0, std::uint8_t* ban
 void joinBands(const std::uint8_t* band0, const std::uint8_t* band1, const std::uint8_t* band2, std::uint8_t* to,
                std::size_t pixels) noexcept;
 void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept;
+void mapBytes(std::int16_t* to, const std::uint8_t* from, std::size_t samples, const std::int16_t* table) noexcept;
+void mapThreeBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels,
+                   const std::uint8_t* const* tables) noexcept;
 
 template <class T>
 inline I32 gather(const T* base, I32 index) noexcept {

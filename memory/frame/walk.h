@@ -87,16 +87,29 @@ void walkPlacedRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Ope
                  const_cast<void*>(static_cast<const void*>(&kernel)), Runs::rowByRow);
 }
 
+/// Whether the rows of a rectangle of BIT images touch, so that those of a plane are one run whose bits can be counted.
+template <class... Rasters>
+bool bitRowsTouch(const Rect& rect, const Rasters&... rasters) noexcept {
+    constexpr std::uint64_t limit = 1U << 31;
+    if (std::uint64_t{rect.width} * rect.height >= limit) return false;
+    return (
+        (rasters.stride * 8 == static_cast<std::ptrdiff_t>(rect.width) && rasters.bit(rect.x, rect.y, 0).offset == 0) &&
+        ...);
+}
+
 /// Runs `kernel(BitPosition d, BitPosition... s, unsigned length, unsigned band)` over the rows of BIT images:
-/// rectangles, then bands, then rows.
+/// rectangles, then bands, then rows, which are one where they touch.
 template <class Kernel, class... Sources>
 void walkBitRows(RectCursor& rects, unsigned bands, Kernel&& kernel, const Raster& destination,
                  const Sources&... sources) noexcept {
     for (Rect rect{}; rects.next(rect);) {
+        const bool touch = bitRowsTouch(rect, destination, sources...);
+        const long rows = touch ? 1 : static_cast<long>(rect.height);
+        const unsigned length = touch ? rect.width * rect.height : rect.width;
         for (unsigned band = 0; band < bands; ++band) {
-            for (long row = 0; row < static_cast<long>(rect.height); ++row) {
-                kernel(destination.bit(rect.x, rect.y + row, band), sources.bit(rect.x, rect.y + row, band)...,
-                       rect.width, band);
+            for (long row = 0; row < rows; ++row) {
+                kernel(destination.bit(rect.x, rect.y + row, band), sources.bit(rect.x, rect.y + row, band)..., length,
+                       band);
             }
         }
     }

@@ -106,26 +106,33 @@ public:
     }
 
     lanes::I16 operator()(lanes::I16 a, lanes::I16 b) noexcept {
-        const lanes::I16 zero = b == 0;
-        zeros_ |= zero;
         const lanes::Pair<lanes::I32> wideA = lanes::widen(a);
-        const lanes::Pair<lanes::I32> wideB = lanes::widen(b | (zero & 1));
+        const lanes::Pair<lanes::I32> wideB = lanes::widen(b);
         const lanes::I16 quotient =
             lanes::narrow(lanes::Pair<lanes::I32>{half(wideA.first, wideB.first), half(wideA.second, wideB.second)});
+        if (!lanes::holdsZero(b)) return quotient;
+        zeroMet_ = true;
         const lanes::I16 limit = (a > 0) ? 32767 - lanes::I16{} : (a < 0) & -32768;
-        return zero ? limit : quotient;
+        return b == 0 ? limit : quotient;
     }
 
-    bool zeroMet() const noexcept { return zeroMet_ || lanes::any(zeros_); }
+    bool zeroMet() const noexcept { return zeroMet_; }
 
 private:
+    /// a times an estimate of 1 / b, the half added by sign. The rounded single-precision quotient is that of the exact
+    /// one, which keeps 1 / (2b) away from the next integers and halves unless it is one: an estimate that is refined,
+    /// and greater by 2^-20 for the halves, stays on the right side for every pair.
     static lanes::I32 half(lanes::I32 a, lanes::I32 b) noexcept {
-        const lanes::F32 quotient = lanes::toFloat(a) / lanes::toFloat(b);
-        return lanes::truncate(quotient + (quotient >= 0 ? 0.5F - lanes::F32{} : -0.5F - lanes::F32{}));
+        constexpr float greater = 1.0F + 0x1p-20F;
+        const lanes::F32 divisor = lanes::toFloat(b);
+        const lanes::F32 estimate = lanes::reciprocalEstimate(divisor);
+        const lanes::F32 error = lanes::multiplyAdd(-divisor, estimate, greater - lanes::F32{});
+        const lanes::F32 quotient = lanes::toFloat(a) * lanes::multiplyAdd(estimate, error, estimate);
+        constexpr std::uint32_t oneHalf = 0x3f000000;
+        return lanes::truncate(quotient + (lanes::F32)(((lanes::U32)quotient & 0x80000000U) | oneHalf));
     }
 
     bool zeroMet_ = false;
-    lanes::I16 zeros_{};
 };
 
 constexpr Failure divisionByZero{"di-171", 4, 1};

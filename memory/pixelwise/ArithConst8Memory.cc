@@ -10,6 +10,7 @@
 #include "memory/frame/numbers.h"
 #include "memory/frame/walk.h"
 #include "memory/pixelwise/constants.h"
+#include "memory/pixelwise/lookup_utils.h"
 #include "memory/pixelwise/row_actions.h"
 
 namespace {
@@ -97,18 +98,19 @@ void subtractFromBytes(Frame& frame, const std::int32_t* values) noexcept {
     });
 }
 
-/// The quotients of constants and samples; a divisor of 0 gives the limit of the constant's sign, or 0.
+/// The quotient of a constant and a sample; a divisor of 0 gives the limit of the constant's sign, or 0.
 template <class T>
-struct Quotient {
-    using Lanes = FloatLanes<T>;
-    using Floats = typename Lanes::Floats;
+T quotientOf(float c, int divisor) noexcept {
+    if (divisor != 0) return roundTo<T>(c / static_cast<float>(divisor));
+    if (c == 0) return T{0};
+    return static_cast<T>(c < 0 && lowest<T> < 0 ? lowest<T> : highest<T>);
+}
 
-    typename Lanes::Samples operator()(Floats divisor, Floats c) const noexcept {
-        const Floats zero = {};
-        constexpr float negative = lowest<T> < 0 ? lowest<T> : highest<T>;
-        const Floats limit = c == zero ? zero : (c < zero ? negative + zero : highest<T> + zero);
-        return Lanes::round(divisor == zero ? limit : c / (divisor == zero ? zero + 1.0F : divisor));
-    }
+constexpr auto quotientsOf = [](lanes::F32 divisor, lanes::F32 c) noexcept {
+    using Short = std::int16_t;
+    const lanes::F32 zero = {};
+    const lanes::F32 limit = c == zero ? zero : (c < zero ? lowest<Short> + zero : highest<Short> + zero);
+    return divisor == zero ? limit : c / (divisor == zero ? zero + 1.0F : divisor);
 };
 
 template <class T>
@@ -118,29 +120,50 @@ bool holdsZero(const T* s, std::size_t samples) noexcept {
     return zeros != 0;
 }
 
-/// Float results of the samples and the constants: `op` works on FloatLanes<T>; `look(s, samples)` sees each run before
-/// it may be overwritten.
-template <class T, class Op, class Look>
-void eachResult(Frame& frame, OrvOp* op, Op result, Look look) noexcept {
-    const float* constants = constantsOf(op);
-    const unsigned bands = commonBands(frame[dst], frame[src1]);
-    const BandPattern<float> pattern(bands, [&](unsigned band) { return constantOf(constants[band]); });
+/// Divides as `kernel(d, s, samples)` does, and tells of a divisor of 0 when every pixel has been written: the op has
+/// succeeded then.
+template <class T, class Kernel>
+void divideRuns(Frame& frame, unsigned bands, const char* file, Kernel kernel) noexcept {
+    bool zero = false;
+    // Whole pixels that stay in the first cache between the two.
+    const std::size_t chunk = std::max<std::size_t>(1, 8192 / bands) * bands;
     walkSamples<T>(frame, bands, [&](T* d, const T* s, std::size_t samples) {
-        look(s, samples);
-        mapFloatsWithBands(d, s, samples, result, pattern);
+        for (std::size_t done = 0; done < samples; done += chunk) {
+            const std::size_t count = std::min(chunk, samples - done);
+            zero = zero || holdsZero(s + done, count);
+            kernel(d + done, s + done, count);
+        }
     });
+    if (zero) fail(frame.image(src1), zeroDivisor, file);
 }
 
-template <class T>
-OrvStatus divideInto(OrvOp* op, const FrameFacts& facts) noexcept {
-    Frame frame(op);
-    if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
-    bool zero = false;
-    eachResult<T>(frame, op, Quotient<T>{},
-                  [&](const T* s, std::size_t samples) { zero = zero || holdsZero(s, samples); });
-    // Every pixel has been written: a divisor of 0 is told, and the op has succeeded.
-    if (zero) fail(frame.image(src1), zeroDivisor, facts.file);
-    return ORV_SUCCESS;
+/// Bytes of a few bands have a table each.
+void divideIntoBytes(Frame& frame, const float* constants, unsigned bands, const char* file) noexcept {
+    using T = std::uint8_t;
+    constexpr unsigned tableBands = 32;
+    static T tables[tableBands][byteEntries];
+    const T* bandTables[tableBands];
+    if (bands > tableBands) {
+        divideRuns<T>(frame, bands, file, [&](T* d, const T* s, std::size_t samples) {
+            for (std::size_t i = 0; i < samples; ++i) d[i] = quotientOf<T>(constantOf(constants[i % bands]), s[i]);
+        });
+        return;
+    }
+    for (unsigned band = 0; band < bands; ++band) {
+        for (int v = 0; v < byteEntries; ++v) tables[band][v] = quotientOf<T>(constantOf(constants[band]), v);
+        bandTables[band] = tables[band];
+    }
+    divideRuns<T>(frame, bands, file,
+                  [&](T* d, const T* s, std::size_t samples) { mapBands(d, s, samples / bands, bandTables, bands); });
+}
+
+/// Float results of the shorts and the constants.
+template <class Result>
+auto constantKernel(unsigned bands, const float* constants, Result result) noexcept {
+    const BandPattern<float> pattern(bands, [=](unsigned band) { return constantOf(constants[band]); });
+    return [=](std::int16_t* d, const std::int16_t* s, std::size_t samples) {
+        mapRounded(d, s, samples, result, pattern);
+    };
 }
 
 } // namespace
@@ -209,18 +232,26 @@ OrvStatus OrvDeviceComputeTypeMemory::MultiplyConst16(OrvOp* op, int) noexcept {
     static constexpr FrameFacts facts = oneSource<T, T>("MultiplyConst16Memory.cc");
     Frame frame(op);
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
-    using Floats = FloatLanes<T>::Floats;
-    eachResult<T>(
-        frame, op, [](Floats v, Floats c) { return FloatLanes<T>::round(v * c); }, [](const T*, std::size_t) {});
+    const unsigned bands = commonBands(frame[dst], frame[src1]);
+    const auto product = [](lanes::F32 v, lanes::F32 c) { return v * c; };
+    walkSamples<T>(frame, bands, constantKernel(bands, constantsOf(op), product));
     return ORV_SUCCESS;
 }
 
 OrvStatus OrvDeviceComputeTypeMemory::DivideIntoConst8(OrvOp* op, int) noexcept {
     static constexpr FrameFacts facts = oneSource<std::uint8_t, std::uint8_t>("DivideIntoConst8Memory.cc");
-    return divideInto<std::uint8_t>(op, facts);
+    Frame frame(op);
+    if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
+    divideIntoBytes(frame, constantsOf(op), commonBands(frame[dst], frame[src1]), facts.file);
+    return ORV_SUCCESS;
 }
 
 OrvStatus OrvDeviceComputeTypeMemory::DivideIntoConst16(OrvOp* op, int) noexcept {
-    static constexpr FrameFacts facts = oneSource<std::int16_t, std::int16_t>("DivideIntoConst16Memory.cc");
-    return divideInto<std::int16_t>(op, facts);
+    using T = std::int16_t;
+    static constexpr FrameFacts facts = oneSource<T, T>("DivideIntoConst16Memory.cc");
+    Frame frame(op);
+    if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
+    const unsigned bands = commonBands(frame[dst], frame[src1]);
+    divideRuns<T>(frame, bands, facts.file, constantKernel(bands, constantsOf(op), quotientsOf));
+    return ORV_SUCCESS;
 }

@@ -1,6 +1,7 @@
 // Each band of the result is a weighted sum of the source's bands plus a constant.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
@@ -41,6 +42,17 @@ struct Matrix {
 
     const float* row(unsigned output) const noexcept { return values + output * width; }
     float constant(unsigned output) const noexcept { return row(output)[width - 1]; }
+
+    /// Whether no sum of samples up to `largest` leaves the range of integers.
+    bool bounded(double largest) const noexcept {
+        constexpr double limit = 1 << 30;
+        for (unsigned output = 0; output < outputs; ++output) {
+            double sum = std::abs(double{constant(output)});
+            for (unsigned input = 0; input < inputs; ++input) sum += std::abs(double{row(output)[input]}) * largest;
+            if (!(sum < limit)) return false;
+        }
+        return true;
+    }
 
     bool exactInDouble(double largest) const noexcept {
         for (unsigned output = 0; output < outputs; ++output) {
@@ -140,44 +152,84 @@ void combineBand(const Matrix& matrix, unsigned output, std::size_t pixels, std:
 }
 
 #if defined(__AVX512BW__)
-/// Three bands of bytes made of three, the most frequent form: all stays in registers. A vector of each plane is read
-/// before the results take its place.
-template <class Add, class Finish>
-void combineThree(const Matrix& matrix, std::size_t pixels, std::size_t chunk) noexcept {
+
+/// Where the bytes of 16 pixels of three bands stand: four pixels in each quarter of a vector, so that one shuffle
+/// makes words of a band's samples, and another makes pixels of the results packed band by band.
+struct PixelPlaces {
+    static constexpr unsigned bands = 3;
+    static constexpr unsigned none = 0x80;
+    alignas(64) std::uint32_t apart[16];
+    alignas(64) std::uint32_t together[16];
+    alignas(64) Byte words[bands][64];
+    alignas(64) Byte pixels[64];
+
+    constexpr PixelPlaces() noexcept : apart{}, together{}, words{}, pixels{} {
+        for (unsigned word = 0; word < 16; ++word) {
+            apart[word] = word % 4 < bands ? word / 4 * bands + word % 4 : 0;
+            together[word] = word < 4 * bands ? word / bands * 4 + word % bands : 15;
+        }
+        for (unsigned byte = 0; byte < 64; ++byte) {
+            const unsigned at = byte % 16;
+            for (unsigned band = 0; band < bands; ++band) {
+                words[band][byte] = static_cast<Byte>(at % 4 == 0 ? at / 4 * bands + band : none);
+            }
+            pixels[byte] = static_cast<Byte>(at < 4 * bands ? at % bands * 4 + at / bands : none);
+        }
+    }
+};
+constexpr PixelPlaces pixelPlaces;
+
+bool suitsThree(const Matrix& matrix) noexcept {
+    return matrix.inputs == 3 && matrix.outputs == 3 && matrix.bounded(255) && matrix.exactInDouble(255);
+}
+
+/// Three bands of bytes made of three, the most frequent form: all stays in registers, and packing saturates.
+void combineThree(const Matrix& matrix, Byte* d, const Byte* s, std::size_t pixels) noexcept {
     constexpr unsigned bands = 3;
+    constexpr __mmask16 all = 0xffff;
     F32 weights[bands][bands + 1];
     for (unsigned output = 0; output < bands; ++output) {
         for (unsigned band = 0; band < bands; ++band) weights[output][band] = matrix.row(output)[band] - F32{};
         weights[output][bands] = matrix.constant(output) - F32{};
     }
-    const auto samplesAt = [](const Byte* from) {
-        const lanes::Raw wide = _mm512_maskz_cvtepu8_epi32(0xffff, lanes::load<__m128i>(from));
-        return lanes::toFloat((I32)wide);
-    };
-    for (std::size_t i = 0; i < pixels; i += lanes::count<float>) {
-        Byte* const at = planes<Byte> + i;
-        const F32 samples[bands] = {samplesAt(at), samplesAt(at + chunk), samplesAt(at + 2 * chunk)};
-        for (unsigned output = 0; output < bands; ++output) {
-            F32 sum{};
-            for (unsigned band = 0; band < bands; ++band) sum = Add{}(sum, samples[band], weights[output][band]);
-            const I32 result = Finish{}(sum + weights[output][bands]);
-            lanes::store(at + output * chunk, _mm512_maskz_cvtepi32_epi8(0xffff, (lanes::Raw)result));
+    const lanes::Raw apart = lanes::load<lanes::Raw>(pixelPlaces.apart);
+    const lanes::Raw together = lanes::load<lanes::Raw>(pixelPlaces.together);
+    const lanes::Raw toPixels = lanes::load<lanes::Raw>(pixelPlaces.pixels);
+    const lanes::Raw toWords[bands] = {lanes::load<lanes::Raw>(pixelPlaces.words[0]),
+                                       lanes::load<lanes::Raw>(pixelPlaces.words[1]),
+                                       lanes::load<lanes::Raw>(pixelPlaces.words[2])};
+    constexpr std::size_t step = lanes::count<float>;
+    for (std::size_t i = 0; i < pixels; i += step) {
+        const __mmask64 bytes = (1ULL << (bands * std::min(step, pixels - i))) - 1;
+        const lanes::Raw row = _mm512_maskz_loadu_epi8(bytes, s + bands * i);
+        const lanes::Raw quarters = _mm512_maskz_permutexvar_epi32(all, apart, row);
+        F32 samples[bands];
+        for (unsigned band = 0; band < bands; ++band) {
+            samples[band] = lanes::toFloat((I32)_mm512_shuffle_epi8(quarters, toWords[band]));
         }
+        lanes::Raw results[bands];
+        for (unsigned output = 0; output < bands; ++output) {
+            const F32(&weight)[bands + 1] = weights[output];
+            F32 sum = samples[0] * weight[0];
+            for (unsigned band = 1; band < bands; ++band) {
+                sum = lanes::multiplyAdd(samples[band], weight[band], sum);
+            }
+            // A negative sum saturates to 0 whichever way the half goes.
+            results[output] = (lanes::Raw)lanes::truncate(sum + weight[bands] + 0.5F);
+        }
+        const lanes::Raw packed =
+            _mm512_packus_epi16(_mm512_packs_epi32(results[0], results[1]), _mm512_packs_epi32(results[2], results[2]));
+        const lanes::Raw combined =
+            _mm512_maskz_permutexvar_epi32(all, together, _mm512_shuffle_epi8(packed, toPixels));
+        _mm512_mask_storeu_epi8(d + bands * i, bytes, combined);
     }
 }
+
 #endif
 
 template <class T, class Add, class Finish>
 void combineChunk(const Matrix& matrix, T* d, const T* s, std::size_t pixels, std::size_t chunk) noexcept {
     takeApart(s, matrix.inputs, pixels, chunk);
-#if defined(__AVX512BW__)
-    if constexpr (std::is_same_v<Add, AddFused> && std::is_same_v<T, Byte>) {
-        if (matrix.inputs == 3 && matrix.outputs == 3) {
-            combineThree<Add, Finish>(matrix, pixels, chunk);
-            return putTogether(d, 3, pixels, chunk);
-        }
-    }
-#endif
     const std::size_t samples = matrix.inputs * chunk;
     for (std::size_t i = 0; i < samples; ++i) inputs[i] = static_cast<float>(planes<T>[i]);
     for (unsigned output = 0; output < matrix.outputs; ++output) {
@@ -220,6 +272,16 @@ OrvStatus bandCombine(OrvOp* op, const char* file) noexcept {
     if (frame.open(combineFacts<T>(file)) != ORV_SUCCESS) return ORV_FAILURE;
     const Matrix matrix = matrixOf(op, frame);
     constexpr double largest = std::max<int>(highest<T>, -lowest<T>);
+#if defined(__AVX512BW__)
+    if constexpr (std::is_same_v<T, Byte>) {
+        if (suitsThree(matrix)) {
+            walkRuns<T, T>(
+                frame.rects(), [&](T* d, const T* s, std::size_t pixels) { combineThree(matrix, d, s, pixels); },
+                Operand{&frame[dst], matrix.outputs}, Operand{&frame[src1], matrix.inputs});
+            return ORV_SUCCESS;
+        }
+    }
+#endif
     if (lanes::hasMultiplyAdd && matrix.exactInDouble(largest)) {
         combine<T, AddFused, Rounded<T>>(frame, matrix);
     } else {

@@ -5,6 +5,7 @@
 
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
 #include "memory/frame/walk.h"
 #include "memory/pixelwise/constants.h"
@@ -22,14 +23,47 @@ constexpr Fetch blackFetches[] = {
 constexpr unsigned inks = 3;
 constexpr unsigned allBands = 4;
 
-/// The source's black takes no part.
+constexpr std::size_t chunk = 256;
+
+/// The inks of a chunk, each as a plane, and what becomes of them.
+struct Planes {
+    alignas(64) float samples[inks][chunk];
+    alignas(64) std::int32_t results[allBands][chunk];
+};
+
 template <class T>
-void separate(T* d, const T* s, unsigned sourceBands, std::size_t pixels, float black, float undercolor) noexcept {
-    for (std::size_t i = 0; i < pixels; ++i, d += allBands, s += sourceBands) {
-        const float k = std::min({s[0], s[1], s[2]});
-        const float removed = k * undercolor;
-        for (unsigned ink = 0; ink < inks; ++ink) d[ink] = roundTo<T>(static_cast<float>(s[ink]) - removed);
-        d[inks] = roundTo<T>(k * black);
+void separatePlanes(Planes& planes, float black, float undercolor) noexcept {
+    using lanes::F32;
+    const auto put = [&planes](unsigned band, std::size_t at, F32 value) {
+        lanes::store(planes.results[band] + at, lanes::rounded(value, lowest<T>, highest<T>));
+    };
+    for (std::size_t i = 0; i < chunk; i += lanes::count<float>) {
+        F32 ink[inks];
+        for (unsigned band = 0; band < inks; ++band) ink[band] = lanes::load<F32>(planes.samples[band] + i);
+        const F32 k = lanes::smaller<F32>(lanes::smaller<F32>(ink[0], ink[1]), ink[2]);
+        const F32 removed = k * undercolor;
+        for (unsigned band = 0; band < inks; ++band) put(band, i, ink[band] - removed);
+        put(inks, i, k * black);
+    }
+}
+
+/// The source's black takes no part.
+template <class T, unsigned SourceBands>
+void separate(T* d, const T* s, std::size_t pixels, float black, float undercolor) noexcept {
+    static Planes planes;
+    for (std::size_t done = 0; done < pixels; done += chunk, d += chunk * allBands, s += chunk * SourceBands) {
+        const std::size_t count = std::min(chunk, pixels - done);
+        for (std::size_t i = 0; i < count; ++i) {
+            for (unsigned ink = 0; ink < inks; ++ink) {
+                planes.samples[ink][i] = static_cast<float>(s[SourceBands * i + ink]);
+            }
+        }
+        separatePlanes<T>(planes, black, undercolor);
+        for (std::size_t i = 0; i < count; ++i) {
+            for (unsigned band = 0; band < allBands; ++band) {
+                d[allBands * i + band] = static_cast<T>(planes.results[band][i]);
+            }
+        }
     }
 }
 
@@ -43,7 +77,10 @@ OrvStatus blackGeneration(OrvOp* op, const char* file) noexcept {
     if (sourceBands < inks || frame[dst].bands < allBands) return ORV_SUCCESS;
     walkRuns<T, T>(
         frame.rects(),
-        [=](T* d, const T* s, std::size_t pixels) { separate(d, s, sourceBands, pixels, black, undercolor); },
+        [=](T* d, const T* s, std::size_t pixels) {
+            if (sourceBands == inks) return separate<T, inks>(d, s, pixels, black, undercolor);
+            separate<T, allBands>(d, s, pixels, black, undercolor);
+        },
         Operand{&frame[dst], allBands}, Operand{&frame[src1], sourceBands});
     return ORV_SUCCESS;
 }

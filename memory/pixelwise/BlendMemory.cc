@@ -75,26 +75,102 @@ struct Choose {
     }
 };
 
-/// Alpha and the mix are held in single precision, and computed wider between.
-float mixed(float alpha, int s1, int s2) noexcept {
-    return static_cast<float>((1 - static_cast<double>(alpha)) * s1 + static_cast<double>(alpha) * s2);
+// Alpha and the mix are held in single precision, and computed wider between.
+
+using Doubles [[gnu::vector_size(2 * lanes::vectorBytes)]] = double;
+
+lanes::F32 mixed(lanes::F32 alpha, lanes::I32 s1, lanes::I32 s2) noexcept {
+    const Doubles a = __builtin_convertvector(alpha, Doubles);
+    const Doubles first = (1 - a) * __builtin_convertvector(s1, Doubles);
+    const Doubles second = a * __builtin_convertvector(s2, Doubles);
+    return __builtin_convertvector(first + second, lanes::F32);
 }
 
-/// The range of shorts moved to 0 to 1.
-Byte mixBytes(Short alpha, Byte s1, Byte s2) noexcept {
-    const float x = mixed(static_cast<float>(alpha / 65535.0 + 0.5), s1, s2);
-    if (x > 254.5F) return 255;
-    return x < 0.5F ? Byte{0} : static_cast<Byte>(x + 0.5F);
+/// a * factor + offset.
+lanes::F32 alphaOf(lanes::I32 a, double factor, double offset) noexcept {
+    return __builtin_convertvector(__builtin_convertvector(a, Doubles) * factor + offset, lanes::F32);
 }
 
-/// Alpha from 0 to a divisor. A short's is not moved: a negative one weighs less than nothing, the highest one half, as
-/// intended.
-template <int Divisor>
-struct MixShorts {
-    Short operator()(int alpha, Short s1, Short s2) const noexcept {
-        return roundTo<Short>(mixed(static_cast<float>(alpha / static_cast<double>(Divisor)), s1, s2));
+/// The range of shorts moved to 0 to 1. The product with 1 / 65535 is rounded to what the quotient is for every alpha.
+struct MixBytes {
+    static constexpr double factor = 1 / 65535.0;
+    static constexpr double offset = 0.5;
+    static lanes::I32 finish(lanes::F32 x) noexcept {
+        const lanes::F32 rounded = lanes::smaller<lanes::F32>(x + 0.5F, 255.0F - lanes::F32{});
+        return lanes::truncate(x < 0.5F ? lanes::F32{} : rounded);
     }
 };
+
+/// Alpha from 0 to a divisor, by a product as above. A short's is not moved: a negative one weighs less than nothing,
+/// the highest one half, as intended.
+template <int Divisor>
+struct MixShorts {
+    static constexpr double factor = 1.0 / Divisor;
+    static constexpr double offset = 0;
+    static lanes::I32 finish(lanes::F32 x) noexcept { return lanes::rounded(x, lowest<Short>, highest<Short>); }
+};
+
+constexpr std::size_t spreadSamples = 65536;
+template <class Alpha>
+alignas(64) Alpha spreadAlpha[spreadSamples];
+
+/// Pixels of a chunk whose alphas are spread at a time.
+std::size_t spreadChunk(unsigned bands) noexcept { return std::clamp<std::size_t>(spreadSamples / bands, 1, 256); }
+
+/// The alpha of each pixel for each of its bands.
+template <class Alpha>
+const Alpha* spread(const Alpha* alpha, std::size_t pixels, unsigned bands) noexcept {
+    if (bands == 1) return alpha;
+    Alpha* to = spreadAlpha<Alpha>;
+    if constexpr (sizeof(Alpha) == 1) {
+        if (bands == 3) {
+            lanes::joinBands(alpha, alpha, alpha, to, pixels);
+            return spreadAlpha<Alpha>;
+        }
+    }
+    for (std::size_t i = 0; i < pixels; ++i, to += bands) std::fill_n(to, bands, alpha[i]);
+    return spreadAlpha<Alpha>;
+}
+
+/// An alpha for each sample.
+template <class Mix, class T, class Alpha>
+void mixRow(T* d, const T* s1, const T* s2, const Alpha* alpha, std::size_t samples) noexcept {
+    constexpr std::size_t n = lanes::count<float>;
+    const auto mixVector = [](T* to, const T* a, const T* b, const Alpha* weight) {
+        const lanes::F32 x = mixed(alphaOf(lanes::integersOf(weight), Mix::factor, Mix::offset), lanes::integersOf(a),
+                                   lanes::integersOf(b));
+        lanes::storeIntegers(to, Mix::finish(x));
+    };
+    std::size_t i = 0;
+    for (; i + n <= samples; i += n) mixVector(d + i, s1 + i, s2 + i, alpha + i);
+    if (i == samples) return;
+    const std::size_t rest = samples - i;
+    T a[n] = {};
+    T b[n] = {};
+    Alpha weights[n] = {};
+    std::memcpy(a, s1 + i, rest * sizeof(T));
+    std::memcpy(b, s2 + i, rest * sizeof(T));
+    std::memcpy(weights, alpha + i, rest * sizeof(Alpha));
+    mixVector(a, a, b, weights);
+    std::memcpy(d + i, a, rest * sizeof(T));
+}
+
+/// A member that weighs its samples.
+template <class Mix, class T, class Alpha>
+OrvStatus blendWeighed(OrvOp* op, const char* file) noexcept {
+    Frame frame(op);
+    if (openBlend<T, Alpha>(frame, file) != ORV_SUCCESS) return ORV_FAILURE;
+    const unsigned bands = blendBands(frame);
+    const std::size_t chunk = spreadChunk(bands);
+    walkBlend<T, Alpha>(frame, bands, [=](T* d, const T* s1, const T* s2, const Alpha* alpha, std::size_t pixels) {
+        for (std::size_t done = 0; done < pixels; done += chunk) {
+            const std::size_t count = std::min(chunk, pixels - done);
+            const std::size_t at = done * bands;
+            mixRow<Mix>(d + at, s1 + at, s2 + at, spread(alpha + done, count, bands), count * bands);
+        }
+    });
+    return ORV_SUCCESS;
+}
 
 // Bytes under bytes: the sum of two products of a table.
 
@@ -132,11 +208,16 @@ public:
 
     /// An alpha for each sample.
     void mix(Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha, std::size_t samples) const noexcept {
-        std::size_t i = 0;
-        for (; i + lanes::count<Byte> <= samples; i += lanes::count<Byte>) {
-            mixVector(d + i, s1 + i, s2 + i, alpha + i);
+        constexpr std::size_t n = lanes::count<Byte>;
+        if (samples < n) {
+            for (std::size_t i = 0; i < samples; ++i) d[i] = tableMix(table_, alpha[i], s1[i], s2[i]);
+            return;
         }
-        for (; i < samples; ++i) d[i] = tableMix(table_, alpha[i], s1[i], s2[i]);
+        // The last vector may overlap the one before it, and the destination may be a source: it is made first.
+        const std::size_t end = samples - n;
+        const lanes::U8 last = mixVector(s1 + end, s2 + end, alpha + end);
+        for (std::size_t i = 0; i < end; i += n) lanes::store(d + i, mixVector(s1 + i, s2 + i, alpha + i));
+        lanes::store(d + end, last);
     }
 
 private:
@@ -147,7 +228,7 @@ private:
         return scaled((255 - alpha) * s1) + scaled(alpha * s2) + 128;
     }
 
-    void mixVector(Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha) const noexcept {
+    lanes::U8 mixVector(const Byte* s1, const Byte* s2, const Byte* alpha) const noexcept {
         using lanes::I16, lanes::Pair, lanes::U16, lanes::U8;
         const Pair<U16> a = lanes::widen(lanes::load<U8>(alpha));
         const Pair<U16> v1 = lanes::widen(lanes::load<U8>(s1));
@@ -156,15 +237,14 @@ private:
         const U8 result = lanes::narrow(Pair<I16>{(I16)(sums.first >> 8), (I16)(sums.second >> 8)});
         const U8 distance = lanes::narrow(Pair<I16>{(I16)((sums.first + 1) & 0xfe), (I16)((sums.second + 1) & 0xfe)});
         std::uint64_t doubtful = lanes::zeroSamples(distance);
-        if (doubtful == 0) return lanes::store(d, result);
-        // The destination may be a source: it is written last.
+        if (doubtful == 0) return result;
         alignas(64) Byte samples[lanes::count<Byte>];
         lanes::store(samples, result);
         for (; doubtful != 0; doubtful &= doubtful - 1) {
             const int i = std::countr_zero(doubtful);
             samples[i] = tableMix(table_, alpha[i], s1[i], s2[i]);
         }
-        lanes::store(d, lanes::load<U8>(samples));
+        return lanes::load<U8>(samples);
     }
 
     const BlendRow* table_;
@@ -181,25 +261,10 @@ std::size_t runOf(const Byte* alpha, std::size_t pixels) noexcept {
     return n;
 }
 
-constexpr std::size_t spreadBytes = 65536;
-alignas(64) Byte spreadAlpha[spreadBytes];
-
-/// The alpha of each pixel for each of its bands.
-const Byte* spread(const Byte* alpha, std::size_t pixels, unsigned bands) noexcept {
-    if (bands == 1) return alpha;
-    if (bands == 3) {
-        lanes::joinBands(alpha, alpha, alpha, spreadAlpha, pixels);
-        return spreadAlpha;
-    }
-    Byte* to = spreadAlpha;
-    for (std::size_t i = 0; i < pixels; ++i, to += bands) std::memset(to, alpha[i], bands);
-    return spreadAlpha;
-}
-
 void blendBytes(const ByteMixer& mixer, unsigned bands, Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha,
                 std::size_t pixels) noexcept {
     constexpr std::size_t worthCopying = 32;
-    const std::size_t chunk = std::clamp<std::size_t>(spreadBytes / bands, 1, 256);
+    const std::size_t chunk = spreadChunk(bands);
     while (pixels > 0) {
         std::size_t n = alpha[0] == 0 || alpha[0] == 255 ? runOf(alpha, pixels) : 0;
         if (n >= worthCopying) {
@@ -259,14 +324,14 @@ OrvStatus OrvDeviceComputeTypeMemory::Blend8a8(OrvOp* op, int) noexcept {
 }
 
 OrvStatus OrvDeviceComputeTypeMemory::Blend8a16(OrvOp* op, int) noexcept {
-    return blend<Byte, Short>(op, "Blend8a16Memory.cc", mixBytes);
+    return blendWeighed<MixBytes, Byte, Short>(op, "Blend8a16Memory.cc");
 }
 OrvStatus OrvDeviceComputeTypeMemory::Blend16a1(OrvOp* op, int) noexcept {
     return blend<Short, Bit>(op, "Blend16a1Memory.cc", Choose<0>{});
 }
 OrvStatus OrvDeviceComputeTypeMemory::Blend16a8(OrvOp* op, int) noexcept {
-    return blend<Short, Byte>(op, "Blend16a8Memory.cc", MixShorts<255>{});
+    return blendWeighed<MixShorts<255>, Short, Byte>(op, "Blend16a8Memory.cc");
 }
 OrvStatus OrvDeviceComputeTypeMemory::Blend16a16(OrvOp* op, int) noexcept {
-    return blend<Short, Short>(op, "Blend16a16Memory.cc", MixShorts<65535>{});
+    return blendWeighed<MixShorts<65535>, Short, Short>(op, "Blend16a16Memory.cc");
 }

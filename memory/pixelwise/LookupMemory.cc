@@ -92,9 +92,15 @@ template <class S, class D>
 void mapBand(SampleOf<D>* d, std::size_t step, const SampleOf<S>* s, std::size_t sourceStep, std::size_t pixels,
              const LookupBand<SampleOf<D>>& band) noexcept {
     if constexpr (std::is_same_v<S, Bit>) {
-        const auto zero = resultOf<D>(band.of(0));
-        const auto one = resultOf<D>(band.of(1));
-        for (std::size_t i = 0; i < pixels; ++i) d[i * step] = s[i * sourceStep] != 0 ? one : zero;
+        using Sample = SampleOf<D>;
+        const Sample zero = resultOf<D>(band.of(0));
+        const Sample change = static_cast<Sample>(zero ^ resultOf<D>(band.of(1)));
+        const auto resultAt = [=](int bit) { return static_cast<Sample>(zero ^ (change & -bit)); };
+        if (step == 1 && sourceStep == 1) {
+            for (std::size_t i = 0; i < pixels; ++i) d[i] = resultAt(s[i]);
+        } else {
+            for (std::size_t i = 0; i < pixels; ++i) d[i * step] = resultAt(s[i * sourceStep]);
+        }
     } else {
         for (std::size_t i = 0; i < pixels; ++i) d[i * step] = resultOf<D>(band.of(s[i * sourceStep]));
     }
@@ -124,7 +130,8 @@ template <class S, class T>
 void mapThrough(T* d, const S* s, std::size_t samples, const T* zero) noexcept {
     for (std::size_t i = 0; i < samples; ++i) d[i] = zero[s[i]];
 }
-void mapThrough(std::uint8_t* d, const std::uint8_t* s, std::size_t samples, const std::uint8_t* table) noexcept {
+template <class T>
+void mapThrough(T* d, const std::uint8_t* s, std::size_t samples, const T* table) noexcept {
     lanes::mapBytes(d, s, samples, table);
 }
 
@@ -180,12 +187,29 @@ OrvStatus throughFresh(Frame& frame, const BandMap<std::uint8_t, D>& map, const 
     return throughTable(frame, map, static_cast<const D*>(table.get()));
 }
 
-/// The same for all bands of any layout, with a table of our own.
+/// Bytes of any layout by tables of our own, one for each band where these are not too many.
 template <class D>
-OrvStatus throughUniform(Frame& frame, const BandMap<std::uint8_t, D>& map) noexcept {
-    D table[byteEntries];
-    map.band(0).fill(table, 0, byteEntries);
-    return throughTable(frame, map, static_cast<const D*>(table));
+OrvStatus throughTables(Frame& frame, const BandMap<std::uint8_t, D>& map) noexcept {
+    using Sample = SampleOf<D>;
+    constexpr unsigned tableBands = 32;
+    static Sample tables[tableBands][byteEntries];
+    const unsigned bands = map.bands();
+    const unsigned own = map.uniform() ? 1 : bands;
+    if (own > tableBands) return general(frame, map);
+    unsigned sourceBands[tableBands];
+    for (unsigned index = 0; index < own; ++index) {
+        const auto band = map.band(index);
+        sourceBands[index] = band.sourceBand;
+        for (int v = 0; v < byteEntries; ++v) tables[index][v] = resultOf<D>(band.of(v));
+    }
+    const unsigned sourceStep = map.sourceBands();
+    walkMapped(frame, map, [&](Sample* d, const std::uint8_t* s, std::size_t pixels) {
+        if (own == 1) return mapThrough(d, s, pixels * bands, static_cast<const Sample*>(tables[0]));
+        for (std::size_t i = 0; i < pixels; ++i, d += bands, s += sourceStep) {
+            for (unsigned index = 0; index < bands; ++index) d[index] = tables[index][s[sourceBands[index]]];
+        }
+    });
+    return ORV_SUCCESS;
 }
 
 bool bothStep(const Frame& frame, std::ptrdiff_t sourceBytes, std::ptrdiff_t destinationBytes) noexcept {
@@ -211,17 +235,18 @@ OrvStatus lookupBytes(OrvOp* op, const FrameFacts& facts, LookupCache<D, 3>& cac
     OrvLookup* lookup = static_cast<OrvLookup*>(op->getObjParam(1));
     const BandMap<std::uint8_t, D> map(frame, lookup);
     if (combinedThree(frame, map)) return throughThree(frame, map, lookup, cache, facts.file);
-    if (map.combined()) return general(frame, map);
-    if (singleSamples<std::uint8_t, D>(frame)) return throughFresh(frame, map, facts.file);
-    return map.uniform() ? throughUniform(frame, map) : general(frame, map);
+    if (!map.combined() && singleSamples<std::uint8_t, D>(frame)) return throughFresh(frame, map, facts.file);
+    return throughTables(frame, map);
 }
 
-/// Sources without a table of their own.
+/// Members without a table that is kept or asked for.
 template <class S, class D>
 OrvStatus lookupPlainly(OrvOp* op, const FrameFacts& facts) noexcept {
     Frame frame(op);
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
-    return general(frame, BandMap<S, D>(frame, static_cast<OrvLookup*>(op->getObjParam(1))));
+    const BandMap<S, D> map(frame, static_cast<OrvLookup*>(op->getObjParam(1)));
+    if constexpr (std::is_same_v<S, std::uint8_t>) return throughTables(frame, map);
+    return general(frame, map);
 }
 
 // The caches, kept between calls as long as the module lives.

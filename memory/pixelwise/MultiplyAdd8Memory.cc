@@ -1,6 +1,5 @@
 // A product and the sum that consumes it in one pass; the product is never stored.
 
-#include <algorithm>
 #include <cstdint>
 
 #include "memory/frame/Frame.h"
@@ -30,11 +29,10 @@ OrvStatus OrvDeviceComputeTypeMemory::MultiplyAdd8(OrvOp* op, int) noexcept {
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = commonBands(frame[dst], frame[src1], frame[src2], frame[src3]);
     const auto kernel = [bands](T* d, const T* a, const T* b, const T* c, std::size_t pixels) {
-        const std::size_t samples = pixels * bands;
-        for (std::size_t i = 0; i < samples; ++i) {
-            const unsigned p = std::min(unsigned{a[i]} * b[i], 255U);
-            d[i] = static_cast<T>(std::min(p + c[i], 255U));
-        }
+        const auto operation = [](auto x, auto y, auto z) {
+            return lanes::addSaturated(lanes::multiplySaturated(x, y), z);
+        };
+        lanes::mapRow(d, pixels * bands, operation, a, b, c);
     };
     walkRuns<T, T, T, T>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands},
                          Operand{&frame[src2], bands}, Operand{&frame[src3], bands});

@@ -106,13 +106,13 @@ OrvStatus OrvDeviceComputeTypeMemory::Rescale16(OrvOp* op, int) noexcept {
     const unsigned used = commonBands(frame[dst], frame[src1]);
     const BandPattern<float, 0> scales(used, [&](unsigned band) { return scaling.scale(band); });
     const BandPattern<float, 1> offsets(used, [&](unsigned band) { return scaling.offset(band); });
-    using Floats = FloatLanes<T>::Floats;
-    const auto rescale = [](Floats v, Floats scale, Floats offset) {
-        const Floats product = v * scale;
-        return FloatLanes<T>::round(product + offset);
+    using lanes::F32;
+    const auto rescale = [](F32 v, F32 scale, F32 offset) {
+        const F32 product = v * scale;
+        return product + offset;
     };
     const auto kernel = [&](T* d, const T* s, std::size_t pixels) {
-        mapFloatsWithBands(d, s, pixels * used, rescale, scales, offsets);
+        mapRounded(d, s, pixels * used, rescale, scales, offsets);
     };
     walkRuns<T, T>(frame.rects(), kernel, Operand{&frame[dst], used}, Operand{&frame[src1], used});
     return ORV_SUCCESS;

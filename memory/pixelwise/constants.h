@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 #include "memory/frame/BandPattern.h"
 #include "memory/frame/lanes.h"
@@ -16,63 +15,56 @@ namespace orvi {
 /// NaN counts as 0.
 constexpr float constantOf(float value) noexcept { return value == value ? value : 0.0F; }
 
-/// As many samples of a type as a vector of floats has: what ops that compute in floats work on.
-template <class T>
-struct FloatLanes {
-    static constexpr std::size_t count = lanes::count<float>;
-    using Samples [[gnu::vector_size(count * sizeof(T))]] = T;
-    using Floats = lanes::F32;
-
-    static Floats load(const T* from) noexcept { return __builtin_convertvector(lanes::load<Samples>(from), Floats); }
-
-    /// roundTo: half added by sign in single precision (equal to the wider sum rounded once, since that is exact
-    /// wherever it could matter), clamped, truncated; NaN gives 0.
-    static Samples round(Floats x) noexcept {
+/// Two vectors of floats as shorts, rounded as roundTo does: half added by sign in single precision (equal to the wider
+/// sum rounded once, since that is exact wherever it could matter), clamped, truncated; NaN gives 0.
+inline void storeRounded(std::int16_t* to, lanes::F32 first, lanes::F32 second) noexcept {
 #if defined(__AVX512BW__)
-        if constexpr (std::is_same_v<T, std::int16_t>) return roundToShorts(x);
-#endif
-        const Floats zero = {};
-        Floats half = x + (x >= zero ? zero + 0.5F : zero - 0.5F);
-        half = half == half ? half : zero;
-        half = half < lowest<T> + zero ? lowest<T> + zero : half;
-        half = half > highest<T> + zero ? highest<T> + zero : half;
-        const lanes::I32 whole = __builtin_convertvector(half, lanes::I32);
-        return __builtin_convertvector(whole, Samples);
-    }
-
-#if defined(__AVX512BW__)
-private:
-    /// The same in fewer steps: the half takes the sign bit of x, what is too low saturates as it narrows. The forms
-    /// with masks are for compilers that take the plain ones' unset operand for a fault.
-    static Samples roundToShorts(Floats x) noexcept {
+    // In fewer steps: the half takes the sign bit, what is too low saturates as it narrows. The forms with masks are
+    // for compilers that take the plain ones' unset operand for a fault.
+    const auto whole = [](lanes::F32 x) {
         constexpr __mmask16 all = 0xffff;
-        constexpr std::uint32_t half = 0x3f000000;
-        const Floats sum = x + (Floats)(((lanes::U32)x & 0x80000000U) | half);
+        constexpr int signOrThird = 0xea;
+        const __m512i half = _mm512_ternarylogic_epi32((__m512i)x, _mm512_set1_epi32(lowest<std::int32_t>),
+                                                       (__m512i)_mm512_set1_ps(0.5F), signOrThird);
+        const lanes::F32 sum = x + (lanes::F32)half;
         const __m512 capped = _mm512_maskz_min_ps(all, (__m512)sum, _mm512_set1_ps(highest<std::int16_t>));
         const __mmask16 numbers = _mm512_cmp_ps_mask((__m512)sum, (__m512)sum, _CMP_ORD_Q);
-        return (Samples)_mm512_maskz_cvtsepi32_epi16(all, _mm512_maskz_cvttps_epi32(numbers, capped));
-    }
+        return _mm512_maskz_cvttps_epi32(numbers, capped);
+    };
+    // Narrowing takes turns with the quarters of its operands.
+    const lanes::Raw inTurns = _mm512_packs_epi32(whole(first), whole(second));
+    const lanes::Raw order = _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0);
+    lanes::store(to, _mm512_maskz_permutexvar_epi64(0xff, order, inTurns));
+#else
+    constexpr float low = lowest<std::int16_t>;
+    constexpr float high = highest<std::int16_t>;
+    lanes::storeIntegers(to, lanes::rounded(first, low, high));
+    lanes::storeIntegers(to + lanes::count<float>, lanes::rounded(second, low, high));
 #endif
-};
+}
 
-/// to[i] = op(samples from from + i as floats, those of the patterns for their bands...) of FloatLanes<T>. `to` may be
-/// `from`.
-template <class T, class Op, class... Patterns>
-void mapFloatsWithBands(T* to, const T* from, std::size_t samples, Op op, const Patterns&... patterns) noexcept {
-    using Lanes = FloatLanes<T>;
+/// to[i] = op(from[i] as a float, the patterns' values for its band...), rounded. `to` may be `from`.
+template <class Op, class... Patterns>
+void mapRounded(std::int16_t* to, const std::int16_t* from, std::size_t samples, Op op,
+                const Patterns&... patterns) noexcept {
+    constexpr std::size_t half = lanes::count<float>;
+    const auto two = [&](std::int16_t* d, const std::int16_t* s, std::size_t i) {
+        const lanes::F32 first =
+            op(lanes::toFloat(lanes::integersOf(s)), lanes::load<lanes::F32>(patterns.get() + i)...);
+        const lanes::F32 second =
+            op(lanes::toFloat(lanes::integersOf(s + half)), lanes::load<lanes::F32>(patterns.get() + i + half)...);
+        storeRounded(d, first, second);
+    };
     overPeriods(samples, std::min({patterns.period()...}), [&](std::size_t first, std::size_t count) {
-        T* const d = to + first;
-        const T* const s = from + first;
+        std::int16_t* const d = to + first;
+        const std::int16_t* const s = from + first;
         std::size_t i = 0;
-        for (; i + Lanes::count <= count; i += Lanes::count) {
-            lanes::store(d + i, op(Lanes::load(s + i), lanes::load<typename Lanes::Floats>(patterns.get() + i)...));
-        }
+        for (; i + 2 * half <= count; i += 2 * half) two(d + i, s + i, i);
         if (i == count) return;
-        T rest[Lanes::count] = {};
-        std::memcpy(rest, s + i, (count - i) * sizeof(T));
-        // A pattern's storage holds whole vectors.
-        lanes::store(rest, op(Lanes::load(rest), lanes::load<typename Lanes::Floats>(patterns.get() + i)...));
-        std::memcpy(d + i, rest, (count - i) * sizeof(T));
+        std::int16_t rest[2 * half] = {};
+        std::memcpy(rest, s + i, (count - i) * sizeof *s);
+        two(rest, rest, i);
+        std::memcpy(d + i, rest, (count - i) * sizeof *d);
     });
 }
 

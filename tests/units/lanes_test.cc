@@ -202,6 +202,18 @@ TEST_F(Lanes, PixelsAsWords) {
     }
 }
 
+TEST_F(Lanes, TablesOfThreeBands) {
+    const Bytes tables[] = {bytes(256), bytes(256), bytes(256)};
+    const std::uint8_t* const pointers[] = {tables[0].data(), tables[1].data(), tables[2].data()};
+    for (std::size_t size : sizes) {
+        Bytes samples = bytes(3 * size);
+        Bytes slow(3 * size);
+        lanes::plain::mapThreeBands(slow.data(), samples.data(), size, pointers);
+        lanes::mapThreeBands(samples.data(), samples.data(), size, pointers);
+        EXPECT_EQ(samples, slow) << size;
+    }
+}
+
 template <class T>
 void gathers(std::mt19937& random, std::int32_t size) {
     // In a block of exactly its size, so that a sanitizer sees a read beyond.
