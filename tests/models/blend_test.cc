@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "replay/Runner.h"
 #include "support/PixelModel.h"
 
 namespace {

@@ -15,7 +15,8 @@ std::uint64_t fromEnvironment(const char* name, std::uint64_t otherwise) {
     return value != nullptr ? std::strtoull(value, nullptr, 10) : otherwise;
 }
 
-/// The first mismatch on any build and storage policy, or nothing.
+} // namespace
+
 std::string mismatch(const orvcase::Case& c) {
     static const std::vector<std::string> builds = orvcase::availableBuilds();
     for (const std::string& build : builds) {
@@ -27,8 +28,6 @@ std::string mismatch(const orvcase::Case& c) {
     }
     return {};
 }
-
-} // namespace
 
 orvcase::Case makeCase(const Model& model, std::uint64_t seed) {
     Maker maker(seed);

@@ -195,6 +195,9 @@ struct Model {
 /// Runs random cases on all builds and storage policies; a mismatch fails the running test.
 void check(const Model& model);
 
+/// The first mismatch on any build and storage policy, or nothing.
+std::string mismatch(const orvcase::Case& c);
+
 /// What `check` does with one seed, for a test of its own.
 orvcase::Case makeCase(const Model& model, std::uint64_t seed);
 /// Fills in the expectations of all calls. Throws Unanswered.
