@@ -165,6 +165,10 @@ struct EachValue {
         return Rgb{Self::template each<Sample>(v.r), Self::template each<Sample>(v.g),
                    Self::template each<Sample>(v.b)};
     }
+
+private:
+    constexpr EachValue() noexcept = default;
+    friend Self;
 };
 
 /// The complement of a sample, all bits inverted.

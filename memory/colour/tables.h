@@ -13,13 +13,15 @@
 inline constexpr std::size_t orvNonlinearKeys = 6000;
 
 /// Linear to nonlinear, indexed by the key of a float less 1176. No conversion reads it: it is there for hosts.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name that hosts know it by
 extern const ORV_API std::array<unsigned char, orvNonlinearKeys> _L2NLtable;
 
 namespace orvi::colour {
 
 /// A normalised value as a byte, to the nearest.
 constexpr std::uint8_t nearestByte(double v) noexcept {
-    return static_cast<std::uint8_t>(std::clamp(v, 0.0, 1.0) * Scale<std::uint8_t>::full + 0.5);
+    constexpr double half = 0.5;
+    return static_cast<std::uint8_t>(std::clamp(v, 0.0, 1.0) * Scale<std::uint8_t>::full + half);
 }
 
 /// A table whose entry i is `of(i)`, as a byte.

@@ -69,12 +69,12 @@ inline std::int32_t searchBlocks(FineCell cell, quads::Floats pixel) noexcept {
         const Lanes d1 = pixel[1] - block->color[1];
         const Lanes d2 = pixel[2] - block->color[2];
         const auto distance = (IntLanes)(d0 * d0 + d1 * d1 + d2 * d2);
-        const auto one = (KeyLanes)__builtin_shuffle(block->index, distance, IntLanes{0, 8, 1, 9, 4, 12, 5, 13});
-        const auto other = (KeyLanes)__builtin_shuffle(block->index, distance, IntLanes{2, 10, 3, 11, 6, 14, 7, 15});
+        const auto one = (KeyLanes)__builtin_shufflevector(block->index, distance, 0, 8, 1, 9, 4, 12, 5, 13);
+        const auto other = (KeyLanes)__builtin_shufflevector(block->index, distance, 2, 10, 3, 11, 6, 14, 7, 15);
         lower(least, one);
         lower(least, other);
     }
-    lower(least, __builtin_shuffle(least, KeyLanes{2, 3, 0, 1}));
+    lower(least, __builtin_shufflevector(least, least, 2, 3, 0, 1));
     return static_cast<std::int32_t>(std::min(least[0], least[1]) & 0xffffffff);
 }
 

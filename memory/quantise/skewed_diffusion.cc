@@ -11,7 +11,6 @@ using Floats [[gnu::vector_size(skewedRows * sizeof(float))]] = float;
 using Doubles [[gnu::vector_size(skewedRows * sizeof(double))]] = double;
 using Ints [[gnu::vector_size(skewedRows * sizeof(std::int32_t))]] = std::int32_t;
 using Words [[gnu::vector_size(skewedRows * sizeof(std::uint32_t))]] = std::uint32_t;
-using LongInts [[gnu::vector_size(skewedRows * sizeof(std::int64_t))]] = std::int64_t;
 
 /// What pixels gain: the product is exact, and the sum is rounded to single precision once.
 void gain(Floats& value, const Doubles& error, double weight) noexcept {
@@ -22,7 +21,6 @@ void gain(Floats& value, const Doubles& error, double weight) noexcept {
 
 void diffuseSkewed(const SkewedSource& source, float* above, long width, const NearWeights& weights,
                    const TwoLevels& levels, std::uint8_t* const* results, long rows) noexcept {
-    constexpr LongInts toLaneBelow = {8, 0, 1, 2, 3, 4, 5, 6};
     constexpr long lastLag = (skewedRows - 1) * skewedColumns;
     constexpr long byteLag = skewedColumns; // bytes from a first lane's newest to the last that all lanes have
     constexpr Words newerBits = {24, 21, 18, 15, 12, 9, 6, 3};
@@ -47,7 +45,7 @@ void diffuseSkewed(const SkewedSource& source, float* above, long width, const N
                     static_cast<std::uint32_t>(-7 * skewedColumns)};
     for (long step = 0; step < (bytes + byteLag) * 8; ++step, column += 1) {
         const Doubles fromAbove = {step + 1 < width ? double{above[step + 1]} : 0.0};
-        const Doubles right = __builtin_shuffle(beforeLast, fromAbove, toLaneBelow);
+        const Doubles right = __builtin_shufflevector(beforeLast, fromAbove, 8, 0, 1, 2, 3, 4, 5, 6);
 
         Bytes samples;
         std::memcpy(&samples, source.samples[step], sizeof samples);
