@@ -34,9 +34,11 @@ template <class T>
 host::Owned<host::Lookup> evenMap(OrvDataType type, unsigned bands, unsigned entries, double low, double high) {
     std::vector<T> table;
     for (unsigned i = 0; i < entries; ++i) {
-        for (unsigned band = 0, rest = i; band < bands; rest /= levels[band++]) {
-            const unsigned steps = entries == 2 ? 1 : levels[band] - 1;
-            table.push_back(static_cast<T>(low + (high - low) * (rest % (steps + 1)) / steps));
+        unsigned rest = i;
+        for (unsigned band = 0; band < bands; ++band) {
+            const unsigned count = entries == 2 ? 2 : levels[band % std::size(levels)];
+            table.push_back(static_cast<T>(low + (high - low) * (rest % count) / (count - 1)));
+            rest /= count;
         }
     }
     return host::Lookup::makeSingle(session(), type, type, bands, entries, 0, table.data());
@@ -105,11 +107,12 @@ const bool toBits =
     measure({.name = "errordiffusion8_1", .peer = "leptonica pixDitherToBinary", .goal = 1, .prepare = [] {
                  const auto scene = member("errordiffusion8_1", Quantiser::diffusion, bytes, bits, 2).scene();
 #ifdef ORV_PEER_LEPTONICA
-                 std::shared_ptr<PIX> grey(pixCreate(side, side, 8), [](PIX* pix) { pixDestroy(&pix); });
+                 std::shared_ptr<PIX> grey(pixCreate(static_cast<l_int32>(side), static_cast<l_int32>(side), 8),
+                                           [](PIX* pix) { pixDestroy(&pix); });
                  for (unsigned y = 0; y < side; ++y) {
                      for (unsigned x = 0; x < side; ++x) {
                          const auto sample = scene->source().samples()[std::size_t{y} * side + x];
-                         pixSetPixel(grey.get(), static_cast<int>(x), static_cast<int>(y), sample);
+                         pixSetPixel(grey.get(), static_cast<l_int32>(x), static_cast<l_int32>(y), sample);
                      }
                  }
                  return runsOf(scene, [grey] {
@@ -135,7 +138,7 @@ const bool choice = measure({.name = "chooseColormap8 256", .peer = {}, .goal = 
                                      makeScene("chooseColormap8", Picture(ORV_BYTE, 3), Picture(ORV_BYTE, 1));
                                  paint(scene->source());
                                  Chosen& chosen = scene->keep(std::make_shared<Chosen>());
-                                 scene->op().addPointer(&chosen.map);
+                                 scene->op().addPointer(static_cast<void*>(&chosen.map));
                                  scene->op().addLong(256);
                                  Runs runs = runsOf(scene);
                                  runs.orv = [scene, &chosen] {

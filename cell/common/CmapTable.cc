@@ -71,7 +71,7 @@ void CmapTable::take(const unsigned char* data, std::uint16_t count) noexcept {
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): set() copies nothing onto itself, and reports for itself all the
 // same
 CmapTable& CmapTable::operator=(const CmapTable& other) noexcept {
-    set(other);
+    if (this != &other) set(other);
     return *this;
 }
 

@@ -78,17 +78,6 @@ private:
 template <class Self, class Base, class T>
 class CmapColumn : public Base {
 public:
-    CmapColumn(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept : Base(space, capacity, count) {
-        makeValues();
-    }
-    CmapColumn(const unsigned char* table, ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
-        : Base(table, space, capacity, count) {
-        makeValues();
-    }
-    CmapColumn(const CmapColumn& other) noexcept : Base(other) {
-        makeValues();
-        if (values_ != nullptr && other.values_ != nullptr) std::copy_n(other.values_, this->count(), values_);
-    }
     ~CmapColumn() { orvi_delete(values_); }
 
     CmapColumn& operator=(const CmapColumn& other) noexcept {
@@ -117,6 +106,20 @@ protected:
     T* values() noexcept { return values_; }
 
 private:
+    friend Self;
+
+    CmapColumn(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept : Base(space, capacity, count) {
+        makeValues();
+    }
+    CmapColumn(const unsigned char* table, ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
+        : Base(table, space, capacity, count) {
+        makeValues();
+    }
+    CmapColumn(const CmapColumn& other) noexcept : Base(other) {
+        makeValues();
+        if (values_ != nullptr && other.values_ != nullptr) std::copy_n(other.values_, this->count(), values_);
+    }
+
     void makeValues() noexcept {
         values_ = orvi::newArray<T>(this->capacity());
         if (values_ == nullptr) return Self::reportNoMemory();
@@ -131,7 +134,10 @@ private:
 /// A colormap that knows which entries compete: those whose used count is above 0.
 class UsedCmapTable : public CmapColumn<UsedCmapTable, CmapTable, std::int32_t> {
 public:
-    using CmapColumn::CmapColumn;
+    UsedCmapTable(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
+        : CmapColumn(space, capacity, count) {}
+    UsedCmapTable(const unsigned char* table, ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
+        : CmapColumn(table, space, capacity, count) {}
 
     const std::int32_t* used() const noexcept { return values(); }
     std::int32_t* used() noexcept { return values(); }
@@ -147,7 +153,10 @@ private:
 /// A colormap with the luminance of each entry.
 class LumCmapTable : public CmapColumn<LumCmapTable, UsedCmapTable, double> {
 public:
-    using CmapColumn::CmapColumn;
+    LumCmapTable(ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
+        : CmapColumn(space, capacity, count) {}
+    LumCmapTable(const unsigned char* table, ColorSpace space, std::uint16_t capacity, std::uint16_t count) noexcept
+        : CmapColumn(table, space, capacity, count) {}
 
     /// Fills in the luminances of the entries: component Y, unrounded where it must be computed.
     void computeLum() noexcept;
