@@ -27,62 +27,83 @@ public:
             std::copy_n(samples, bands_, smallest_);
             seeded_ = true;
         }
-        std::size_t done = 0;
-        switch (bands_) {
-        case 1:
-            done = vectors<1>(samples, pixels);
-            break;
-        case 2:
-            done = vectors<2>(samples, pixels);
-            break;
-        case 3:
-            done = vectors<3>(samples, pixels);
-            break;
-        case 4:
-            done = vectors<4>(samples, pixels);
-            break;
-        default:
-            break;
+        if (pixels >= lane && bands_ <= maxBands) {
+            vectors(samples, pixels);
+            return;
         }
-        for (; done < pixels; ++done) {
-            for (unsigned band = 0; band < bands_; ++band) note(band, samples[done * bands_ + band]);
+        for (std::size_t i = 0; i < pixels; ++i) {
+            for (unsigned band = 0; band < bands_; ++band) note(band, samples[i * bands_ + band]);
+        }
+    }
+
+    /// Brings what the vectors hold to the bands.
+    void finish() noexcept {
+        for (std::size_t i = 0; i < noted_; ++i) {
+            note(static_cast<unsigned>(i % bands_), wideLargest_[i]);
+            note(static_cast<unsigned>(i % bands_), wideSmallest_[i]);
         }
     }
 
 private:
+    using V = lanes::Vec<T>;
+    static constexpr std::size_t lane = lanes::count<T>;
+    static constexpr unsigned maxBands = 4;
+
     void note(unsigned band, T value) noexcept {
         largest_[band] = std::max(largest_[band], value);
         smallest_[band] = std::min(smallest_[band], value);
     }
 
-    /// Notes groups of a vector a band: sample i of a group belongs to band i % Bands. Answers the pixels done.
+    void vectors(const T* samples, std::size_t pixels) noexcept {
+        if (noted_ == 0) {
+            noted_ = lane * bands_;
+            std::copy_n(samples, noted_, wideLargest_);
+            std::copy_n(samples, noted_, wideSmallest_);
+        }
+        switch (bands_) {
+        case 1:
+            return vectorsOf<1>(samples, pixels);
+        case 2:
+            return vectorsOf<2>(samples, pixels);
+        case 3:
+            return vectorsOf<3>(samples, pixels);
+        default:
+            return vectorsOf<4>(samples, pixels);
+        }
+    }
+
+    /// Notes groups of a vector a band: sample i of a group belongs to band i % Bands. The last group may hold pixels
+    /// of the one before.
     template <unsigned Bands>
-    std::size_t vectors(const T* samples, std::size_t pixels) noexcept {
-        using V = lanes::Vec<T>;
-        constexpr std::size_t lane = lanes::count<T>;
-        if (pixels < lane) return 0;
+    void vectorsOf(const T* samples, std::size_t pixels) noexcept {
         V largest[Bands];
         V smallest[Bands];
-        for (unsigned i = 0; i < Bands; ++i) largest[i] = smallest[i] = lanes::load<V>(samples + i * lane);
-        std::size_t done = lane;
-        for (; done + lane <= pixels; done += lane) {
+        for (unsigned i = 0; i < Bands; ++i) {
+            largest[i] = lanes::load<V>(wideLargest_ + i * lane);
+            smallest[i] = lanes::load<V>(wideSmallest_ + i * lane);
+        }
+        const auto group = [&](std::size_t pixel) {
             for (unsigned i = 0; i < Bands; ++i) {
-                const V values = lanes::load<V>(samples + done * Bands + i * lane);
+                const V values = lanes::load<V>(samples + pixel * Bands + i * lane);
                 largest[i] = lanes::larger<V>(largest[i], values);
                 smallest[i] = lanes::smaller<V>(smallest[i], values);
             }
+        };
+        for (std::size_t done = 0; done + lane <= pixels; done += lane) group(done);
+        group(pixels - lane);
+        for (unsigned i = 0; i < Bands; ++i) {
+            lanes::store(wideLargest_ + i * lane, largest[i]);
+            lanes::store(wideSmallest_ + i * lane, smallest[i]);
         }
-        for (std::size_t i = 0; i < lane * Bands; ++i) {
-            note(static_cast<unsigned>(i % Bands), largest[i / lane][i % lane]);
-            note(static_cast<unsigned>(i % Bands), smallest[i / lane][i % lane]);
-        }
-        return done;
     }
 
     T* largest_;
     T* smallest_;
     unsigned bands_;
     bool seeded_ = false;
+    std::size_t noted_ = 0; ///< samples that the vectors hold
+    T wideLargest_[maxBands * lane];
+    T wideSmallest_[maxBands * lane];
 };
 
 template <class T>
@@ -105,6 +126,7 @@ OrvStatus extrema(OrvOp* op, const char* file) noexcept {
     if (!smallest) return source.report(noMemory);
     Extremes<T> extremes(largest.get(), smallest.get(), bands);
     walkReadRuns<S>(source.rects(), extremes, source.raster());
+    extremes.finish();
     if (!extremes.seeded()) return ORV_SUCCESS; // an empty region has no extremes
     store(op->getPtrParam(1), largest.get(), bands);
     store(op->getPtrParam(2), smallest.get(), bands);

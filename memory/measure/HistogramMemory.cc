@@ -1,14 +1,16 @@
 // Counts of pixels over a grid of bins, one dimension a band.
 
 #include <algorithm>
+#include <bit>
 #include <numeric>
 #include <type_traits>
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/bit_rows.h"
 #include "memory/frame/lanes.h"
-#include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/orvi_new.h"
 #include "memory/measure/SourceRegion.h"
+#include "memory/measure/rowSamples.h"
 #include "orv/device/OrvHistogram.h"
 
 namespace {
@@ -35,6 +37,8 @@ public:
         for (unsigned band = bands_; band-- > 0; stride *= count_[band]) stride_[band] = stride;
     }
 
+    /// Whether there is a bin at all.
+    bool any() const noexcept { return std::find(count_.get(), count_.get() + bands_, 0U) == count_.get() + bands_; }
     bool valid() const noexcept { return low_ && high_ && count_ && width_ && stride_; }
     unsigned bands() const noexcept { return bands_; }
 
@@ -123,6 +127,9 @@ private:
     std::uint32_t counts_[tables][values + lineEntries] = {};
 };
 
+/// Bands for which tables of places are made.
+constexpr unsigned mostTables = 4;
+
 /// One band of bytes: counts the values first, each then goes to its bin at once.
 void countBytes(SourceRegion& source, Skips skips, const Bins& bins, std::uint32_t* counters) noexcept {
     ByteCounts counts;
@@ -145,20 +152,56 @@ void countBytes(SourceRegion& source, Skips skips, const Bins& bins, std::uint32
     }
 }
 
-/// The samples of a band at pixels of a row, `step` pixels apart.
-template <class S>
-void takeSamples(const Raster& raster, long x, long y, unsigned band, long step, unsigned pixels,
-                 std::int32_t* values) noexcept {
-    if constexpr (std::is_same_v<S, Bit>) {
-        const BitPosition row = raster.bit(x, y, band);
-        for (unsigned i = 0; i < pixels; ++i) {
-            const std::size_t bit = row.offset + i * static_cast<std::size_t>(step);
-            values[i] = (row.byte[bit >> 3] & bit_mask[bit & 7]) != 0 ? 1 : 0;
+/// A few bands of bytes: where each value of a band leads to is told by a table, and what leads beyond all counters has
+/// no bin.
+void countTuples(SourceRegion& source, Skips skips, const Bins& bins, std::uint32_t* counters) noexcept {
+    constexpr std::uint64_t beyond = std::uint64_t{1} << 60;
+    std::int32_t values[ByteCounts::values];
+    std::iota(values, values + ByteCounts::values, 0);
+    std::uint64_t tables[mostTables][ByteCounts::values] = {};
+    for (unsigned band = 0; band < bins.bands(); ++band) {
+        bins.add(band, values, tables[band], ByteCounts::values);
+        std::replace(tables[band], tables[band] + ByteCounts::values, Bins::none, beyond);
+    }
+    const std::ptrdiff_t step = skips.x * source.raster().pixel;
+    eachSampledRow(source.rects(), skips, [&](long x, long y, std::size_t samples) {
+        const auto* from = source.raster().at<std::uint8_t>(x, y);
+        for (std::size_t i = 0; i < samples; ++i, from += step) {
+            std::uint64_t place = tables[0][from[0]];
+            for (unsigned band = 1; band < bins.bands(); ++band) place += tables[band][from[band]];
+            if (place < beyond) ++counters[place];
         }
-    } else {
-        const S* from = raster.at<S>(x, y) + band;
-        const std::ptrdiff_t samples = step * raster.pixelOf<S>();
-        for (unsigned i = 0; i < pixels; ++i) values[i] = from[i * samples];
+    });
+}
+
+/// How many of `count` bits are set.
+std::size_t setBits(BitPosition row, std::size_t count) noexcept {
+    std::size_t set = 0;
+    const BitSource bits(row.byte, row.offset);
+    std::size_t byte = 0;
+    for (; (byte + sizeof(std::uint64_t)) * 8 <= count; byte += sizeof(std::uint64_t)) {
+        set += static_cast<std::size_t>(std::popcount(bits.unit<std::uint64_t>(byte)));
+    }
+    for (; byte * 8 < count; ++byte) {
+        const auto rest = static_cast<unsigned>(std::min<std::size_t>(8, count - byte * 8));
+        set += static_cast<std::size_t>(std::popcount(bits.bits(byte, rest) >> (8 - rest)));
+    }
+    return set;
+}
+
+/// Every pixel of one band of bits.
+void countBits(SourceRegion& source, Skips skips, const Bins& bins, std::uint32_t* counters) noexcept {
+    std::size_t counts[2] = {};
+    eachSampledRow(source.rects(), skips, [&](long x, long y, std::size_t samples) {
+        const std::size_t set = setBits(source.raster().bit(x, y, 0), samples);
+        counts[0] += samples - set;
+        counts[1] += set;
+    });
+    const std::int32_t values[2] = {0, 1};
+    std::uint64_t places[2] = {};
+    bins.add(0, values, places, 2);
+    for (int v = 0; v < 2; ++v) {
+        if (places[v] != Bins::none) counters[places[v]] += static_cast<std::uint32_t>(counts[v]);
     }
 }
 
@@ -193,13 +236,14 @@ OrvStatus histogram(OrvOp* op, const char* file) noexcept {
     const Bins bins(result);
     if (!bins.valid()) return source.report(noMemory);
     if (source.open(dataTypeOf<S>) != ORV_SUCCESS) return ORV_FAILURE;
-    if (bins.bands() > source.raster().bands) return ORV_SUCCESS; // no pixel has a sample for each dimension
+    // Not every dimension has a sample, or a bin.
+    if (bins.bands() > source.raster().bands || !bins.any()) return ORV_SUCCESS;
     const Skips skips{skip(op->getLongParam(2)), skip(op->getLongParam(3))};
-    if (std::is_same_v<S, std::uint8_t> && bins.bands() == 1) {
-        countBytes(source, skips, bins, result.getDataPtr());
-    } else {
-        countPixels<S>(source, skips, bins, result.getDataPtr());
-    }
+    const auto count = bins.bands() == 1 && std::is_same_v<S, std::uint8_t>            ? countBytes
+                       : bins.bands() == 1 && std::is_same_v<S, Bit> && skips.x == 1   ? countBits
+                       : bins.bands() <= mostTables && std::is_same_v<S, std::uint8_t> ? countTuples
+                                                                                       : countPixels<S>;
+    count(source, skips, bins, result.getDataPtr());
     return ORV_SUCCESS;
 }
 

@@ -3,52 +3,40 @@
 
 #include <algorithm>
 #include <cmath>
-#include <type_traits>
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
-#include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/orv_float_utils.h"
 #include "memory/frame/orvi_new.h"
 #include "memory/frame/walk.h"
 #include "memory/measure/PaintStamps.h"
+#include "memory/measure/rowSamples.h"
 #include "orv/device/OrvVersionNumber.h"
 
 namespace {
 
 using namespace orvi;
 
-/// The blend of a sample with a colour, stored once in single precision.
-float blended(float weight, float colour, int sample) noexcept {
-    const double a = weight;
-    return static_cast<float>(a * colour + sample * (1.0 - a));
-}
-
+/// Blends a row of samples with a colour; each blend is stored once in single precision.
 template <class S>
 void paintRow(const Stamp& stamp, const float* colour, long x, long y, unsigned pixels) noexcept {
     const float* const weights = stamp.weights(x, y);
     const unsigned bands = commonBands(stamp.source, stamp.destination);
-    const S* from = stamp.source.template at<S>(x, y);
-    S* to = stamp.destination.template at<S>(x, y);
-    for (unsigned i = 0; i < pixels; ++i) {
-        for (unsigned band = 0; band < bands; ++band)
-            to[band] = roundTo<S>(blended(weights[i], colour[band], from[band]));
-        from += stamp.source.template pixelOf<S>();
-        to += stamp.destination.template pixelOf<S>();
-    }
-}
-
-template <>
-void paintRow<Bit>(const Stamp& stamp, const float* colour, long x, long y, unsigned pixels) noexcept {
-    const float* const weights = stamp.weights(x, y);
-    const unsigned bands = commonBands(stamp.source, stamp.destination);
-    for (unsigned i = 0; i < pixels; ++i) {
+    for (unsigned done = 0; done < pixels; done += rowChunk) {
+        const unsigned count = std::min(rowChunk, pixels - done);
+        std::int32_t samples[rowChunk];
+        float blended[rowChunk];
         for (unsigned band = 0; band < bands; ++band) {
-            const BitPosition from = stamp.source.bit(x + i, y, band);
-            const BitPosition to = stamp.destination.bit(x + i, y, band);
-            const int sample = (*from.byte & bit_mask[from.offset]) != 0 ? 1 : 0;
-            orv_bit_setvalue(to.byte, toBit(blended(weights[i], colour[band], sample)), 1, to.offset);
+            takeSamples<S>(stamp.source, x + done, y, band, 1, count, samples);
+            const double c = colour[band];
+            for (unsigned i = 0; i < count; ++i) {
+                const double a = weights[done + i];
+                blended[i] = static_cast<float>(a * c + samples[i] * (1.0 - a));
+            }
+            toSamples<S>(blended, samples, count);
+            putSamples<S>(stamp.destination, x + done, y, band, count, samples);
         }
     }
 }
@@ -147,6 +135,22 @@ void paintDense3(const std::uint8_t* from, std::uint8_t* to, const float* weight
     }
 }
 
+/// The same for pixels at any stride, which are brought side by side where they lie apart.
+void paintRowDense3(const Stamp& stamp, const std::uint8_t* from, std::uint8_t* to, const float* weights,
+                    const float* colours, unsigned pixels) noexcept {
+    const std::ptrdiff_t fromStep = stamp.source.pixel;
+    const std::ptrdiff_t toStep = stamp.destination.pixel;
+    if (fromStep == threeBands && toStep == threeBands) return paintDense3(from, to, weights, colours, pixels);
+    std::byte samples[rowChunk * threeBands];
+    auto* const dense = reinterpret_cast<std::uint8_t*>(samples);
+    for (unsigned done = 0; done < pixels; done += rowChunk) {
+        const unsigned count = std::min(rowChunk, pixels - done);
+        closeGaps(samples, reinterpret_cast<const std::byte*>(from + done * fromStep), fromStep, threeBands, count);
+        paintDense3(dense, dense, weights + done, colours + std::size_t{done} * threeBands, count);
+        openGaps(reinterpret_cast<std::byte*>(to + done * toStep), samples, toStep, threeBands, count);
+    }
+}
+
 void paintRow3(const Stamp& stamp, const float* byteToFloat, const float* table, bool tame, long x, long y,
                unsigned pixels) noexcept {
     const float* const weights = stamp.weights(x, y);
@@ -154,9 +158,7 @@ void paintRow3(const Stamp& stamp, const float* byteToFloat, const float* table,
     const unsigned bands = std::min(threeBands, stamp.destination.bands);
     const std::uint8_t* from = stamp.source.at<std::uint8_t>(x, y);
     std::uint8_t* to = stamp.destination.at<std::uint8_t>(x, y);
-    if (tame && bands == threeBands && stamp.source.pixel == threeBands && stamp.destination.pixel == threeBands) {
-        return paintDense3(from, to, weights, colours, pixels);
-    }
+    if (tame && bands == threeBands) return paintRowDense3(stamp, from, to, weights, colours, pixels);
     for (unsigned i = 0; i < pixels; ++i, colours += threeBands) {
         const float inverse = inverseOf(weights[i]);
         for (unsigned band = 0; band < bands; ++band) {

@@ -8,10 +8,10 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
-#include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/walk.h"
 #include "memory/measure/floodFrame.h"
 #include "memory/measure/floods.h"
+#include "memory/measure/rowSamples.h"
 #include "memory/measure/svd.h"
 
 namespace {
@@ -54,20 +54,31 @@ public:
 
     bool resolves() const noexcept { return count_ != 0; }
 
-    /// Adds a band's share to a foreground weight; the first band begins it.
-    float weight(unsigned band, int sample, float weight) const noexcept {
-        const float distance = static_cast<float>(sample) - lastBackground()[band];
-        return static_cast<float>(static_cast<double>(inverse_[band * count_]) * distance + weight);
+    /// Adds a band's share to foreground weights that begin at 0. `samples` are the band's.
+    void addShares(unsigned band, const float* samples, float* weights, unsigned pixels) const noexcept {
+        const float background = lastBackground()[band];
+        const double inverse = inverse_[band * count_];
+        for (unsigned i = 0; i < pixels; ++i) {
+            const float distance = samples[i] - background;
+            weights[i] = static_cast<float>(inverse * distance + weights[i]);
+        }
     }
 
-    /// A sample whose foreground share has become the fill colour's.
-    template <class T>
-    T recoloured(T sample, unsigned band, float weight) const noexcept {
-        return roundTo<T>(static_cast<float>(sample - static_cast<double>(delta_[band]) * weight));
-    }
-    bool recolouredBit(int bit, unsigned band, float weight) const noexcept {
-        const double share = weight;
-        return toBit(static_cast<float>(bit - share * foreground_[band] + share * fill_[band]));
+    /// Samples whose foreground share has become the fill colour's, before they are rounded.
+    template <class S>
+    void recolour(unsigned band, const float* samples, const float* weights, float* results,
+                  unsigned pixels) const noexcept {
+        const double delta = delta_[band];
+        const double foreground = foreground_[band];
+        const double fill = fill_[band];
+        for (unsigned i = 0; i < pixels; ++i) {
+            const double share = weights[i];
+            if constexpr (std::is_same_v<S, Bit>) {
+                results[i] = static_cast<float>(samples[i] - share * foreground + share * fill);
+            } else {
+                results[i] = static_cast<float>(samples[i] - delta * share);
+            }
+        }
     }
 
 private:
@@ -91,16 +102,6 @@ private:
     Array<float> inverse_;
 };
 
-template <class S>
-int sampleOf(const Raster& image, long x, long y, unsigned band) noexcept {
-    if constexpr (std::is_same_v<S, Bit>) {
-        const BitPosition place = image.bit(x, y, band);
-        return (*place.byte & bit_mask[place.offset]) != 0 ? 1 : 0;
-    } else {
-        return image.at<S>(x, y)[band];
-    }
-}
-
 /// Keeps a flood out of the pixels with too little of the foreground, and notes the weight of every pixel that it
 /// judges.
 template <class S>
@@ -109,47 +110,47 @@ public:
     WeightBarrier(const Raster& source, const Raster& weights, const Mixture& mixture) noexcept
         : source_(source), weights_(weights), mixture_(mixture) {}
 
-    float& weight(long column, long row) const noexcept {
-        return *weights_.at<float>(column - weights_.ox, row - weights_.oy);
-    }
-
     void bits(long column, long row, unsigned pixels, std::uint8_t* to) noexcept override {
+        float samples[chunkPixels];
+        float shares[chunkPixels] = {};
+        const long x = column - source_.ox;
+        const long y = row - source_.oy;
+        for (unsigned band = 0; band < source_.bands; ++band) {
+            takeSamples<S>(source_, x, y, band, 1, pixels, samples);
+            mixture_.addShares(band, samples, shares, pixels);
+        }
+        float* const noted = weights_.at<float>(column - weights_.ox, row - weights_.oy);
+        const std::ptrdiff_t step = weights_.pixelOf<float>();
         std::uint8_t low[chunkPixels];
         const unsigned padded = (pixels + 7) & ~7U;
         std::fill(low + pixels, low + padded, std::uint8_t{0});
-        for (unsigned i = 0; i < pixels; ++i) {
-            const float share = resolve(column + i - source_.ox, row - source_.oy);
-            weight(column + i, row) = share;
-            low[i] = share > leastWeight ? 0 : 1; // what is no number is not above the limit
-        }
+        for (unsigned i = 0; i < pixels; ++i) low[i] = shares[i] > leastWeight ? 0 : 1; // also what is no number
+        for (unsigned i = 0; i < pixels; ++i) noted[i * step] = shares[i];
         lanes::gatherBits(to, low, padded / 8);
     }
 
 private:
-    float resolve(long x, long y) const noexcept {
-        float share = 0.0F;
-        for (unsigned band = 0; band < source_.bands; ++band) {
-            share = mixture_.weight(band, sampleOf<S>(source_, x, y, band), share);
-        }
-        return share;
-    }
-
     const Raster& source_;
     const Raster& weights_;
     const Mixture& mixture_;
 };
 
+/// Recolours pixels of a row by their weights.
 template <class S>
-void recolour(const Raster& source, const Raster& destination, const Mixture& mixture, long x, long y,
-              float weight) noexcept {
+void recolour(const Raster& source, const Raster& destination, const Raster& weights, const Mixture& mixture, long x,
+              long y, long pixels) noexcept {
     const unsigned bands = commonBands(source, destination);
-    for (unsigned band = 0; band < bands; ++band) {
-        if constexpr (std::is_same_v<S, Bit>) {
-            const BitPosition to = destination.bit(x, y, band);
-            const bool set = mixture.recolouredBit(sampleOf<Bit>(source, x, y, band), band, weight);
-            orv_bit_setvalue(to.byte, set, 1, to.offset);
-        } else {
-            destination.at<S>(x, y)[band] = mixture.recoloured(source.at<S>(x, y)[band], band, weight);
+    for (long done = 0; done < pixels; done += rowChunk) {
+        const auto count = static_cast<unsigned>(std::min<long>(rowChunk, pixels - done));
+        float shares[rowChunk];
+        float samples[rowChunk];
+        std::int32_t results[rowChunk];
+        takeSamples<float>(weights, x + done + source.ox - weights.ox, y + source.oy - weights.oy, 0, 1, count, shares);
+        for (unsigned band = 0; band < bands; ++band) {
+            takeSamples<S>(source, x + done, y, band, 1, count, samples);
+            mixture.recolour<S>(band, samples, shares, samples, count);
+            toSamples<S>(samples, results, count);
+            putSamples<S>(destination, x + done, y, band, count, results);
         }
     }
 }
@@ -180,9 +181,7 @@ OrvStatus softFill(OrvOp* op, const char* file) noexcept {
     floodSpans(rows, stack, seed);
     rows.keepFlooded();
     eachFlooded(frame.rects(), rows, source, [&](long x, long y, long pixels) {
-        for (long i = 0; i < pixels; ++i) {
-            recolour<S>(source, destination, mixture, x + i, y, barrier.weight(x + i + source.ox, y + source.oy));
-        }
+        recolour<S>(source, destination, weights.raster(), mixture, x, y, pixels);
     });
     return ORV_SUCCESS;
 }
