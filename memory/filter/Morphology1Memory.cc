@@ -6,6 +6,7 @@
 #include <array>
 
 #include "memory/filter/ColumnRuns.h"
+#include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/bit_rows.h"
 #include "memory/frame/walk.h"
@@ -192,7 +193,8 @@ private:
     long insideEnd_ = 0;
 };
 
-/// The plain walk, for elements that have no room in the fast one.
+/// The plain walk, for elements that have no room in the fast one and for images that share samples: there each result
+/// is read by the pixels after it.
 template <class Operation>
 void filterPixels(const Raster& from, const Raster& to, const Offsets& offsets, const Rect& rect,
                   unsigned band) noexcept {
@@ -225,7 +227,8 @@ OrvStatus bitMorphology(OrvOp* op, const char* file) noexcept {
 
     const unsigned bands = commonBands(frame[dst], frame[src1]);
     ColumnRuns runs;
-    const bool found = runs.find(element);
+    const bool apart = !Extent::ofBits(frame[src1]).overlaps(Extent::ofBits(frame[dst]));
+    const bool found = apart && runs.find(element);
     BitRunWalk<Operation> walk(frame[src1], frame[dst], runs);
     for (Rect rect{}; frame.rects().next(rect);) {
         for (unsigned band = 0; band < bands; ++band) {

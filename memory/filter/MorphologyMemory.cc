@@ -2,6 +2,7 @@
 // the source are no part of the neighbourhood.
 
 #include "memory/filter/ColumnRuns.h"
+#include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/walk.h"
 
@@ -9,7 +10,8 @@ namespace {
 
 using namespace orvi;
 
-/// The plain walk, for elements that have no room in the fast one.
+/// The plain walk, for elements that have no room in the fast one and for images that share samples: there each result
+/// is read by the pixels after it.
 template <class T, class Operation>
 void filterPixels(Frame& frame, const Offsets& offsets, const Rect& rect, unsigned bands, T* accumulator) noexcept {
     const Raster& from = frame[src1];
@@ -46,7 +48,8 @@ OrvStatus morphology(OrvOp* op, const char* file) noexcept {
     const unsigned bands = commonBands(frame[dst], frame[src1]);
     if (bands == 0) return ORV_SUCCESS;
     ColumnRuns runs;
-    const bool found = runs.find(element);
+    const bool apart = !Extent(frame[src1], sizeof(T)).overlaps(Extent(frame[dst], sizeof(T)));
+    const bool found = apart && runs.find(element);
     ColumnRunWalk<T, Operation> walk(frame[src1], frame[dst], bands, runs);
     for (Rect rect{}; frame.rects().next(rect);) {
         if (found && walk.fits()) {

@@ -18,6 +18,15 @@ struct Extent {
                static_cast<std::ptrdiff_t>(raster.image->getWidth() - 1) * raster.pixel + raster.bands * sampleSize -
                1) {}
 
+    /// The same of an image of bits, whose planes follow one another.
+    static Extent ofBits(const Raster& raster) noexcept {
+        Extent extent(raster, 0);
+        const auto lastBit = static_cast<std::ptrdiff_t>(raster.image->getWidth() - 1) + raster.offset;
+        extent.last = raster.data + static_cast<std::ptrdiff_t>(raster.bands - 1) * raster.bandStride +
+                      static_cast<std::ptrdiff_t>(raster.image->getHeight() - 1) * raster.stride + (lastBit >> 3);
+        return extent;
+    }
+
     bool overlaps(const Extent& other) const noexcept {
         const std::less<const std::byte*> before;
         return !before(last, other.first) && !before(other.last, first);
