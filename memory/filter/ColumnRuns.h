@@ -139,7 +139,7 @@ private:
 /// `Count` vectors, or samples, of the greatest or least of some rows; `finish(at, V)` takes them.
 template <class Operation, class V, int Count, class T, class Finish>
 inline void combineAt(const T* const* rows, long rowCount, long at, Finish finish) noexcept {
-    constexpr long step = sizeof(V) / sizeof(T);
+    constexpr long step = std::is_same_v<V, T> ? 1 : static_cast<long>(lanes::count<T>);
     V results[Count];
 #pragma GCC unroll 4
     for (V& result : results) result = static_cast<V>(V{} + Operation::template start<T>);
