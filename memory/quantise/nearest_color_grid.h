@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <limits>
 
@@ -57,6 +58,8 @@ inline unsigned fineCellOf(quads::Floats pixel) noexcept {
     return (within[0] << fineShift | within[1]) << fineShift | within[2];
 }
 
+constexpr bool lowFirst = std::endian::native == std::endian::little;
+
 inline void lower(KeyLanes& least, const KeyLanes& key) noexcept { least = key < least ? key : least; }
 
 /// The entry of the least distance, the lowest index first.
@@ -69,8 +72,11 @@ inline std::int32_t searchBlocks(FineCell cell, quads::Floats pixel) noexcept {
         const Lanes d1 = pixel[1] - block->color[1];
         const Lanes d2 = pixel[2] - block->color[2];
         const auto distance = (IntLanes)(d0 * d0 + d1 * d1 + d2 * d2);
-        const auto one = (KeyLanes)__builtin_shufflevector(block->index, distance, 0, 8, 1, 9, 4, 12, 5, 13);
-        const auto other = (KeyLanes)__builtin_shufflevector(block->index, distance, 2, 10, 3, 11, 6, 14, 7, 15);
+        // The half of a key that lies first in memory is the low one or the high one.
+        const IntLanes first = lowFirst ? block->index : distance;
+        const IntLanes second = lowFirst ? distance : block->index;
+        const auto one = (KeyLanes)__builtin_shufflevector(first, second, 0, 8, 1, 9, 4, 12, 5, 13);
+        const auto other = (KeyLanes)__builtin_shufflevector(first, second, 2, 10, 3, 11, 6, 14, 7, 15);
         lower(least, one);
         lower(least, other);
     }
