@@ -7,6 +7,7 @@
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/bit_rows.h"
+#include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
 #include "memory/measure/floodFrame.h"
@@ -63,9 +64,13 @@ public:
         alignas(lanes::vectorBytes) std::uint8_t equal[chunkPixels];
         const unsigned padded = (pixels + 7) & ~7U;
         std::fill(equal + pixels, equal + padded, std::uint8_t{0});
-        if (step == 1) {
-            const S boundary = colour_[0];
-            for (unsigned i = 0; i < pixels; ++i) equal[i] = from[i] == boundary;
+        if (source_.bands == 1 && step == 1) {
+            oneBand(from, pixels, equal);
+        } else if (source_.bands == 1) {
+            S dense[chunkPixels];
+            closeGaps(reinterpret_cast<std::byte*>(dense), reinterpret_cast<const std::byte*>(from), source_.pixel,
+                      sizeof(S), pixels);
+            oneBand(dense, pixels, equal);
         } else if (std::is_same_v<S, std::uint8_t> && step == 3 && source_.bands == 3) {
             threeBands(from, pixels, equal);
         } else {
@@ -75,6 +80,11 @@ public:
     }
 
 private:
+    void oneBand(const S* from, unsigned pixels, std::uint8_t* equal) const noexcept {
+        const S boundary = colour_[0];
+        for (unsigned i = 0; i < pixels; ++i) equal[i] = from[i] == boundary;
+    }
+
     void threeBands(const S* from, unsigned pixels, std::uint8_t* equal) const noexcept {
         alignas(lanes::vectorBytes) std::uint8_t planes[3][chunkPixels];
         lanes::splitBands(reinterpret_cast<const std::uint8_t*>(from), planes[0], planes[1], planes[2], pixels);
@@ -161,13 +171,31 @@ void paintSamples(S* row, ClosedRows& rows, long y, long begin, long end, S samp
     }
 }
 
+/// The same where the samples lie apart: chunks of them are brought side by side for the time being.
+template <class S>
+void paintApart(S* row, std::ptrdiff_t step, ClosedRows& rows, long y, long begin, long end, S sample) noexcept {
+    S dense[Barrier::chunkPixels];
+    auto* const side = reinterpret_cast<std::byte*>(dense);
+    auto* to = reinterpret_cast<std::byte*>(row);
+    for (long from = begin; from < end; from += Barrier::chunkPixels, to += Barrier::chunkPixels * step) {
+        const long chunkEnd = std::min<long>(end, from + Barrier::chunkPixels);
+        if (rows.firstClosed(y, from, chunkEnd) == chunkEnd) continue;
+        const auto pixels = static_cast<std::size_t>(chunkEnd - from);
+        closeGaps(side, to, step, sizeof(S), pixels);
+        paintSamples(dense, rows, y, from, chunkEnd, sample);
+        openGaps(to, side, step, sizeof(S), pixels);
+    }
+}
+
 /// Paints the flooded pixels of the rectangles.
 template <class S>
 void paintFlooded(RectCursor& rects, ClosedRows& rows, const Raster& source, const Raster& image,
                   const Colour<S>& colour) noexcept {
-    if (image.pixelOf<S>() == 1) {
+    if (image.bands == 1) {
         eachFloodedRow(rects, rows, source, [&](long row, long begin, long end) {
-            paintSamples(image.at<S>(begin - source.ox, row - source.oy), rows, row, begin, end, colour[0]);
+            S* const to = image.at<S>(begin - source.ox, row - source.oy);
+            if (image.pixelOf<S>() == 1) return paintSamples(to, rows, row, begin, end, colour[0]);
+            paintApart(to, image.pixel, rows, row, begin, end, colour[0]);
         });
         return;
     }

@@ -7,6 +7,7 @@
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/bit_rows.h"
+#include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/orvi_new.h"
 #include "memory/measure/SourceRegion.h"
@@ -110,8 +111,16 @@ public:
         }
         for (; i < samples; ++i) ++counts_[0][from[i]];
     }
+    /// Samples that lie apart.
     void addRow(const std::uint8_t* from, std::size_t samples, std::ptrdiff_t step) noexcept {
-        for (std::size_t i = 0; i < samples; ++i, from += step) ++counts_[i % tables][*from];
+        std::byte dense[rowChunk];
+        for (std::size_t done = 0; done < samples; done += rowChunk) {
+            const std::size_t count = std::min<std::size_t>(rowChunk, samples - done);
+            const auto* const first =
+                reinterpret_cast<const std::byte*>(from + static_cast<std::ptrdiff_t>(done) * step);
+            closeGaps(dense, first, step, 1, count);
+            addRow(reinterpret_cast<const std::uint8_t*>(dense), count);
+        }
     }
 
     std::uint32_t of(unsigned value) const noexcept {
