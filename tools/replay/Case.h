@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "orv/device/OrvTypes.h"
+#include "orv/host/FaultPoint.h"
 
 namespace orvcase {
 
@@ -170,28 +171,7 @@ struct Chain {
     int line = 0;
 };
 
-enum class FaultPoint {
-    storage,
-    imageRoi,
-    roi,
-    roiList,
-    rectList,
-    intersect,
-    translate,
-    scale,
-    transpose,
-    clone,
-    createRoi,
-    createImage,
-    createLookup,
-    createMask,
-    cachedOp,
-    addRect,
-    cube,
-    systemState,
-    scratch,
-    newMemory,
-};
+using orv::host::FaultPoint;
 
 /// A call of the host's, or of operator new, that is made to fail during the next call.
 struct Fault {

@@ -360,8 +360,6 @@ void Stage::setImages(orv::host::Op& op, const std::array<std::string, 3>& sourc
 }
 
 void Stage::arm(const std::vector<Fault>& faults, std::vector<unsigned>& failingNews) {
-    // The host's points stand in the order of ours, which ends with the one that is no call of the host's.
-    static_assert(static_cast<int>(orv::host::FaultPoint::scratch) == static_cast<int>(FaultPoint::scratch));
     session_.faults().disarm();
     for (const Fault& fault : faults) {
         if (fault.point == FaultPoint::newMemory) {
@@ -370,7 +368,7 @@ void Stage::arm(const std::vector<Fault>& faults, std::vector<unsigned>& failing
             continue;
         }
         const OrvObject* target = fault.image.empty() ? nullptr : image(fault.image).object.get();
-        session_.faults().arm({static_cast<orv::host::FaultPoint>(fault.point), target, fault.nth});
+        session_.faults().arm({fault.point, target, fault.nth});
     }
 }
 

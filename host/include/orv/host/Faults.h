@@ -4,36 +4,14 @@
 #include <vector>
 
 #include "orv/device/OrvObject.h"
+#include "orv/host/FaultPoint.h"
 
 namespace orv::host {
 
-/// A call of the device's that can be made to answer null (addRect: status 2; cube: 0).
-enum class FaultPoint {
-    storage,   ///< getMemoryStorage of the fault's image
-    imageRoi,  ///< its getImageSpaceRoi
-    roi,       ///< its getRoi
-    roiList,   ///< OrviGetRoiList, every time
-    rectList,  ///< getRectList
-    intersect, ///< and the other ways to a new region
-    translate,
-    scale,
-    transpose,
-    clone,
-    createRoi,
-    createImage,
-    createLookup,
-    createMask,
-    cachedOp, ///< OrvCreateCachedOp
-    addRect,
-    cube,        ///< getColorCubeInfo, every time
-    systemState, ///< getSystemState of the fault's image, every time
-    scratch,     ///< the image that createImage answers has no storage
-};
-
 struct Fault {
-    FaultPoint point = FaultPoint::storage;
-    const OrvObject* image = nullptr; ///< storage, imageRoi, roi, systemState alone
-    unsigned nth = 1;                 ///< counted from 1; no meaning where every call fails
+    FaultPoint point = FaultPoint::storage; ///< any but newMemory
+    const OrvObject* image = nullptr;       ///< storage, imageRoi, roi, systemState alone
+    unsigned nth = 1;                       ///< counted from 1; no meaning where every call fails
 };
 
 /// The faults of the next call. They hit, and count, the calls that the device itself makes while one of its functions
