@@ -67,7 +67,7 @@ void Step::addObject(host::Owned<OrvObject> object) {
 }
 
 void Step::addResult(OrvLookup** cell) {
-    op_->addPointer(cell);
+    op_->addPointer(static_cast<void*>(cell));
     given_.emplace_back(cell);
     words_.emplace_back("result");
 }
@@ -166,6 +166,7 @@ void Step::takeRegions() noexcept {
 
 host::WatchedCall Step::watched() const {
     host::WatchedCall call{.op = name_, .sources = {}, .destination = destination(), .parameters = given_};
+    call.sources.reserve(at_.size());
     for (const Image& image : at_) call.sources.push_back(&image.object());
     return call;
 }

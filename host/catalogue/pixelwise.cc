@@ -1,5 +1,6 @@
 // Operations in which each pixel follows from the same pixel of the sources.
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 
@@ -31,13 +32,13 @@ template <Pattern P>
 void withBits(Call& call) {
     call.op(P.text);
     const std::vector<float> values = call.perBand("value", call.bands());
-    std::vector<std::uint32_t> bits;
     const double top = call.type() == Type::bit ? 1 : call.type() == Type::byte ? 255 : 32767;
     for (const double value : call.numbers("value")) {
         if (value > top) call.refuse("value", fmt::format("{} came, 0 to {} wanted", value, top));
     }
-    for (const float value : values) bits.push_back(static_cast<std::uint32_t>(value));
-    call.add(bits);
+    std::vector<std::uint32_t> bits(values.size());
+    std::ranges::transform(values, bits.begin(), [](float value) { return static_cast<std::uint32_t>(value); });
+    call.add(std::move(bits));
 }
 
 constexpr auto factor =

@@ -126,12 +126,12 @@ struct Operation {
     /// Whether it gives an image, and what otherwise.
     bool givesImage = true;
     Instead instead = Instead::measurements;
-    /// Encodings that it takes; any where none is named.
-    std::span<const Encoding> encodings = {};
     /// Whether the destination must not share samples with a source.
     bool apart = false;
     /// Whether every source must have the size, bands and type of the first.
     bool alike = true;
+    /// Encodings that it takes; any where none is named.
+    std::span<const Encoding> encodings = {};
     Blocks blocks = {};
     /// Names the device's op, shapes the destination and hands over the parameters.
     void (*prepare)(Call& call) = nullptr;
