@@ -60,6 +60,7 @@ std::string numbered(std::string output, std::size_t number) {
 void runJob(Session& session, const Plan& plan, const Job& job, bool one, nlohmann::json& found) {
     const Flags& flags = plan.flags;
     std::vector<Image> sources;
+    sources.reserve(job.sources.size());
     for (const std::string& path : job.sources) sources.push_back(readPrepared(session, path, flags));
     Result result = resultOf(session, plan, sources);
     sources.clear();
@@ -153,6 +154,7 @@ int runShared(const Plan& plan, const std::vector<Job>& jobs) {
     if (::pipe(ends) != 0) throw Error("jobs", "no pipe can be made");
     std::fflush(nullptr);
     std::vector<pid_t> children;
+    children.reserve(count);
     for (std::size_t i = 0; i < count; ++i) children.push_back(startShare(plan, jobs, i, count, ends[1]));
     close(ends[1]);
     Progress progress(jobs.size());
@@ -161,12 +163,8 @@ int runShared(const Plan& plan, const std::vector<Job>& jobs) {
     int worst = 0;
     for (const pid_t child : children) {
         int status = 0;
-        if (child < 0 || waitpid(child, &status, 0) < 0)
-            worst = std::max(worst, 1);
-        else if (!WIFEXITED(status))
-            worst = std::max(worst, 1);
-        else
-            worst = std::max(worst, WEXITSTATUS(status));
+        const bool ended = child >= 0 && waitpid(child, &status, 0) >= 0 && WIFEXITED(status);
+        worst = std::max(worst, ended ? WEXITSTATUS(status) : 1);
     }
     return worst;
 }
