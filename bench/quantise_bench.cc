@@ -51,14 +51,38 @@ host::Owned<host::Lookup> mapFor(const Kind& source, unsigned entries) {
 
 enum class Quantiser { nearest, dither, diffusion };
 
-void addMask(Scene& scene, host::Lookup& map) {
+host::Owned<host::DitherMask> evenMask() {
+    float thresholds[64];
+    for (unsigned i = 0; i < 64; ++i) thresholds[i] = (static_cast<float>(i * 37 % 64) + 0.5F) / 64;
+    return host::DitherMask::make(session(), 8, 8, 1, thresholds);
+}
+
+void makeCube(host::Lookup& map) {
     const int multipliers[] = {1, 6, 36};
     const unsigned cube[] = {6, 6, 6};
     map.setCube(multipliers, cube, 0);
-    float thresholds[64];
-    for (unsigned i = 0; i < 64; ++i) thresholds[i] = (static_cast<float>(i * 37 % 64) + 0.5F) / 64;
-    scene.op().addObject(&scene.keep(host::DitherMask::make(session(), 8, 8, 1, thresholds)));
 }
+
+/// An object that scenes share while one of them lives: a cache that knows one map at a time would be made anew by
+/// scenes that take turns.
+template <class Object>
+class Shared {
+public:
+    Object& addTo(Scene& scene, auto make) {
+        std::shared_ptr<Object> object = object_.lock();
+        if (!object) object_ = object = make();
+        scene.op().addObject(object.get());
+        return scene.keep(object);
+    }
+
+private:
+    std::weak_ptr<Object> object_;
+};
+
+struct Tables {
+    Shared<host::Lookup> map;
+    Shared<host::DitherMask> mask;
+};
 
 void addFloydSteinberg(Scene& scene) {
     const float weights[] = {0, 0, 0.4375F, 0.1875F, 0.3125F, 0.0625F};
@@ -67,11 +91,13 @@ void addFloydSteinberg(Scene& scene) {
 
 /// A member: its op, types and colours.
 Subject member(const std::string& op, Quantiser quantiser, const Kind& from, const Kind& to, unsigned entries) {
-    return {op, {from}, to, [=](Scene& scene) {
+    return {op, {from}, to, [=, tables = std::make_shared<Tables>()](Scene& scene) {
                 paint(scene.source());
-                host::Lookup& map = scene.keep(mapFor(from, entries));
-                scene.op().addObject(&map);
-                if (quantiser == Quantiser::dither) addMask(scene, map);
+                host::Lookup& map = tables->map.addTo(scene, [&] { return mapFor(from, entries); });
+                if (quantiser == Quantiser::dither) {
+                    makeCube(map);
+                    tables->mask.addTo(scene, evenMask);
+                }
                 if (quantiser == Quantiser::diffusion) addFloydSteinberg(scene);
             }};
 }
