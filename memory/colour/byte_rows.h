@@ -3,6 +3,8 @@
 // All of it gives what the chain gives, sample by sample, for every pixel there is.
 #pragma once
 
+#include <cstring>
+
 #include "memory/colour/rows.h"
 #include "memory/frame/pixel_words.h"
 
@@ -84,16 +86,22 @@ void storeWords(Byte* to, lanes::U32 pixels) noexcept {
     }
 }
 
-/// Runs `of`, which makes pixels of pixels in words, while there are enough of them, and the plain stages on the rest.
+/// Runs `of`, which makes pixels of pixels in words, over a row; its last pixels go by way of a whole vector.
 template <class All>
 void eachWord(const Byte* from, Byte* to, std::size_t pixels, auto of) noexcept {
     constexpr std::size_t sourceBands = All::First::sourceBands;
     constexpr std::size_t bands = All::Last::bands;
+    const auto vector = [&of](const Byte* source, Byte* result) {
+        storeWords<bands>(result, of(loadWords<sourceBands>(source)));
+    };
     std::size_t i = 0;
-    for (; i + lanes::wordPixels <= pixels; i += lanes::wordPixels) {
-        storeWords<bands>(to + i * bands, of(loadWords<sourceBands>(from + i * sourceBands)));
-    }
-    rows_detail::blocks<Byte, All>(from + i * sourceBands, to + i * bands, pixels - i);
+    for (; i + lanes::wordPixels <= pixels; i += lanes::wordPixels) vector(from + i * sourceBands, to + i * bands);
+    if (i == pixels) return;
+    Byte source[lanes::wordPixels * sourceBands] = {};
+    Byte result[lanes::wordPixels * bands];
+    std::memcpy(source, from + i * sourceBands, (pixels - i) * sourceBands);
+    vector(source, result);
+    std::memcpy(to + i * bands, result, (pixels - i) * bands);
 }
 
 /// Bands of 0 to 255 as words.

@@ -398,9 +398,9 @@ constexpr BandMasks bandMasks;
 } // namespace
 
 void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept {
-    constexpr std::size_t worthwhile = 256;
+    constexpr std::size_t worthwhile = 256; // where it takes permutations of words
     std::size_t i = 0;
-    if (samples >= worthwhile && bytePermutation) {
+    if (bytePermutation) {
         i = permuteBytes(to, from, samples, table);
     } else if (samples >= worthwhile) {
         const PermutedTable entries(table);
