@@ -224,7 +224,8 @@ COLOURS = ["#1f77b4", "#d62728", "#2ca02c", "#9467bd", "#ff7f0e", "#8c564b", "#1
 
 def curves(families, sides, path):
     """Cost of a pixel by the size of pictures, a line for each family."""
-    width, height, left, top, bottom, right = 860, 520, 60, 40, 40, 210
+    width, left, top, bottom, right = 860, 60, 40, 40, 210
+    height = max(520, top + bottom + 12 * (len(families) + 4))
     image = Image.new("RGB", (width, height), "white")
     draw, small = ImageDraw.Draw(image), font(11)
     costs = [cost for family in families.values() for cost in family.values()]
