@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -84,23 +85,32 @@ struct Triples {
 };
 #endif
 
-template <class Pixels>
-void turnSquare(const Target& to, const PixelSteps& from) noexcept {
-    using Row = typename Pixels::Row;
-    constexpr int n = Pixels::side;
-    const bool backward = from.down < 0;
-    const std::byte* first = from.at(0, backward ? n - 1 : 0);
-    Row rows[n];
-    for (int i = 0; i < n; ++i) rows[i] = Pixels::load(first + i * from.right);
-    for (int stage = 1; stage < n; stage *= 2) {
+/// Exchanges rows and columns in as many stages as are left, and hands the result on: rows that are copied back to one
+/// array between stages go through memory.
+template <int stages, class Row, std::size_t n, class Use>
+[[gnu::always_inline]] inline void exchanged(const Row (&rows)[n], Use use) noexcept {
+    if constexpr (stages == 0) {
+        use(rows);
+    } else {
         Row mixed[n];
-        for (int i = 0; i < n / 2; ++i) {
+        for (std::size_t i = 0; i < n / 2; ++i) {
             mixed[2 * i] = interleave<0>(rows[i], rows[i + n / 2], std::make_index_sequence<n>{});
             mixed[2 * i + 1] = interleave<n / 2>(rows[i], rows[i + n / 2], std::make_index_sequence<n>{});
         }
-        std::copy_n(mixed, n, rows);
+        exchanged<stages - 1>(mixed, use);
     }
-    for (int i = 0; i < n; ++i) Pixels::store(to.at(0, backward ? n - 1 - i : i), rows[i]);
+}
+
+template <class Pixels>
+void turnSquare(const Target to, const PixelSteps from) noexcept {
+    constexpr int n = Pixels::side;
+    const bool backward = from.down < 0;
+    const std::byte* first = from.at(0, backward ? n - 1 : 0);
+    typename Pixels::Row rows[n];
+    for (int i = 0; i < n; ++i) rows[i] = Pixels::load(first + i * from.right);
+    exchanged<std::countr_zero(unsigned{n})>(rows, [&](const auto& turned) {
+        for (int i = 0; i < n; ++i) Pixels::store(to.at(0, backward ? n - 1 - i : i), turned[i]);
+    });
 }
 
 /// Turns whole squares, and copies the pixels beside and below them.
