@@ -8,9 +8,7 @@
 #include "memory/geometry/GeomOps.h"
 #include "memory/geometry/RunLanes.h"
 #include "memory/geometry/fastPaths.h"
-#include "memory/geometry/interpolate.h"
 #include "memory/geometry/pixelForms.h"
-#include "memory/geometry/taps.h"
 
 namespace {
 
@@ -30,11 +28,6 @@ struct Samples {
 
     const Picture& image;
 };
-
-template <class T>
-void copyBands(T* to, const T* from, unsigned bands) noexcept {
-    for (unsigned band = 0; band < bands; ++band) to[band] = from[band];
-}
 
 /// Steps every run of a call to the nearest pixel. Positions are known beforehand: a run that stays in the image needs
 /// no look at its single positions, and where they fit 32 bits their offsets are made many at a time.
@@ -116,65 +109,6 @@ private:
     }
 };
 
-struct BilinearPixel {
-    template <class T>
-    static void write(T* to, const Samples<T>& from, const FloatDda& dda, unsigned bands) noexcept {
-        bilinearPixel(to, bands, dda.x.whole, dda.y.whole, dda.x.fraction, dda.y.fraction,
-                      [&](long x, long y) { return from.at(x, y); });
-    }
-
-    template <class T>
-    [[gnu::always_inline]] static void make(const LaneSource<T>& from, const AxisLanes& x, const AxisLanes& y,
-                                            unsigned bands, I32* to) noexcept {
-        const I32 columns[2] = {from.columnOffset(x.whole), from.columnOffset(x.whole + 1)};
-        const I32 rows[2] = {from.rowOffset(y.whole), from.rowOffset(y.whole + 1)};
-        for (unsigned first = 0; first < bands; first += LaneSource<T>::samplesPerWord) {
-            const typename LaneSource<T>::template Taps<2> above(from, columns, rows[0], first);
-            const typename LaneSource<T>::template Taps<2> below(from, columns, rows[1], first);
-            for (unsigned band = 0; band < std::min(LaneSource<T>::samplesPerWord, bands - first); ++band) {
-                *to++ = between(between(above(0, band), above(1, band), x.fraction),
-                                between(below(0, band), below(1, band), x.fraction), y.fraction) >>
-                        fractionBits;
-            }
-        }
-    }
-};
-
-struct BicubicPixel {
-    template <class T>
-    static void write(T* to, const Samples<T>& from, const FloatDda& dda, unsigned bands) noexcept {
-        bicubicPixel(to, bands, dda.x.whole, dda.y.whole, dda.x.fraction, dda.y.fraction,
-                     [&](long x, long y) { return from.at(x, y); });
-    }
-
-    template <class T>
-    [[gnu::always_inline]] static void make(const LaneSource<T>& from, const AxisLanes& x, const AxisLanes& y,
-                                            unsigned bands, I32* to) noexcept {
-        const I32 columns[4] = {from.columnOffset(x.whole - 1), from.columnOffset(x.whole),
-                                from.columnOffset(x.whole + 1), from.columnOffset(x.whole + 2)};
-        const I32 rows[4] = {from.rowOffset(y.whole - 1), from.rowOffset(y.whole), from.rowOffset(y.whole + 1),
-                             from.rowOffset(y.whole + 2)};
-        const F32 tx = cubicWeight(x.fraction);
-        const F32 ty = cubicWeight(y.fraction);
-        const I32 low = widen(std::numeric_limits<T>::min()) - I32{};
-        const I32 high = widen(std::numeric_limits<T>::max()) - I32{};
-        for (unsigned first = 0; first < bands; first += LaneSource<T>::samplesPerWord) {
-            const unsigned group = std::min(LaneSource<T>::samplesPerWord, bands - first);
-            I32 lines[4][LaneSource<T>::samplesPerWord];
-            for (int row = 0; row < 4; ++row) {
-                const typename LaneSource<T>::template Taps<4> tap(from, columns, rows[row], first);
-                for (unsigned band = 0; band < group; ++band) {
-                    lines[row][band] = cubic(tap(0, band), tap(1, band), tap(2, band), tap(3, band), x.fraction, tx);
-                }
-            }
-            for (unsigned band = 0; band < group; ++band) {
-                const I32 value = cubic(lines[0][band], lines[1][band], lines[2][band], lines[3][band], y.fraction, ty);
-                *to++ = lanes::smaller<I32>(lanes::larger<I32>(value, low), high) >> fractionBits;
-            }
-        }
-    }
-};
-
 /// Steps every run of a call with the float DDA: in lanes where they reach, else pixel by pixel. Lanes read many runs
 /// before they write one, so images that share samples go run by run.
 template <class T, class Pixel>
@@ -182,7 +116,7 @@ struct FloatRuns {
     const GeomCall& call;
 
     void operator()(const geom::scan* scan, const Rect&) const noexcept {
-        const LaneSource<T> source(call.src, call.bands);
+        const LaneSource<T> source(call.src.raster, call.src.width, call.src.height, call.bands);
         const bool shared = Extent(call.src.raster, sizeof(T)).overlaps(Extent(call.dst.raster, sizeof(T)));
         if (shared || !source.fits() || call.bands > maxLaneBands) {
             for (; scan != nullptr; scan = scan->next) plain(call.start(*scan));
@@ -218,7 +152,10 @@ private:
         T* to = call.dst.raster.template at<T>(run.x1, run.y);
         const std::ptrdiff_t pixel = call.dst.raster.template pixelOf<T>();
         FloatDda dda(run);
-        for (long x = run.x1; x <= run.x2; ++x, dda.step(), to += pixel) Pixel::write(to, source, dda, call.bands);
+        for (long x = run.x1; x <= run.x2; ++x, dda.step(), to += pixel) {
+            Pixel::write(to, call.bands, dda.x.whole, dda.y.whole, dda.x.fraction, dda.y.fraction,
+                         [&](long column, long row) { return source.at(column, row); });
+        }
     }
 };
 

@@ -43,6 +43,13 @@ struct SquareOf {
     static constexpr int side = 16 / sizeof(E);
 };
 
+/// Calls `body` with 0 to n - 1 as constants.
+template <std::size_t n, class Body>
+[[gnu::always_inline]] inline void each(Body body) noexcept {
+    [&]<std::size_t... I>(std::index_sequence<I...>) { (body(std::integral_constant<std::size_t, I>{}), ...); }
+    (std::make_index_sequence<n>{});
+}
+
 /// From pixel `first` on, one of `a` and one of `b` in turn.
 template <int first, class Row, std::size_t... I>
 Row interleave(Row a, Row b, std::index_sequence<I...>) noexcept {
@@ -86,30 +93,31 @@ struct Triples {
 #endif
 
 /// Exchanges rows and columns in as many stages as are left, and hands the result on: rows that are copied back to one
-/// array between stages go through memory.
+/// array between stages, or written in loops, go through memory.
 template <int stages, class Row, std::size_t n, class Use>
 [[gnu::always_inline]] inline void exchanged(const Row (&rows)[n], Use use) noexcept {
     if constexpr (stages == 0) {
         use(rows);
     } else {
+        constexpr auto all = std::make_index_sequence<n>{};
         Row mixed[n];
-        for (std::size_t i = 0; i < n / 2; ++i) {
-            mixed[2 * i] = interleave<0>(rows[i], rows[i + n / 2], std::make_index_sequence<n>{});
-            mixed[2 * i + 1] = interleave<n / 2>(rows[i], rows[i + n / 2], std::make_index_sequence<n>{});
-        }
+        each<n / 2>([&](auto i) {
+            mixed[2 * i] = interleave<0>(rows[i], rows[i + n / 2], all);
+            mixed[2 * i + 1] = interleave<n / 2>(rows[i], rows[i + n / 2], all);
+        });
         exchanged<stages - 1>(mixed, use);
     }
 }
 
 template <class Pixels>
-void turnSquare(const Target to, const PixelSteps from) noexcept {
-    constexpr int n = Pixels::side;
+[[gnu::always_inline]] inline void turnSquare(const Target& to, const PixelSteps& from) noexcept {
+    constexpr std::ptrdiff_t n = Pixels::side;
     const bool backward = from.down < 0;
     const std::byte* first = from.at(0, backward ? n - 1 : 0);
     typename Pixels::Row rows[n];
-    for (int i = 0; i < n; ++i) rows[i] = Pixels::load(first + i * from.right);
+    each<n>([&](auto i) { rows[i] = Pixels::load(first + std::ptrdiff_t{i} * from.right); });
     exchanged<std::countr_zero(unsigned{n})>(rows, [&](const auto& turned) {
-        for (int i = 0; i < n; ++i) Pixels::store(to.at(0, backward ? n - 1 - i : i), turned[i]);
+        each<n>([&](auto i) { Pixels::store(to.at(0, backward ? n - 1 - i : i), turned[i]); });
     });
 }
 

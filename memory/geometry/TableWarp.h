@@ -138,32 +138,48 @@ public:
         call.table.image->getDimensions(&width, &height, nullptr);
         last_ = (static_cast<long>(height) - 1) * call.table.strideOf<std::int16_t>() +
                 (static_cast<long>(width) - 1) * pixel_ + static_cast<long>(call.table.bands) - 1;
-        twoBands_ = call.table.bands > 1;
+        second_ = form == WarpForm::both && call.table.bands > 1;
     }
 
     /// Where the next pixel is taken from; false where the table has no value for it.
     bool spot(WarpSpot& to) const noexcept {
-        const bool second = form == WarpForm::both && twoBands_;
-        if (at_ + (second ? 1 : 0) > last_) return false;
+        if (at_ + (second_ ? 1 : 0) > last_) return false;
         const int t0 = samples_[at_];
-        const int t1 = second ? samples_[at_ + 1] : 0;
+        const int t1 = second_ ? samples_[at_ + 1] : 0;
         to = {column_, row_, 0, 0};
         if constexpr (form != WarpForm::vertical) displace(to.x, to.fx, t0);
         if constexpr (form != WarpForm::horizontal) displace(to.y, to.fy, form == WarpForm::both ? t1 : t0);
         return true;
     }
 
-    void stepInRange() noexcept { step(pixel_); }
-    void stepOutOfRange() noexcept { step(2); }
+    void stepInRange() noexcept { step(1, pixel_); }
+    void stepOutOfRange() noexcept { step(1, outOfRangeStep); }
+
+    // For pixels by the many.
+
+    /// The value of the next pixel, and in their order those of the pixels behind it, `pixelStep` samples apart. In
+    /// `both`, the second value lies beside it where the table has one.
+    const std::int16_t* values() const noexcept { return samples_ + at_; }
+    std::ptrdiff_t pixelStep() const noexcept { return pixel_; }
+    bool hasSecond() const noexcept { return second_; }
+    /// Whether the table has values for the next `pixels` pixels and one sample behind them.
+    bool reaches(long pixels) const noexcept { return at_ + (pixels - 1) * pixel_ + 1 <= last_; }
+    /// Whether a pixel out of range steps the table as any other.
+    bool stepsEvenly() const noexcept { return pixel_ == outOfRangeStep; }
+    void stepOver(long pixels) noexcept { step(pixels, pixel_ * pixels); }
+    long column() const noexcept { return column_; }
+    long row() const noexcept { return row_; }
 
 private:
+    static constexpr std::ptrdiff_t outOfRangeStep = 2;
+
     static void displace(long& position, unsigned& fraction, int displacement) noexcept {
         position += displacement >> 4;
         fraction = static_cast<unsigned>(displacement) & 15U;
     }
-    void step(std::ptrdiff_t samples) noexcept {
+    void step(long pixels, std::ptrdiff_t samples) noexcept {
         at_ += samples;
-        ++column_;
+        column_ += pixels;
     }
 
     const std::int16_t* samples_;
@@ -172,14 +188,13 @@ private:
     std::ptrdiff_t pixel_;
     long column_;
     long row_;
-    bool twoBands_;
+    bool second_;
 };
 
-/// Walks a row of destination pixels: `put(spot)` for a sample in range, `clear()` for one that is not.
+/// Walks the next destination pixels of a row: `put(spot)` for a sample in range, `clear()` for one that is not.
 template <WarpForm form, class Put, class Clear>
-void warpRow(const WarpCall& call, const Rect& rect, long y, Put put, Clear clear) noexcept {
-    WarpRow<form> row(call, rect.x, y);
-    for (unsigned i = 0; i < rect.width; ++i) {
+void warpPixels(const WarpCall& call, WarpRow<form>& row, unsigned pixels, Put put, Clear clear) noexcept {
+    for (unsigned i = 0; i < pixels; ++i) {
         WarpSpot spot;
         if (row.spot(spot) && call.holds(spot)) {
             put(spot);

@@ -103,13 +103,16 @@ private:
     static constexpr float fraction(unsigned sixteenths) noexcept { return static_cast<float>(sixteenths) / 16.0F; }
 };
 
+/// A plane that the source lacks is cleared out of range like any other, and kept elsewhere.
 template <WarpForm form, class Member>
 void warpPlane(const WarpCall& call, const Member& member, const WarpPlane& plane, const Rect& rect,
                unsigned band) noexcept {
+    const bool lacking = band >= call.source.bands;
     for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
+        WarpRow<form> row(call, rect.x, y);
         BitRun to(call.destination.bit(rect.x, y, band));
-        warpRow<form>(
-            call, rect, y, [&](const WarpSpot& spot) { to.put(member.bit(plane, spot)); }, [&] { to.put(false); });
+        const auto put = [&](const WarpSpot& spot) { lacking ? to.skip() : to.put(member.bit(plane, spot)); };
+        warpPixels(call, row, rect.width, put, [&] { to.put(false); });
     }
 }
 
@@ -123,7 +126,7 @@ OrvStatus warp(OrvOp* op) noexcept {
     if (!tables.refresh(call.source, call.width, call.height) || !member.makeTables()) return call.outOfMemory(op);
     if (call.openRest(op) != ORV_SUCCESS) return ORV_FAILURE;
     for (Rect rect{}; call.targets.next(rect);) {
-        for (unsigned band = 0; band < call.bands; ++band) {
+        for (unsigned band = 0; band < call.destination.bands; ++band) {
             const WarpPlane plane{reinterpret_cast<const std::uint8_t*>(call.source.data) +
                                       band * call.source.bandStride,
                                   call.source.offset, tables.rows, call.width, call.height};

@@ -1,6 +1,8 @@
 // Table warps of bytes and shorts: each destination pixel is sampled where its warp table entry displaces it to. A
 // pixel whose sample lies in no rectangle of the source gets 0 in its first band; the others stay.
 
+#include <algorithm>
+
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/geometry/TableWarp.h"
 #include "memory/geometry/WarpLanes.h"
@@ -29,45 +31,34 @@ struct WarpSource {
 
 constexpr float fraction(unsigned sixteenths) noexcept { return static_cast<float>(sixteenths) / 16.0F; }
 
-/// What a member makes of a spot. `open` does what comes before the images; false without memory.
-struct NearestWarp {
-    static constexpr Interpolation interpolation = Interpolation::nearest;
+/// What a member makes of a spot. `open` does what comes before the images; false without memory. Those that need no
+/// tables of weights also do many pixels at a time.
+template <class Pixel>
+struct PixelWarp {
+    static constexpr Interpolation interpolation = Pixel::interpolation;
+    template <class T, WarpForm form>
+    using Lanes = WarpLanes<T, form, Pixel>;
 
     static bool open(OrvOp*) noexcept { return true; }
 
     template <class T>
     void write(T* to, unsigned bands, const WarpSource<T>& from, const WarpSpot& spot) const noexcept {
-        const T* sample = from.at(spot.x, spot.y);
-        for (unsigned band = 0; band < bands; ++band) to[band] = sample[band];
-    }
-};
-
-struct BilinearWarp {
-    static constexpr Interpolation interpolation = Interpolation::bilinear;
-
-    static bool open(OrvOp*) noexcept { return true; }
-
-    template <class T>
-    void write(T* to, unsigned bands, const WarpSource<T>& from, const WarpSpot& spot) const noexcept {
-        bilinearPixel(to, bands, spot.x, spot.y, fraction(spot.fx), fraction(spot.fy),
-                      [&](long x, long y) { return from.at(x, y); });
-    }
-};
-
-struct BicubicWarp {
-    static constexpr Interpolation interpolation = Interpolation::bicubic;
-
-    static bool open(OrvOp*) noexcept { return true; }
-
-    template <class T>
-    void write(T* to, unsigned bands, const WarpSource<T>& from, const WarpSpot& spot) const noexcept {
-        bicubicPixel(to, bands, spot.x, spot.y, fraction(spot.fx), fraction(spot.fy),
+        Pixel::write(to, bands, spot.x, spot.y, fraction(spot.fx), fraction(spot.fy),
                      [&](long x, long y) { return from.at(x, y); });
     }
 };
+using NearestWarp = PixelWarp<NearestPixel>;
+using BilinearWarp = PixelWarp<BilinearPixel>;
+using BicubicWarp = PixelWarp<BicubicPixel>;
 
 struct GeneralWarp : SeparableTaps<int> {
     static constexpr Interpolation interpolation = Interpolation::general;
+    template <class T, WarpForm form>
+    struct Lanes {
+        static constexpr unsigned atOnce = 256;
+        explicit Lanes(const WarpCall&) noexcept {}
+        static unsigned run(const WarpRow<form>&, const T*, unsigned) noexcept { return 0; }
+    };
 
     template <class T>
     void write(T* to, unsigned bands, const WarpSource<T>& from, const WarpSpot& spot) const noexcept {
@@ -77,20 +68,30 @@ struct GeneralWarp : SeparableTaps<int> {
     }
 };
 
-/// The pixels of a row that are done many at a time: none, but for the nearest and bilinear bytes.
-template <class T, WarpForm form, Interpolation interpolation>
-struct FirstPixels {
-    explicit FirstPixels(const WarpCall&) noexcept {}
-    static unsigned run(const Rect&, long) noexcept { return 0; }
-};
-template <WarpForm form>
-struct FirstPixels<std::uint8_t, form, Interpolation::nearest> : WarpLanes<form, Interpolation::nearest> {
-    using WarpLanes<form, Interpolation::nearest>::WarpLanes;
-};
-template <WarpForm form>
-struct FirstPixels<std::uint8_t, form, Interpolation::bilinear> : WarpLanes<form, Interpolation::bilinear> {
-    using WarpLanes<form, Interpolation::bilinear>::WarpLanes;
-};
+/// Lanes do what they can of a row; what stops them, and what is left at its end, goes pixel by pixel.
+template <class T, WarpForm form, class Member, class Lanes>
+void warpRow(const WarpCall& call, const Member& member, const Lanes& lanes, const WarpSource<T>& source,
+             const Rect& rect, long y) noexcept {
+    WarpRow<form> row(call, rect.x, y);
+    T* to = call.destination.at<T>(rect.x, y);
+    const std::ptrdiff_t pixel = call.destination.pixelOf<T>();
+    const auto put = [&](const WarpSpot& spot) {
+        member.write(to, call.bands, source, spot);
+        to += pixel;
+    };
+    const auto clear = [&] {
+        *to = 0;
+        to += pixel;
+    };
+    for (unsigned left = rect.width; left != 0;) {
+        const unsigned done = lanes.run(row, to, left);
+        to += done * pixel;
+        left -= done;
+        const unsigned single = std::min(left, Lanes::atOnce);
+        warpPixels(call, row, single, put, clear);
+        left -= single;
+    }
+}
 
 template <class T, WarpForm form, class Member>
 OrvStatus warp(OrvOp* op) noexcept {
@@ -102,22 +103,10 @@ OrvStatus warp(OrvOp* op) noexcept {
     if (!tables.refresh(call.source, call.width, call.height)) return call.outOfMemory(op);
     if (call.openRest(op) != ORV_SUCCESS) return ORV_FAILURE;
     const WarpSource<T> source{call.source.data, tables, call.width, call.height};
-    const std::ptrdiff_t pixel = call.destination.pixelOf<T>();
-    const FirstPixels<T, form, Member::interpolation> first(call);
+    const typename Member::template Lanes<T, form> lanes(call);
     for (Rect rect{}; call.targets.next(rect);) {
         for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
-            const unsigned done = first.run(rect, y);
-            T* to = call.destination.at<T>(rect.x + static_cast<long>(done), y);
-            const auto put = [&](const WarpSpot& spot) {
-                member.write(to, call.bands, source, spot);
-                to += pixel;
-            };
-            const auto clear = [&] {
-                *to = 0;
-                to += pixel;
-            };
-            const Rect rest{rect.x + static_cast<long>(done), y, rect.width - done, 1};
-            warpRow<form>(call, rest, y, put, clear);
+            warpRow<T, form>(call, member, lanes, source, rect, y);
         }
     }
     return ORV_SUCCESS;
