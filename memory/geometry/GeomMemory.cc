@@ -7,27 +7,13 @@
 #include "memory/geometry/Dda.h"
 #include "memory/geometry/GeomOps.h"
 #include "memory/geometry/RunLanes.h"
+#include "memory/geometry/byBands.h"
 #include "memory/geometry/fastPaths.h"
 #include "memory/geometry/pixelForms.h"
 
 namespace {
 
 using namespace orvi;
-
-/// The samples of a source in image coordinates. A position beside the image reads the nearest pixel of it.
-template <class T>
-struct Samples {
-    explicit Samples(const Picture& picture) noexcept : image(picture) {}
-
-    const T* at(long x, long y) const noexcept {
-        const Raster& raster = image.raster;
-        const long column = std::clamp(x + raster.ox, 0L, image.width - 1);
-        const long row = std::clamp(y + raster.oy, 0L, image.height - 1);
-        return reinterpret_cast<const T*>(raster.data + row * raster.stride + column * raster.pixel);
-    }
-
-    const Picture& image;
-};
 
 /// Steps every run of a call to the nearest pixel. Positions are known beforehand: a run that stays in the image needs
 /// no look at its single positions, and where they fit 32 bits their offsets are made many at a time.
@@ -45,19 +31,8 @@ struct NearestRuns {
                 plain(first, FixedDda(run), length);
                 continue;
             }
-            switch (to.pixelOf<T>() == static_cast<std::ptrdiff_t>(call.bands) ? call.bands : 0) {
-            case 1:
-                offsets<1>(first, FixedDda(run), length);
-                break;
-            case 3:
-                offsets<3>(first, FixedDda(run), length);
-                break;
-            case 4:
-                offsets<4>(first, FixedDda(run), length);
-                break;
-            default:
-                offsets<0>(first, FixedDda(run), length);
-            }
+            byBands(to.pixelOf<T>() == static_cast<std::ptrdiff_t>(call.bands) ? call.bands : 0,
+                    [&](auto bands) { offsets<bands>(first, FixedDda(run), length); });
         }
     }
 
@@ -65,10 +40,9 @@ private:
     static constexpr long chunk = 256;
 
     void plain(T* to, FixedDda dda, long length) const noexcept {
-        const Samples<T> source(call.src);
         const std::ptrdiff_t pixel = call.dst.raster.pixelOf<T>();
         for (long k = 0; k < length; ++k, dda.step(), to += pixel) {
-            copyBands(to, source.at(dda.column(), dda.row()), call.bands);
+            copyBands(to, call.src.nearest<T>(dda.column(), dda.row()), call.bands);
         }
     }
 
@@ -122,16 +96,7 @@ struct FloatRuns {
             for (; scan != nullptr; scan = scan->next) plain(call.start(*scan));
             return;
         }
-        switch (call.bands) {
-        case 1:
-            return inLanes<1>(scan, source);
-        case 3:
-            return inLanes<3>(scan, source);
-        case 4:
-            return inLanes<4>(scan, source);
-        default:
-            return inLanes<0>(scan, source);
-        }
+        byBands(call.bands, [&](auto bands) { inLanes<bands>(scan, source); });
     }
 
 private:
@@ -148,13 +113,12 @@ private:
     }
 
     void plain(const Run& run) const noexcept {
-        const Samples<T> source(call.src);
         T* to = call.dst.raster.template at<T>(run.x1, run.y);
         const std::ptrdiff_t pixel = call.dst.raster.template pixelOf<T>();
         FloatDda dda(run);
         for (long x = run.x1; x <= run.x2; ++x, dda.step(), to += pixel) {
             Pixel::write(to, call.bands, dda.x.whole, dda.y.whole, dda.x.fraction, dda.y.fraction,
-                         [&](long column, long row) { return source.at(column, row); });
+                         [&](long column, long row) { return call.src.nearest<T>(column, row); });
         }
     }
 };
@@ -179,7 +143,6 @@ struct KernelRuns {
 
     void operator()(const geom::scan* scan, const Rect& rect) const noexcept {
         const Picture& image = call.src;
-        const Samples<T> source(image);
         const long left = static_cast<long>(-image.ox);
         const long top = static_cast<long>(-image.oy);
         const long right = static_cast<long>(static_cast<float>(image.width) - image.ox);
@@ -194,7 +157,7 @@ struct KernelRuns {
                 if (rows.count < 0) continue;
                 const Window columns = columnWindow(dda.x.whole, left, right, rect.x, h);
                 weightedPixel(to, call.bands, rows, columns, h.row(dda.x.fraction), v.row(dda.y.fraction), rowSums,
-                              [&](long column, long row) { return source.at(column, row); });
+                              [&](long column, long row) { return image.nearest<T>(column, row); });
             }
         }
     }

@@ -2,6 +2,7 @@
 // found, and each run of them is mapped back to where its samples lie.
 #pragma once
 
+#include <algorithm>
 #include <type_traits>
 
 #include "memory/frame/Raster.h"
@@ -29,6 +30,14 @@ struct Picture {
 
     /// Reads all but the region; false where there is no storage now.
     bool read(OrvImage* image, OrvDataType type) noexcept;
+
+    /// The pixel at a position in image coordinates; for one beside the image, the image's nearest pixel.
+    template <class T>
+    const T* nearest(long x, long y) const noexcept {
+        const long column = std::clamp(x + raster.ox, 0L, width - 1);
+        const long row = std::clamp(y + raster.oy, 0L, height - 1);
+        return reinterpret_cast<const T*>(raster.data + row * raster.stride + column * raster.pixel);
+    }
 };
 
 /// Fetches two images, their storage first and then their regions; 2 after a report.

@@ -5,6 +5,7 @@
 #include <bit>
 #include <climits>
 #include <cstddef>
+#include <cstring>
 
 #include "memory/frame/Raster.h"
 #include "memory/frame/lanes.h"
@@ -32,6 +33,41 @@ inline F32 cubicWeight(F32 f) noexcept {
     using F64 [[gnu::vector_size(2 * lanes::vectorBytes)]] = double;
     const F64 wide = __builtin_convertvector(f, F64);
     return __builtin_convertvector((1.0 - wide) * wide, F32);
+}
+
+/// Four bytes from each byte offset. What a gather leaves unwritten it takes from an operand, and waits for it: an
+/// empty one that the compiler cannot drop, or every gather waits for the one before.
+inline U32 gatherWords(const std::byte* base, I32 offset) noexcept {
+#if defined(__AVX512BW__)
+    lanes::Raw none{};
+    asm("" : "+v"(none)); // NOLINT(hicpp-no-assembler): no instruction, and nothing else hides a value
+    return (U32)_mm512_mask_i32gather_epi32(none, 0xffff, (lanes::Raw)offset, base, 1);
+#else
+    return lanes::gatherWords(base, offset);
+#endif
+}
+
+/// Stores the lanes as samples of a type whose range holds them.
+template <class T>
+inline void storeSamples(T* to, I32 v) noexcept {
+#if defined(__AVX512BW__)
+    if constexpr (sizeof(T) == 1) {
+        lanes::store(to, _mm512_maskz_cvtepi32_epi8(0xffff, (lanes::Raw)v));
+    } else {
+        lanes::store(to, _mm512_maskz_cvtepi32_epi16(0xffff, (lanes::Raw)v));
+    }
+#elif defined(__SSE2__)
+#if defined(__AVX2__)
+    const __m128i shorts =
+        _mm_packs_epi32(_mm256_castsi256_si128((lanes::Raw)v), _mm256_extracti128_si256((lanes::Raw)v, 1));
+#else
+    const __m128i shorts = _mm_packs_epi32((lanes::Raw)v, (lanes::Raw)v);
+#endif
+    const __m128i packed = sizeof(T) == 1 ? _mm_packus_epi16(shorts, shorts) : shorts;
+    std::memcpy(to, &packed, sizeof(T) * laneCount);
+#else
+    for (std::size_t i = 0; i < laneCount; ++i) to[i] = static_cast<T>(v[i]);
+#endif
 }
 
 /// One axis of the position of every lane. The whole part is a storage column or row, which a source clamps to its
@@ -80,7 +116,7 @@ public:
                 const I32 offset = from + columns[i];
                 if (left == 0) {
                     start = lanes::smaller<I32>(offset, lastWord - I32{});
-                    word = firstLowest(lanes::gatherWords(source.base_, start));
+                    word = firstLowest(gatherWords(source.base_, start));
                     left = source.tapsPerWord_;
                 }
                 words_[i] = word;

@@ -2,19 +2,18 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 
 #include "memory/frame/Extent.h"
 #include "memory/geometry/PixelLanes.h"
 #include "memory/geometry/TableWarp.h"
+#include "memory/geometry/byBands.h"
 
 namespace orvi {
 
-/// As many samples as there are lanes of 32 bits.
-template <class T>
-struct LaneSamples {
-    typedef T type __attribute__((vector_size(sizeof(T) * lanes::count<std::int32_t>)));
-};
+/// As many shorts as there are lanes of 32 bits.
+typedef std::int16_t LaneShorts __attribute__((vector_size(2 * lanes::count<std::int32_t>)));
 
 /// Pixels of a row in lanes. Lanes read many samples before they write one, so images that share samples go pixel by
 /// pixel. A pixel out of range that steps the warp table otherwise than the rest ends a run of lanes: what lies in the
@@ -35,21 +34,10 @@ public:
     /// Writes some of the next `most` pixels of a row, from `to` on, and steps the row past them; answers how many.
     unsigned run(WarpRow<form>& row, T* to, unsigned most) const noexcept {
         if (!fits_) return 0;
-        switch (call_.bands) {
-        case 1:
-            return runBands<1>(row, to, most);
-        case 3:
-            return runBands<3>(row, to, most);
-        case 4:
-            return runBands<4>(row, to, most);
-        default:
-            return runBands<0>(row, to, most);
-        }
+        return byBands(call_.bands, [&](auto bands) { return runBands<bands>(row, to, most); });
     }
 
 private:
-    using Shorts = LaneSamples<std::int16_t>::type;
-    using Samples = typename LaneSamples<T>::type;
     static constexpr unsigned stretch = 256;
 
     /// What lanes have made of a stretch of pixels, each band on its own.
@@ -94,7 +82,7 @@ private:
             Pixel::template make<T>(source_, x, y, bands, values);
             values[0] &= in; // out of range: 0 in the first band
             for (unsigned band = 0; band < bands; ++band) {
-                lanes::store(made.bands[band] + done, __builtin_convertvector(values[band], Samples));
+                storeSamples(made.bands[band] + done, values[band]);
             }
             row.stepOver(atOnce);
         }
@@ -120,11 +108,15 @@ private:
     }
 
     static I32 displacements(const WarpRow<form>& row, int band) noexcept {
-        const std::int16_t* values = row.values() + band;
+        const std::int16_t* values = row.values();
         const std::ptrdiff_t step = row.pixelStep();
-        if (step == 1) return __builtin_convertvector(lanes::load<Shorts>(values), I32);
+        if (step == 1) return __builtin_convertvector(lanes::load<LaneShorts>(values), I32);
+        if (step == 2 && std::endian::native == std::endian::little) {
+            const U32 pairs = lanes::load<U32>(values);
+            return (I32)(band == 0 ? pairs << 16 : pairs) >> 16;
+        }
         I32 result;
-        for (unsigned i = 0; i < atOnce; ++i) result[i] = values[i * step];
+        for (unsigned i = 0; i < atOnce; ++i) result[i] = values[i * step + band];
         return result;
     }
 

@@ -35,10 +35,34 @@ public:
     /// 2 after a report.
     OrvStatus open(OrvImage* from, OrvImage* to, OrvDataType type, float sx, float sy, const Facts& facts) noexcept;
 
+    /// Whether the pixels of both images lie without gaps.
+    template <class T>
+    bool dense() const noexcept {
+        const auto pixel = static_cast<std::ptrdiff_t>(bands);
+        return src.raster.pixelOf<T>() == pixel && dst.raster.pixelOf<T>() == pixel;
+    }
+
     Picture src;
     Picture dst;
     unsigned bands = 0;
     RectCursor rects;
 };
+
+/// Columns from the first up to, and without, the end.
+struct Columns {
+    long first;
+    long end;
+};
+
+/// Makes the pixels of some columns of a row: of dense images those that `rule.atOnce(columns)` picks, by
+/// `rule.many(to, x, y, columns)`, the others by `rule.single(to, x, y)`.
+template <class T, class Rule>
+void scaleRow(const ScaledRegion& region, const Rule& rule, const Columns& columns, long y) noexcept {
+    const Columns many = region.dense<T>() ? rule.atOnce(columns) : Columns{columns.first, columns.first};
+    const auto to = [&](long x) { return region.dst.raster.template at<T>(x, y); };
+    for (long x = columns.first; x < many.first; ++x) rule.single(to(x), x, y);
+    if (many.first < many.end) rule.many(to(many.first), many.first, y, many.end - many.first);
+    for (long x = many.end; x < columns.end; ++x) rule.single(to(x), x, y);
+}
 
 } // namespace orvi

@@ -5,6 +5,7 @@
 
 #include "memory/frame/Extent.h"
 #include "memory/frame/lanes.h"
+#include "memory/geometry/byBands.h"
 #include "memory/geometry/fastPaths.h"
 
 namespace orvi {
@@ -17,12 +18,6 @@ constexpr ScaledRegion::Facts facts{"orv_bilinear_scale_05x.cc", 1, {"di-8", 1, 
 template <class T>
 constexpr T mean(T a, T b, T c, T d) noexcept {
     return static_cast<T>((a + b + c + d) >> 2);
-}
-
-/// A row of a source, in storage. A column or row beside the image is the nearest one of it.
-template <class T>
-const T* rowAt(const Picture& src, long row) noexcept {
-    return reinterpret_cast<const T*>(src.raster.data + std::clamp(row, 0L, src.height - 1) * src.raster.stride);
 }
 
 /// Dense pixels whose four sources lie in the image. `Bands` is the number of bands, 0 for any.
@@ -68,52 +63,52 @@ void halveDense(T* to, const T* upper, const T* lower, long pixels, unsigned ban
     if constexpr (takesApart && std::is_same_v<T, std::uint8_t>) {
         if (bands == 3 && apart) return halveTriples(to, upper, lower, pixels);
     }
-    switch (bands) {
-    case 1:
-        return halvePixels<1>(to, upper, lower, pixels, 0);
-    case 3:
-        return halvePixels<3>(to, upper, lower, pixels, 0);
-    default:
-        return halvePixels<0>(to, upper, lower, pixels, bands);
-    }
+    byBands(bands, [&](auto count) { halvePixels<count>(to, upper, lower, pixels, bands); });
 }
 
-/// `apart`: the images share no samples.
 template <class T>
-void halveRow(const ScaledRegion& region, const Rect& rect, long y, bool apart) noexcept {
-    const Picture& src = region.src;
-    const long row = 2 * y + src.raster.oy;
-    const T* upper = rowAt<T>(src, row);
-    const T* lower = rowAt<T>(src, row + 1);
-    const std::ptrdiff_t pixel = src.raster.pixelOf<T>();
-    const unsigned bands = region.bands;
-    const long end = rect.x + static_cast<long>(rect.width);
-    long x = rect.x;
-    const long column0 = 2 * x + src.raster.ox;
-    if (pixel == static_cast<std::ptrdiff_t>(bands) && region.dst.raster.pixelOf<T>() == pixel && column0 >= 0) {
-        const long pixels = std::clamp((src.width - column0) / 2, 0L, end - x);
-        const long first = column0 * pixel;
-        halveDense(region.dst.raster.at<T>(x, y), upper + first, lower + first, pixels, bands, apart);
-        x += pixels;
+class Halving {
+public:
+    explicit Halving(const ScaledRegion& region) noexcept
+        : region_(region),
+          src_(region.src),
+          apart_(!Extent(region.src.raster, sizeof(T)).overlaps(Extent(region.dst.raster, sizeof(T)))) {}
+
+    /// Columns whose sources lie in the image.
+    Columns atOnce(const Columns& columns) const noexcept {
+        const long column = 2 * columns.first + src_.raster.ox;
+        if (column < 0) return {columns.first, columns.first};
+        return {columns.first, columns.first + std::clamp((src_.width - column) / 2, 0L, columns.end - columns.first)};
     }
-    for (; x < end; ++x) {
-        const long column = 2 * x + src.raster.ox;
-        const long left = std::clamp(column, 0L, src.width - 1) * pixel;
-        const long right = std::clamp(column + 1, 0L, src.width - 1) * pixel;
-        T* to = region.dst.raster.at<T>(x, y);
-        for (unsigned band = 0; band < bands; ++band) {
-            to[band] = mean(upper[left + band], upper[right + band], lower[left + band], lower[right + band]);
+
+    void many(T* to, long x, long y, long columns) const noexcept {
+        halveDense(to, src_.nearest<T>(2 * x, 2 * y), src_.nearest<T>(2 * x, 2 * y + 1), columns, region_.bands,
+                   apart_);
+    }
+
+    void single(T* to, long x, long y) const noexcept {
+        const auto at = [&](long right, long down) { return src_.nearest<T>(2 * x + right, 2 * y + down); };
+        const T* const corners[4] = {at(0, 0), at(1, 0), at(0, 1), at(1, 1)};
+        for (unsigned band = 0; band < region_.bands; ++band) {
+            to[band] = mean(corners[0][band], corners[1][band], corners[2][band], corners[3][band]);
         }
     }
-}
+
+private:
+    const ScaledRegion& region_;
+    const Picture& src_;
+    bool apart_; ///< the images share no samples
+};
 
 template <class T>
 OrvStatus halve(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
     ScaledRegion region;
     if (region.open(src, dst, dataTypeOf<T>, sx, sy, facts) != ORV_SUCCESS) return ORV_FAILURE;
-    const bool apart = !Extent(region.src.raster, sizeof(T)).overlaps(Extent(region.dst.raster, sizeof(T)));
+    const Halving<T> rule(region);
     for (Rect rect{}; region.rects.next(rect);) {
-        for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) halveRow<T>(region, rect, y, apart);
+        const Columns columns{rect.x, rect.x + static_cast<long>(rect.width)};
+        const long bottom = rect.y + static_cast<long>(rect.height);
+        for (long y = rect.y; y < bottom; ++y) scaleRow<T>(region, rule, columns, y);
     }
     return ORV_SUCCESS;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "memory/frame/orvi_new.h"
+#include "memory/geometry/byBands.h"
 #include "memory/geometry/fastPaths.h"
 
 namespace orvi {
@@ -68,80 +69,49 @@ void enlargePairs(T* to, const T* upper, const T* lower, long pairs, unsigned an
 }
 
 template <class T>
-class Doubler {
+class Doubling {
 public:
-    explicit Doubler(const ScaledRegion& region) noexcept
-        : region_(region),
-          dense_(region.src.raster.pixelOf<T>() == static_cast<std::ptrdiff_t>(region.bands) &&
-                 region.dst.raster.pixelOf<T>() == static_cast<std::ptrdiff_t>(region.bands) &&
-                 region.bands <= maxBands) {}
+    explicit Doubling(const ScaledRegion& region) noexcept : region_(region), src_(region.src) {}
 
-    void row(long x, long y, long columns) const noexcept {
-        const long end = x + columns;
-        const long even = std::min(end, x + (x & 1));
-        const long column = (even >> 1) + region_.src.raster.ox;
-        const long pairs = dense_ && column >= 0 ? std::clamp(region_.src.width - 1 - column, 0L, (end - even) / 2) : 0;
-        single(x, even, y);
-        if (pairs > 0) enlargeRow(even, y, pairs);
-        single(even + 2 * pairs, end, y);
+    /// Pairs of columns that have a right neighbour.
+    Columns atOnce(const Columns& columns) const noexcept {
+        const long even = std::min(columns.end, columns.first + (columns.first & 1));
+        const long column = (even >> 1) + src_.raster.ox;
+        if (column < 0 || region_.bands > maxBands) return {even, even};
+        return {even, even + 2 * std::clamp(src_.width - 1 - column, 0L, (columns.end - even) / 2)};
+    }
+
+    void many(T* to, long x, long y, long columns) const noexcept {
+        const T* upper = src_.nearest<T>(x >> 1, y >> 1);
+        const T* lower = src_.nearest<T>(x >> 1, below(y));
+        byBands(region_.bands, [&](auto bands) { enlargePairs<bands>(to, upper, lower, columns / 2, region_.bands); });
+    }
+
+    void single(T* to, long x, long y) const noexcept {
+        const long right = (x >> 1) + (x & 1);
+        const T* const upper[2] = {src_.nearest<T>(x >> 1, y >> 1), src_.nearest<T>(right, y >> 1)};
+        const T* const lower[2] = {src_.nearest<T>(x >> 1, below(y)), src_.nearest<T>(right, below(y))};
+        for (unsigned band = 0; band < region_.bands; ++band) {
+            to[band] = mean(mean(upper[0][band], upper[1][band]), mean(lower[0][band], lower[1][band]));
+        }
     }
 
 private:
     static constexpr unsigned maxBands = 64;
 
-    void enlargeRow(long x, long y, long pairs) const noexcept {
-        T* to = region_.dst.raster.template at<T>(x, y);
-        const T* above = upper(y) + columnAt(x >> 1);
-        const T* below = lower(y) + columnAt(x >> 1);
-        switch (region_.bands) {
-        case 1:
-            return enlargePairs<1>(to, above, below, pairs, 0);
-        case 3:
-            return enlargePairs<3>(to, above, below, pairs, 0);
-        case 4:
-            return enlargePairs<4>(to, above, below, pairs, 0);
-        default:
-            return enlargePairs<0>(to, above, below, pairs, region_.bands);
-        }
-    }
-
-    /// Any columns, one by one.
-    void single(long x, long end, long y) const noexcept {
-        for (; x < end; ++x) {
-            const long left = columnAt(x >> 1);
-            const long right = columnAt((x >> 1) + (x & 1));
-            T* to = region_.dst.raster.template at<T>(x, y);
-            for (unsigned band = 0; band < region_.bands; ++band) {
-                to[band] = mean(mean(upper(y)[left + band], upper(y)[right + band]),
-                                mean(lower(y)[left + band], lower(y)[right + band]));
-            }
-        }
-    }
-
-    const T* upper(long y) const noexcept { return rowAt(y >> 1); }
-    const T* lower(long y) const noexcept { return rowAt((y >> 1) + (y & 1)); }
-
-    const T* rowAt(long y) const noexcept {
-        const Raster& raster = region_.src.raster;
-        const long row = std::clamp(y + raster.oy, 0L, region_.src.height - 1);
-        return reinterpret_cast<const T*>(raster.data + row * raster.stride);
-    }
-    long columnAt(long x) const noexcept {
-        const Raster& raster = region_.src.raster;
-        return std::clamp(x + raster.ox, 0L, region_.src.width - 1) * raster.pixelOf<T>();
-    }
+    static long below(long y) noexcept { return (y >> 1) + (y & 1); }
 
     const ScaledRegion& region_;
-    bool dense_;
+    const Picture& src_;
 };
 
 template <class T>
 OrvStatus enlarge(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
     ScaledRegion region;
     if (region.open(src, dst, dataTypeOf<T>, sx, sy, facts) != ORV_SUCCESS) return ORV_FAILURE;
-    const Doubler<T> doubler(region);
+    const Doubling<T> rule(region);
     for (Rect rect{}; region.rects.next(rect);) {
-        const long columns = writtenColumns(region.src, rect);
+        const Columns columns{rect.x, rect.x + writtenColumns(region.src, rect)};
         const long rows = writtenRows(region.src, rect);
         // A rectangle that begins with a row between two source rows is given a row of its own.
         Array<T> temporary;
@@ -149,7 +119,7 @@ OrvStatus enlarge(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
             temporary.reset(newArray<T>(std::size_t{rect.width} * region.bands));
             if (!temporary) return fail(dst, noMemory, facts.file);
         }
-        for (long y = rect.y; y < rect.y + rows; ++y) doubler.row(rect.x, y, columns);
+        for (long y = rect.y; y < rect.y + rows; ++y) scaleRow<T>(region, rule, columns, y);
     }
     return ORV_SUCCESS;
 }

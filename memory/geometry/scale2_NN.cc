@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "memory/frame/numbers.h"
+#include "memory/geometry/byBands.h"
 #include "memory/geometry/fastPaths.h"
 
 namespace orvi {
@@ -29,70 +30,49 @@ void doublePixels(std::uint8_t* to, const std::uint8_t* from, long pixels, unsig
     }
 }
 
-class Doubler {
+class Doubling {
 public:
-    explicit Doubler(const ScaledRegion& region) noexcept
-        : region_(region),
-          dense_(region.src.raster.pixel == static_cast<std::ptrdiff_t>(region.bands) &&
-                 region.dst.raster.pixel == static_cast<std::ptrdiff_t>(region.bands)) {}
+    explicit Doubling(const ScaledRegion& region) noexcept : region_(region) {}
 
-    void rectangle(const Rect& rect) const noexcept {
-        const long bottom = rect.y + static_cast<long>(rect.height);
-        for (long y = rect.y; y < bottom; ++y) {
-            // The lower half of a source row is a copy of the upper one.
-            if (dense_ && y > rect.y && (y & 1) != 0) {
-                std::memcpy(to(rect.x, y), to(rect.x, y - 1), std::size_t{rect.width} * region_.bands);
-            } else {
-                row(rect.x, rect.x + static_cast<long>(rect.width), y);
-            }
-        }
+    static Columns atOnce(const Columns& columns) noexcept {
+        const long even = std::min(columns.end, columns.first + (columns.first & 1));
+        return {even, columns.end - ((columns.end - even) & 1)};
     }
+
+    void many(std::uint8_t* to, long x, long y, long columns) const noexcept {
+        byBands(region_.bands, [&](auto bands) { doublePixels<bands>(to, from(x, y), columns / 2, region_.bands); });
+    }
+
+    void single(std::uint8_t* to, long x, long y) const noexcept { std::memcpy(to, from(x, y), region_.bands); }
 
 private:
-    std::uint8_t* to(long x, long y) const noexcept { return region_.dst.raster.at<std::uint8_t>(x, y); }
     const std::uint8_t* from(long x, long y) const noexcept {
-        return region_.src.raster.at<std::uint8_t>(x >> 1, y >> 1);
-    }
-
-    void row(long x, long end, long y) const noexcept {
-        if (!dense_) return single(x, end, y);
-        const long even = std::min(end, x + (x & 1));
-        const long pairs = (end - even) / 2;
-        single(x, even, y);
-        if (pairs > 0) doubleRow(to(even, y), from(even, y), pairs);
-        single(even + 2 * pairs, end, y);
-    }
-
-    void doubleRow(std::uint8_t* d, const std::uint8_t* s, long pixels) const noexcept {
-        switch (region_.bands) {
-        case 1:
-            return doublePixels<1>(d, s, pixels, 0);
-        case 3:
-            return doublePixels<3>(d, s, pixels, 0);
-        case 4:
-            return doublePixels<4>(d, s, pixels, 0);
-        default:
-            return doublePixels<0>(d, s, pixels, region_.bands);
-        }
-    }
-
-    void single(long x, long end, long y) const noexcept {
-        for (; x < end; ++x) {
-            for (unsigned band = 0; band < region_.bands; ++band) to(x, y)[band] = from(x, y)[band];
-        }
+        return region_.src.nearest<std::uint8_t>(x >> 1, y >> 1);
     }
 
     const ScaledRegion& region_;
-    bool dense_;
 };
+
+void doubleRectangle(const ScaledRegion& region, const Rect& rect) noexcept {
+    const Doubling rule(region);
+    const Columns columns{rect.x, rect.x + static_cast<long>(rect.width)};
+    const auto to = [&](long y) { return region.dst.raster.at<std::uint8_t>(rect.x, y); };
+    for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
+        // The lower half of a source row is a copy of the upper one.
+        if (region.dense<std::uint8_t>() && y > rect.y && (y & 1) != 0) {
+            std::memcpy(to(y), to(y - 1), std::size_t{rect.width} * region.bands);
+        } else {
+            scaleRow<std::uint8_t>(region, rule, columns, y);
+        }
+    }
+}
 
 } // namespace
 
 OrvStatus scale2_NN(OrvImage* src, OrvImage* dst, float sx, float sy) noexcept {
     ScaledRegion region;
     if (region.open(src, dst, ORV_BYTE, rounded(sx), rounded(sy), facts) != ORV_SUCCESS) return ORV_FAILURE;
-    const Doubler doubler(region);
-    for (Rect rect{}; region.rects.next(rect);) doubler.rectangle(rect);
+    for (Rect rect{}; region.rects.next(rect);) doubleRectangle(region, rect);
     return ORV_SUCCESS;
 }
 
