@@ -1,14 +1,17 @@
-// Rotation, translation and scaling beside OpenCV and beside memcpy.
+// The affine family on bits, bytes and shorts, beside OpenCV, Leptonica and memcpy.
 
 #include <cmath>
 #include <initializer_list>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "Scene.h"
 
 namespace {
 
 using namespace orvbench;
+namespace host = orv::host;
 
 std::shared_ptr<Scene> moving(const char* op, OrvDataType type, unsigned bands, unsigned to,
                               std::initializer_list<float> parameters) {
@@ -66,5 +69,54 @@ const bool rows[] = {
 };
 
 #endif
+
+constexpr const char* interpolations[] = {"nearest", "bilinear", "bicubic", "general"};
+
+/// Four weights that lean with the fraction, sixteen rows of them.
+host::Owned<host::InterpolationTable> weights() {
+    std::vector<float> taps;
+    for (int row = 0; row < 16; ++row) {
+        const float f = static_cast<float>(row) / 16;
+        for (const float weight : {-0.1F * (1 - f), 1.1F - f, 0.1F + f, -0.1F * f - 0.1F}) taps.push_back(weight);
+    }
+    return host::InterpolationTable::make(session(), 4, 16, taps.data());
+}
+
+/// Two parameters of a transform, and the tables that general interpolation takes behind them.
+Subject transform(const std::string& op, const Kind& kind, std::vector<float> values) {
+    return {.op = op, .from = {kind}, .to = kind, .parameters = [op, values](Scene& scene) {
+                if (op.starts_with("affine")) {
+                    scene.op().addPointer(scene.keep(std::make_shared<std::vector<float>>(values)).data());
+                    scene.op().addPointer(nullptr);
+                } else {
+                    scene.op().addFloat(values[0]);
+                    scene.op().addFloat(values[1]);
+                }
+                if (!op.ends_with("general")) return;
+                for (int axis = 0; axis < 2; ++axis) scene.op().addObject(&scene.keep(weights()));
+            }};
+}
+
+bool members(const std::string& name, const std::vector<float>& values) {
+    for (const Kind& kind : {bits, bytes, shorts}) {
+        const std::string digits = kind.type == ORV_BIT ? "1" : kind.type == ORV_BYTE ? "8" : "16";
+        for (const char* interpolation : interpolations) {
+            const std::string op = name + digits + interpolation;
+            if (op != "translate8nearest") besideCopy(0, transform(op, kind, values)); // that has a row of its own
+        }
+    }
+    return true;
+}
+
+const bool all = members("affine", {0.9F, 0.2F, -0.1F, 0.95F, 30.5F, 2.25F}) && members("rotate", {0.1F, 0}) &&
+                 members("scale", {0.9F, 0.8F}) && members("translate", {2.5F, 3.25F});
+
+const bool layouts = layoutRows("rotate8nearest colors", transform("rotate8nearest", colors, {0.1F, 0})) &&
+                     layoutRows("rotate8bilinear colors", transform("rotate8bilinear", colors, {0.1F, 0})) &&
+                     layoutRows("rotate1nearest", transform("rotate1nearest", bits, {0.1F, 0})) &&
+                     layoutRows("translate8nearest", transform("translate8nearest", bytes, {3, 5})) &&
+                     layoutRows("scale8nearest 2x", transform("scale8nearest", colors, {2, 2})) &&
+                     layoutRows("scale8bilinear 2x", transform("scale8bilinear", colors, {2, 2})) &&
+                     layoutRows("scale8bilinear 0.5x", transform("scale8bilinear", colors, {0.5F, 0.5F}));
 
 } // namespace

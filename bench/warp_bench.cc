@@ -153,4 +153,57 @@ const bool bitRows[] = {
 
 #endif
 
+/// A row of weights for each fraction, by the nearer of two samples.
+orv::host::Owned<orv::host::InterpolationTable> weights() {
+    const float taps[] = {0.9F, 0.1F, 0.6F, 0.4F, 0.4F, 0.6F, 0.1F, 0.9F};
+    return orv::host::InterpolationTable::make(session(), 2, 4, taps);
+}
+
+/// A warp by up to 40 pixels, with displacements that change slowly from one to the next.
+Subject warping(const std::string& op, const Kind& kind) {
+    return {.op = op, .from = {kind, {ORV_SHORT, 2}}, .to = kind, .parameters = [op](Scene& scene) {
+                auto* to = scene.source(2).samples<std::int16_t>();
+                for (std::size_t i = 0; i < scene.source(2).bytes() / 2; ++i) {
+                    to[i] = static_cast<std::int16_t>(640 * std::sin(static_cast<double>(i % 4096) * 0.0015));
+                }
+                if (!op.ends_with("general")) return;
+                for (int parameter = 0; parameter < 2; ++parameter) scene.op().addPointer(nullptr);
+                for (int axis = 0; axis < 2; ++axis) scene.op().addObject(&scene.keep(weights()));
+            }};
+}
+
+const bool all = [] {
+    for (const char* form : {"", "h", "v"}) {
+        for (const Kind& kind : {bits, bytes, shorts}) {
+            const std::string digits = kind.type == ORV_BIT ? "1" : kind.type == ORV_BYTE ? "8" : "16";
+            for (const char* interpolation : {"nearest", "bilinear", "bicubic", "general"}) {
+                besideCopy(0, warping(std::string("tablewarp") + form + digits + interpolation, kind));
+            }
+        }
+    }
+    return true;
+}();
+
+Subject turn(const char* op, const Kind& kind, long flip) {
+    return {.op = op, .from = {kind}, .to = kind, .parameters = [flip](Scene& scene) { scene.op().addLong(flip); }};
+}
+Subject shrinking(const char* op, const Kind& from, const Kind& to, float scale) {
+    return {.op = op, .from = {from}, .to = to, .parameters = floatValues({scale, scale})};
+}
+
+const bool others = besideCopy("subsample1_8 1/3", 0, shrinking("subsample1_8", bits, bytes, 1.0F / 3)) &&
+                    besideCopy("subsample1_8 0.37", 0, shrinking("subsample1_8", bits, bytes, 0.37F)) &&
+                    besideCopy("subsampleAdaptive1 0.37", 0, shrinking("subsampleAdaptive1", bits, bits, 0.37F)) &&
+                    besideCopy("subsampleAdaptive16 0.37", 0, shrinking("subsampleAdaptive16", shorts, shorts, 0.37F));
+
+const bool layouts = layoutRows("tablewarp8nearest colors", warping("tablewarp8nearest", colors)) &&
+                     layoutRows("tablewarp8bilinear", warping("tablewarp8bilinear", bytes)) &&
+                     layoutRows("tablewarp1nearest", warping("tablewarp1nearest", bits)) &&
+                     layoutRows("transpose8 90 degrees", turn("transpose8", bytes, 4)) &&
+                     layoutRows("transpose8 90 degrees colors", turn("transpose8", colors, 4)) &&
+                     layoutRows("transpose8 flip 1 colors", turn("transpose8", colors, 1)) &&
+                     layoutRows("transpose1 90 degrees", turn("transpose1", bits, 4)) &&
+                     layoutRows("subsample1_8 1/2", shrinking("subsample1_8", bits, bytes, 0.5F)) &&
+                     layoutRows("subsampleAdaptive8 0.37", shrinking("subsampleAdaptive8", bytes, bytes, 0.37F));
+
 } // namespace
