@@ -73,7 +73,9 @@ bool layoutRows(const std::string& name, const Subject& subject) {
 bool layoutRows(const std::string& name, const MakeScene& make) {
     const auto besideDense = [&](const char* what, double goal, const Layout& layout) {
         measure({.name = name + what, .peer = "dense", .goal = goal, .prepare = [make, layout] {
-                     return runsOf(make(layout), [dense = make({})] { dense->run(); });
+                     Layout sized = layout; // the layout was made before the side was told
+                     sized.width = sized.height = side;
+                     return runsOf(make(sized), [dense = make({})] { dense->run(); });
                  }});
     };
     besideDense(" padded", 1 / 1.2, {.rowGap = 5});

@@ -39,8 +39,8 @@ def native_times(side):
     return {name: float(took) for name, at, took in rows if int(at) == side}
 
 
-# numpy's large arrays begin 16 bytes behind a page, which alone costs a memory-bound call 3 to 7%; where the machine is known to
-# be quiet and the arrays to be aligned, ORV_SPEED_SHARE=1.05 asks for more.
+# Calls that wait for memory move by some per cent from run to run; where the machine is known to be quiet,
+# ORV_SPEED_SHARE=1.05 asks for more than the suite does.
 SHARE = float(os.environ.get("ORV_SPEED_SHARE", "1.25"))
 
 
