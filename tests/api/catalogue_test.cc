@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "orv/orv.h"
+#include "pictures.h"
 
 namespace orv {
 namespace {
@@ -47,19 +48,6 @@ Image pattern(unsigned width, unsigned height, unsigned bands, Type type) {
 
 Image made(std::string_view operation, std::vector<Image> sources, const Arguments& arguments = {}) {
     return session().apply(operation, sources, arguments).image;
-}
-
-bool same(const Image& a, const Image& b) {
-    if (a.width() != b.width() || a.height() != b.height() || a.bands() != b.bands() || a.type() != b.type())
-        return false;
-    for (unsigned y = 0; y < a.height(); ++y) {
-        for (unsigned x = 0; x < a.width(); ++x) {
-            for (unsigned band = 0; band < a.bands(); ++band) {
-                if (a.sample(x, y, band) != b.sample(x, y, band)) return false;
-            }
-        }
-    }
-    return true;
 }
 
 std::string refusal(std::string_view operation, std::vector<Image> sources, const Arguments& arguments = {},

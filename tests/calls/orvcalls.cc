@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "replay/CaseText.h"
+#include "replay/CommandLine.h"
 #include "replay/Runner.h"
 #include "support/Calls.h"
 
@@ -40,31 +41,18 @@ struct Options {
     bool print = false;
 };
 
-struct WrongUse {
-    std::string what;
-};
-
-std::vector<orvcase::Storage> storagesNamed(const std::string& name) {
-    if (name == "all") return orvcase::allStorages();
-    for (const orvcase::Storage each : orvcase::allStorages()) {
-        if (name == orvcase::storageName(each)) return {each};
-    }
-    throw WrongUse{"no storage policy is named " + name};
-}
+using orvcase::WrongUse;
 
 Options parse(const std::vector<std::string>& words) {
     Options options;
     for (std::size_t i = 0; i < words.size(); ++i) {
         const std::string& word = words[i];
-        const auto next = [&]() -> const std::string& {
-            if (i + 1 == words.size()) throw WrongUse{word + " needs a value"};
-            return words[++i];
-        };
+        const auto next = [&]() -> const std::string& { return orvcase::valueOf(words, i); };
         const auto number = [&] { return std::strtoull(next().c_str(), nullptr, 10); };
         if (word == "--build")
-            options.builds = {next()};
+            options.builds = orvcase::buildsNamed(next());
         else if (word == "--storage")
-            options.storages = storagesNamed(next());
+            options.storages = orvcase::storagesNamed(next());
         else if (word == "--first")
             options.first = number();
         else if (word == "--count")
@@ -78,7 +66,6 @@ Options parse(const std::vector<std::string>& words) {
         else
             throw WrongUse{"unknown option " + word};
     }
-    if (options.builds[0] == "all") options.builds = orvcase::availableBuilds();
     return options;
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "CaseText.h"
+#include "CommandLine.h"
 #include "Runner.h"
 
 namespace {
@@ -36,26 +37,13 @@ struct Options {
     std::vector<std::string> files = {};
 };
 
-struct WrongUse {
-    std::string what;
-};
-
-std::vector<orvcase::Storage> storagesNamed(const std::string& name) {
-    if (name == "all") return orvcase::allStorages();
-    for (const orvcase::Storage each : orvcase::allStorages()) {
-        if (name == orvcase::storageName(each)) return {each};
-    }
-    throw WrongUse{"no storage policy is named " + name};
-}
+using orvcase::WrongUse;
 
 Options parse(const std::vector<std::string>& words) {
     Options options;
     for (std::size_t i = 0; i < words.size(); ++i) {
         const std::string& word = words[i];
-        const auto next = [&]() -> const std::string& {
-            if (i + 1 == words.size()) throw WrongUse{word + " needs a value"};
-            return words[++i];
-        };
+        const auto next = [&]() -> const std::string& { return orvcase::valueOf(words, i); };
         if (word == "--isolate")
             options.isolate = true;
         else if (word == "--list")
@@ -69,16 +57,15 @@ Options parse(const std::vector<std::string>& words) {
         else if (word == "--filter")
             options.filter = next();
         else if (word == "--build")
-            options.builds = {next()};
+            options.builds = orvcase::buildsNamed(next());
         else if (word == "--storage")
-            options.storages = storagesNamed(next());
+            options.storages = orvcase::storagesNamed(next());
         else if (word.starts_with("--"))
             throw WrongUse{"unknown option " + word};
         else
             options.files.push_back(word);
     }
     if (options.builds.empty()) options.builds = {""};
-    if (options.builds[0] == "all") options.builds = orvcase::availableBuilds();
     if (options.storages.empty()) options.storages = {orvcase::Storage::heap};
     if (options.files.empty() && !options.help) throw WrongUse{"no file is given"};
     return options;
