@@ -386,11 +386,13 @@ inline U32 gatherWords(const std::byte* base, I32 offset) noexcept {
 }
 } // namespace plain
 
-/// Four bytes from each byte offset, as the processor holds a 32-bit word.
+/// Four bytes from each byte offset, as the processor holds a 32-bit word. What a gather leaves unwritten it takes from
+/// an operand, and waits for it: an empty one that the compiler cannot drop, or every gather waits for the one before.
 inline U32 gatherWords(const std::byte* base, I32 offset) noexcept {
 #if defined(__AVX512BW__)
-    // The form with a mask, for compilers that take the plain one's unset operand for a fault.
-    return (U32)_mm512_mask_i32gather_epi32(_mm512_setzero_si512(), 0xffff, (Raw)offset, base, 1);
+    Raw none{};
+    asm("" : "+v"(none)); // NOLINT(hicpp-no-assembler): no instruction, and nothing else hides a value
+    return (U32)_mm512_mask_i32gather_epi32(none, 0xffff, (Raw)offset, base, 1);
 #elif defined(__AVX2__)
     return (U32)_mm256_i32gather_epi32(reinterpret_cast<const int*>(base), (Raw)offset, 1);
 #else
@@ -404,11 +406,7 @@ inline I32 gather(const std::uint8_t* base, I32 index, std::int32_t last) noexce
 #if defined(__AVX2__)
     if (last < 3) return plain::gather(base, index);
     const I32 start = smaller<I32>(index, last - 3 - I32{});
-#if defined(__AVX512BW__)
-    const U32 words = (U32)_mm512_mask_i32gather_epi32(Raw{}, 0xffff, (Raw)start, base, 1);
-#else
-    const U32 words = (U32)_mm256_i32gather_epi32(reinterpret_cast<const int*>(base), (Raw)start, 1);
-#endif
+    const U32 words = gatherWords(reinterpret_cast<const std::byte*>(base), start);
     return (I32)((words >> (U32)((index - start) << 3)) & 0xffU);
 #else
     (void)last;
@@ -419,11 +417,7 @@ inline I32 gather(const std::int16_t* base, I32 index, std::int32_t last) noexce
 #if defined(__AVX2__)
     if (last < 1) return plain::gather(base, index);
     const I32 start = smaller<I32>(index, last - 1 - I32{});
-#if defined(__AVX512BW__)
-    const U32 words = (U32)_mm512_mask_i32gather_epi32(Raw{}, 0xffff, (Raw)start, base, 2);
-#else
-    const U32 words = (U32)_mm256_i32gather_epi32(reinterpret_cast<const int*>(base), (Raw)start, 2);
-#endif
+    const U32 words = gatherWords(reinterpret_cast<const std::byte*>(base), start << 1);
     return (I32)(words << (U32)((1 - (index - start)) << 4)) >> 16;
 #else
     (void)last;

@@ -31,13 +31,13 @@ public:
         if (this != &other) reset(other.release());
         return *this;
     }
-    ~Array() { orvi_delete(data_); }
+    ~Array() { orvi_delete(static_cast<void*>(data_)); }
 
     explicit operator bool() const noexcept { return data_ != nullptr; }
     T* get() const noexcept { return data_; }
     T& operator[](std::size_t i) const noexcept { return data_[i]; }
     void reset(T* data = nullptr) noexcept {
-        orvi_delete(data_);
+        orvi_delete(static_cast<void*>(data_));
         data_ = data;
     }
     T* release() noexcept {

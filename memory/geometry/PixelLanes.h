@@ -35,18 +35,6 @@ inline F32 cubicWeight(F32 f) noexcept {
     return __builtin_convertvector((1.0 - wide) * wide, F32);
 }
 
-/// Four bytes from each byte offset. What a gather leaves unwritten it takes from an operand, and waits for it: an
-/// empty one that the compiler cannot drop, or every gather waits for the one before.
-inline U32 gatherWords(const std::byte* base, I32 offset) noexcept {
-#if defined(__AVX512BW__)
-    lanes::Raw none{};
-    asm("" : "+v"(none)); // NOLINT(hicpp-no-assembler): no instruction, and nothing else hides a value
-    return (U32)_mm512_mask_i32gather_epi32(none, 0xffff, (lanes::Raw)offset, base, 1);
-#else
-    return lanes::gatherWords(base, offset);
-#endif
-}
-
 /// Stores the lanes as samples of a type whose range holds them.
 template <class T>
 inline void storeSamples(T* to, I32 v) noexcept {
@@ -116,7 +104,7 @@ public:
                 const I32 offset = from + columns[i];
                 if (left == 0) {
                     start = lanes::smaller<I32>(offset, lastWord - I32{});
-                    word = firstLowest(gatherWords(source.base_, start));
+                    word = firstLowest(lanes::gatherWords(source.base_, start));
                     left = source.tapsPerWord_;
                 }
                 words_[i] = word;
