@@ -319,7 +319,8 @@ Written by `scripts/bench.sh` on {date}.
 {machine}
 
 Each row is a function of the module, called through the host library on one thread, beside its peers and beside `memcpy` of
-the bytes that it reads and writes; the fastest of up to 30 runs counts. OpenCV and Leptonica run in turns with it in one process;
+the bytes that it reads and writes; the fastest of up to 30 runs counts; short ones take place twice
+in a row, so that each finds its own pictures in the caches. OpenCV and Leptonica run in turns with it in one process;
 libvips and Pillow in processes of their own. Numbers are times as fast as the best peer (above 1, orv is faster) and shares of
 memcpy's speed; times are milliseconds. 2048 x 2048 bytes lie in memory, 512 x 512 in cache. What misses its goal is bold; numbers
 near a goal move by some per cent from run to run, by more on a machine that others use at the same time.
