@@ -392,12 +392,25 @@ std::vector<float> Call::perBand(const Levels& levels, std::string_view name, bo
     return result;
 }
 
+Levels Call::levels(std::string_view name) const {
+    const Value& value = given(name).value;
+    if (const auto* levels = std::get_if<Levels>(&value)) return *levels;
+    if (const auto* one = std::get_if<double>(&value)) return Levels(*one);
+    return Levels(numbers(name));
+}
+
 std::vector<float> Call::perBand(std::string_view name, unsigned bands) const {
-    const Given& g = given(name);
-    const bool areLevels = g.parameter->kind == Kind::levels;
-    if (const auto* levels = std::get_if<Levels>(&g.value)) return perBand(*levels, name, areLevels, bands);
-    if (const auto* one = std::get_if<double>(&g.value)) return perBand(Levels(*one), name, areLevels, bands);
-    return perBand(Levels(numbers(name)), name, areLevels, bands);
+    return perBand(levels(name), name, given(name).parameter->kind == Kind::levels, bands);
+}
+
+std::vector<float> Call::background() const {
+    Levels colour = levels("background");
+    if (hasAlpha(meaning().encoding) && colour == Levels(0)) colour.values.assign(bands_, 0);
+    if (alpha_ == AlphaNow::multiplied && colour.values.size() == bands_) {
+        const double opacity = colour.values.back() / (colour.relative ? 1 : fullScale());
+        for (double& v : std::span(colour.values).first(bands_ - 1)) v *= opacity;
+    }
+    return perBand(colour, "background", true, bands_);
 }
 
 std::vector<std::vector<float>> Call::colours(std::string_view name, unsigned bands) const {

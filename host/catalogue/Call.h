@@ -48,6 +48,9 @@ public:
     const std::vector<double>& numbers(std::string_view name) const;
     /// Numbers for `bands` bands: one serves all. Levels come in the order of memory and in its units.
     std::vector<float> perBand(std::string_view name, unsigned bands) const;
+    /// The parameter "background" as samples of what a moved picture does not cover: nothing at all where it is 0 and
+    /// there is alpha, and multiplied by its alpha where the picture is.
+    std::vector<float> background() const;
     /// The same for each colour of a list.
     std::vector<std::vector<float>> colours(std::string_view name, unsigned bands) const;
     const Kernel& kernel(std::string_view name) const;
@@ -166,6 +169,7 @@ private:
     void describeTags(Image& image) const;
     std::vector<float> perBand(const Levels& levels, std::string_view name, bool areLevels, unsigned bands) const;
     const Given& given(std::string_view name) const;
+    Levels levels(std::string_view name) const;
     template <class T>
     const T& as(std::string_view name) const;
 

@@ -80,7 +80,7 @@ void fitCanvasTo(Call& call, Matrix& m) {
     call.shape(static_cast<unsigned>(width), static_cast<unsigned>(height));
 }
 
-void setBackground(Call& call) { call.op("setvalue{}").add(call.perBand("background", call.bands())); }
+void setBackground(Call& call) { call.op("setvalue{}").add(call.background()); }
 
 struct Stretch {
     double x = 1;

@@ -46,10 +46,12 @@ inline constexpr Parameter marginParameter{.name = "edge",
                                            .fallback = "fill",
                                            .choices = marginChoices,
                                            .typeName = "Margin"};
-inline constexpr Parameter backgroundParameter{.name = "background",
-                                               .kind = Kind::levels,
-                                               .help = "what the picture does not cover: a colour, or levels",
-                                               .fallback = "0"};
+inline constexpr Parameter backgroundParameter{
+    .name = "background",
+    .kind = Kind::levels,
+    .help = "what the picture does not cover: a colour, or levels; 0 is transparent "
+            "where there is alpha",
+    .fallback = "0"};
 
 /// How far a table reaches from the pixel below the sampling position: so many taps, the key before them.
 struct Taps {

@@ -161,7 +161,7 @@ void warp(Call& call) {
     const Image table = displacements(call, A);
     const Image bands = A == Axes::both ? table : table.child({0, 0, table.width(), table.height()}, 0, 1);
     call.shape(table.width(), table.height());
-    call.op("setvalue{}").add(call.perBand("background", call.bands()));
+    call.op("setvalue{}").add(call.background());
     const long wanted = call.choice("interpolation");
     const bool fills = call.choice("edge") != 0;
     const long filter = call.choice("filter");

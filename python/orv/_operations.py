@@ -345,7 +345,8 @@ def affine(a: Picture, matrix: Numbers, *, interpolation: Literal['nearest', 'bi
     filter: weights of the general interpolation
     canvas: size of the result
     center: X,Y: the point about which A to D turn and stretch; 0,0 otherwise
-    background: what the picture does not cover: a colour, or levels
+    background: what the picture does not cover: a colour, or levels; 0 is transparent where there is
+        alpha
     edge: the margin of half a pixel and more
     """
     return _call("affine", (a,), (matrix, interpolation, filter, canvas, center, background, edge,), roi, out, encoding or "", "rgb")
@@ -359,7 +360,8 @@ def rotate(a: Picture, degrees: float | str, *, interpolation: Literal['nearest'
     filter: weights of the general interpolation
     canvas: size of the result
     center: X,Y: the point that stays where it is; the middle otherwise
-    background: what the picture does not cover: a colour, or levels
+    background: what the picture does not cover: a colour, or levels; 0 is transparent where there is
+        alpha
     edge: the margin of half a pixel and more
     """
     return _call("rotate", (a,), (degrees, interpolation, filter, canvas, center, background, edge,), roi, out, encoding or "", "rgb")
@@ -374,7 +376,8 @@ def scale(a: Picture, *, by: Numbers | None = None, size: Size | None = None, in
     size: WIDTHxHEIGHT of the result
     interpolation: how samples between pixels are made
     filter: weights of the general interpolation
-    background: what the picture does not cover: a colour, or levels
+    background: what the picture does not cover: a colour, or levels; 0 is transparent where there is
+        alpha
     edge: the margin of half a pixel and more
     """
     return _call("scale", (a,), (by, size, interpolation, filter, background, edge,), roi, out, encoding or "", "rgb")
@@ -388,7 +391,8 @@ def translate(a: Picture, by: Numbers, *, interpolation: Literal['nearest', 'bil
     by: DX,DY: pixels to the right and down
     interpolation: how samples between pixels are made
     filter: weights of the general interpolation
-    background: what the picture does not cover: a colour, or levels
+    background: what the picture does not cover: a colour, or levels; 0 is transparent where there is
+        alpha
     edge: the margin of half a pixel and more
     """
     return _call("translate", (a,), (by, interpolation, filter, background, edge,), roi, out, encoding or "", "rgb")
@@ -431,7 +435,8 @@ def table_warp(a: Picture, table: Array | str, *, interpolation: Literal['neares
         sixteenths of a pixel
     interpolation: how samples between pixels are made
     filter: weights of the general interpolation
-    background: what the picture does not cover: a colour, or levels
+    background: what the picture does not cover: a colour, or levels; 0 is transparent where there is
+        alpha
     edge: the margin of half a pixel and more
     """
     return _call("table_warp", (a,), (table, interpolation, filter, background, edge,), roi, out, encoding or "", "rgb")
@@ -444,7 +449,8 @@ def table_warp_h(a: Picture, table: Array | str, *, interpolation: Literal['near
         sixteenths of a pixel
     interpolation: how samples between pixels are made
     filter: weights of the general interpolation
-    background: what the picture does not cover: a colour, or levels
+    background: what the picture does not cover: a colour, or levels; 0 is transparent where there is
+        alpha
     edge: the margin of half a pixel and more
     """
     return _call("table_warp_h", (a,), (table, interpolation, filter, background, edge,), roi, out, encoding or "", "rgb")
@@ -457,7 +463,8 @@ def table_warp_v(a: Picture, table: Array | str, *, interpolation: Literal['near
         sixteenths of a pixel
     interpolation: how samples between pixels are made
     filter: weights of the general interpolation
-    background: what the picture does not cover: a colour, or levels
+    background: what the picture does not cover: a colour, or levels; 0 is transparent where there is
+        alpha
     edge: the margin of half a pixel and more
     """
     return _call("table_warp_v", (a,), (table, interpolation, filter, background, edge,), roi, out, encoding or "", "rgb")
@@ -608,7 +615,8 @@ def rotate_fit(a: Picture, degrees: float | str, *, interpolation: Literal['near
 
     degrees: counterclockwise; radians with 'rad' after them
     interpolation: how samples between pixels are made where the picture grows
-    background: what the picture does not cover: a colour, or levels
+    background: what the picture does not cover: a colour, or levels; 0 is transparent where there is
+        alpha
     """
     return _call("rotate_fit", (a,), (degrees, interpolation, background,), roi, out, encoding or "", "rgb")
 

@@ -234,6 +234,34 @@ TEST(Alpha, IsCarriedMultipliedOrRefused) {
     EXPECT_LT(soft.sample(4, 4, 3), 255);
 }
 
+TEST(Alpha, CanvasOfMovedPicturesIsTransparentUnlessAColourIsGiven) {
+    Image image = pattern(8, 8, 4, Type::byte);
+    for (const int opacity : {255, 100}) {
+        for (unsigned y = 0; y < 8; ++y) {
+            for (unsigned x = 0; x < 8; ++x) image.setSample(x, y, 3, opacity);
+        }
+        const auto corner = [&](std::string_view operation, Arguments arguments) {
+            const Image moved = made(operation, {image}, std::move(arguments));
+            return std::array{moved.sample(0, 0, 0), moved.sample(0, 0, 1), moved.sample(0, 0, 2),
+                              moved.sample(0, 0, 3)};
+        };
+        for (const std::string way : {"nearest", "bilinear"}) {
+            const Arguments turn = {text("degrees", "45"), text("canvas", "fit"), text("interpolation", way)};
+            EXPECT_EQ(corner("rotate", turn), (std::array{0, 0, 0, 0}));
+            EXPECT_EQ(corner("rotate_fit", {text("degrees", "45"), text("interpolation", way)}),
+                      (std::array{0, 0, 0, 0}));
+            const auto over = [&](const std::string& colour) {
+                Arguments all = turn;
+                all.push_back(text("background", colour));
+                return corner("rotate", all);
+            };
+            EXPECT_EQ(over("black"), (std::array{0, 0, 0, 255}));
+            EXPECT_EQ(over("30,20,10"), (std::array{10, 20, 30, 255}));
+            EXPECT_EQ(over("200,100,50,51"), (std::array{50, 100, 200, 51}));
+        }
+    }
+}
+
 TEST(Recipes, BecomeOperations) {
     const Image image = pattern(12, 9, 3, Type::byte);
     const Image bands[] = {image};

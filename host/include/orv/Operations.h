@@ -346,7 +346,7 @@ struct AffineOptions {
     Canvas canvas = Canvas::same;
     /// X,Y: the point about which A to D turn and stretch; 0,0 otherwise
     std::vector<Point> center = {};
-    /// what the picture does not cover: a colour, or levels (default 0)
+    /// what the picture does not cover: a colour, or levels; 0 is transparent where there is alpha (default 0)
     Levels background = {};
     /// the margin of half a pixel and more
     Margin edge = Margin::fill;
@@ -378,7 +378,7 @@ struct RotateOptions {
     Canvas canvas = Canvas::same;
     /// X,Y: the point that stays where it is; the middle otherwise
     std::vector<Point> center = {};
-    /// what the picture does not cover: a colour, or levels (default 0)
+    /// what the picture does not cover: a colour, or levels; 0 is transparent where there is alpha (default 0)
     Levels background = {};
     /// the margin of half a pixel and more
     Margin edge = Margin::fill;
@@ -408,7 +408,7 @@ struct ScaleOptions {
     Interpolation interpolation = Interpolation::bilinear;
     /// weights of the general interpolation
     Filter filter = Filter::lanczos3;
-    /// what the picture does not cover: a colour, or levels (default 0)
+    /// what the picture does not cover: a colour, or levels; 0 is transparent where there is alpha (default 0)
     Levels background = {};
     /// the margin of half a pixel and more
     Margin edge = Margin::fill;
@@ -435,7 +435,7 @@ struct TranslateOptions {
     Interpolation interpolation = Interpolation::bilinear;
     /// weights of the general interpolation
     Filter filter = Filter::lanczos3;
-    /// what the picture does not cover: a colour, or levels (default 0)
+    /// what the picture does not cover: a colour, or levels; 0 is transparent where there is alpha (default 0)
     Levels background = {};
     /// the margin of half a pixel and more
     Margin edge = Margin::fill;
@@ -498,7 +498,7 @@ struct TableWarpOptions {
     Interpolation interpolation = Interpolation::bilinear;
     /// weights of the general interpolation
     Filter filter = Filter::lanczos3;
-    /// what the picture does not cover: a colour, or levels (default 0)
+    /// what the picture does not cover: a colour, or levels; 0 is transparent where there is alpha (default 0)
     Levels background = {};
     /// the margin of half a pixel and more
     Margin edge = Margin::fill;
@@ -525,7 +525,7 @@ struct TableWarpHOptions {
     Interpolation interpolation = Interpolation::bilinear;
     /// weights of the general interpolation
     Filter filter = Filter::lanczos3;
-    /// what the picture does not cover: a colour, or levels (default 0)
+    /// what the picture does not cover: a colour, or levels; 0 is transparent where there is alpha (default 0)
     Levels background = {};
     /// the margin of half a pixel and more
     Margin edge = Margin::fill;
@@ -552,7 +552,7 @@ struct TableWarpVOptions {
     Interpolation interpolation = Interpolation::bilinear;
     /// weights of the general interpolation
     Filter filter = Filter::lanczos3;
-    /// what the picture does not cover: a colour, or levels (default 0)
+    /// what the picture does not cover: a colour, or levels; 0 is transparent where there is alpha (default 0)
     Levels background = {};
     /// the margin of half a pixel and more
     Margin edge = Margin::fill;
@@ -781,7 +781,7 @@ struct RotateFitOptions {
     std::optional<double> degrees = {};
     /// how samples between pixels are made where the picture grows
     Interpolation interpolation = Interpolation::bicubic;
-    /// what the picture does not cover: a colour, or levels (default 0)
+    /// what the picture does not cover: a colour, or levels; 0 is transparent where there is alpha (default 0)
     Levels background = {};
     /// Pixels of the result that are written; all where there is no rectangle.
     std::vector<Rectangle> roi = {};
