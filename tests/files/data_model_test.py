@@ -143,21 +143,30 @@ class Sixteen(Pictures):
         numpy.save(self.path("in.npy"), values)
         self.orv("copy", "in.npy", "-o", "want.tif", "--map", "0:999")
         self.float_tiff("in.tif", values)
+        self.float_tiff("planes.tif", values, planes=True)
         subprocess.run(["tiffcp", "-t", "-w", "16", "-l", "16", self.path("in.tif"), self.path("x.tif")], check=True)
-        for name in ("in.tif", "x.tif"):
+        for name in ("in.tif", "planes.tif", "x.tif"):
             self.orv("copy", name, "-o", "out.tif", "--map", "0:999")
             self.orv("compare", "out.tif", "want.tif")
 
-    def float_tiff(self, name, values):
-        """A TIFF of one strip with three bands of floats."""
+    def float_tiff(self, name, values, planes=False):
+        """A TIFF of three bands of floats: of one strip, or of one a band."""
         height, width, bands = values.shape
-        data = values.astype("<f4").tobytes()
-        more = struct.pack("<3H3H", 32, 32, 32, 3, 3, 3)
-        entries = [(256, 4, 1, width), (257, 4, 1, height), (258, 3, 3, 8 + len(data)), (259, 3, 1, 1), (262, 3, 1, 2),
-                   (273, 4, 1, 8), (277, 3, 1, bands), (278, 4, 1, height), (279, 4, 1, len(data)),
-                   (339, 3, 3, 8 + len(data) + 6)]
+        data = (values.transpose(2, 0, 1) if planes else values).astype("<f4").tobytes()
+        strips = bands if planes else 1
+        size = len(data) // strips
+        lists = {258: (3, [32] * bands), 339: (3, [3] * bands), 273: (4, [8 + i * size for i in range(strips)]),
+                 279: (4, [size] * strips)}
+        entries = {256: (4, 1, width), 257: (4, 1, height), 259: (3, 1, 1), 262: (3, 1, 2), 277: (3, 1, bands),
+                   278: (4, 1, height), 284: (3, 1, 2 if planes else 1)}
+        more = b""
+        for tag, (kind, numbers) in lists.items():
+            place = numbers[0] if len(numbers) == 1 else 8 + len(data) + len(more)
+            entries[tag] = (kind, len(numbers), place)
+            if len(numbers) > 1:
+                more += struct.pack(f"<{len(numbers)}{'H' if kind == 3 else 'I'}", *numbers)
         out = b"II*\0" + struct.pack("<I", 8 + len(data) + len(more)) + data + more + struct.pack("<H", len(entries))
-        out += b"".join(struct.pack("<HHII", *entry) for entry in entries) + struct.pack("<I", 0)
+        out += b"".join(struct.pack("<HHII", tag, *entries[tag]) for tag in sorted(entries)) + struct.pack("<I", 0)
         (self.folder / name).write_bytes(out)
 
 
