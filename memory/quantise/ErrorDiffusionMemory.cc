@@ -449,6 +449,8 @@ private:
 /// The entries of the last one-band lookup, sorted by their values. An entry is the nearest from the middle between
 /// itself and its lower neighbour up, and these middles are multiples of one half: a table by half values answers.
 constexpr int halfValues = 511;
+/// From here down a difference to an entry is no longer exact, and entries look equally near.
+constexpr float farBelow = -0x1p52F;
 struct {
     SortedEntry* entries = nullptr;
     OrvVersionNumber lookup;
@@ -473,7 +475,20 @@ struct {
         return ORV_SUCCESS;
     }
 
+    std::uint8_t nearest(float value, unsigned count) const noexcept {
+        if (value <= farBelow) [[unlikely]]
+            return walk(value, count);
+        return byHalves[toInt(2.0F * value, 0, halfValues - 1)];
+    }
+
 private:
+    /// Upwards as long as the difference does not grow.
+    std::uint8_t walk(double value, unsigned count) const noexcept {
+        const auto difference = [&](unsigned at) { return static_cast<double>(entries[at].value) - value; };
+        unsigned at = 0;
+        while (at + 1 < count && difference(at + 1) <= difference(at)) ++at;
+        return entries[at].index;
+    }
     static bool nextIsAsNear(unsigned value, unsigned next, unsigned half) noexcept {
         return value == next || value + next <= half;
     }
@@ -498,7 +513,7 @@ public:
     OrvStatus prepare() noexcept { return sortedEntries.fit(lookup_, palette_, facts_); }
     int quantise(float* pixel) const noexcept {
         if (palette_.entries == 0) return take({0, nullptr}, pixel);
-        const std::uint8_t index = sortedEntries.byHalves[toInt(2.0F * *pixel, 0, halfValues - 1)];
+        const std::uint8_t index = sortedEntries.nearest(*pixel, palette_.entries);
         *pixel -= static_cast<float>(palette_.samples[index]);
         return index;
     }
