@@ -68,16 +68,26 @@ public:
     OrvStatus outOfMemory() const noexcept { return fail(dst.image, noMemory, file_); }
 
     /// Whether a position of the destination lies in its region.
-    bool writes(long x, long y) const noexcept { return writesAll(x, y, 1, 1); }
-    /// Whether one of its rectangles holds all of these positions.
-    bool writesAll(long x, long y, long width, long height) const noexcept {
+    bool writes(long x, long y) const noexcept {
         for (unsigned i = 0; i < targetCount_; ++i) {
-            if (x >= targetX_[i] && x - targetX_[i] + width <= targetWidth_[i] && y >= targetY_[i] &&
-                y - targetY_[i] + height <= targetHeight_[i]) {
+            if (x >= targetX_[i] && x - targetX_[i] < targetWidth_[i] && y >= targetY_[i] &&
+                y - targetY_[i] < targetHeight_[i]) {
                 return true;
             }
         }
         return false;
+    }
+
+    /// Calls `visit(x, y, width, height)` for what its rectangles have of a block of the destination.
+    template <class Visit>
+    void eachTarget(long x, long y, long width, long height, Visit visit) const noexcept {
+        for (unsigned i = 0; i < targetCount_; ++i) {
+            const long left = std::max(x, targetX_[i]);
+            const long top = std::max(y, targetY_[i]);
+            const long right = std::min(x + width, targetX_[i] + targetWidth_[i]);
+            const long bottom = std::min(y + height, targetY_[i] + targetHeight_[i]);
+            if (left < right && top < bottom) visit(left, top, right - left, bottom - top);
+        }
     }
 
 private:
