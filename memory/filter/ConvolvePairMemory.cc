@@ -3,6 +3,7 @@
 
 #include "memory/filter/Taps.h"
 #include "memory/filter/samples.h"
+#include "memory/filter/shortSums.h"
 #include "memory/filter/stripRules.h"
 #include "memory/filter/sums.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
@@ -25,13 +26,14 @@ bool accepts(OrvOp* op, bool row) noexcept {
 /// The weights of one kernel, and how its sums may be had.
 struct Stage {
     const float* taps;
-    bool exact;   ///< in single precision
-    bool bounded; ///< sums of bytes round to bytes
-    int bits = 0; ///< of the fraction that sums of bytes are good to in single precision; 0: too few to be of use
-    float half;   ///< one half, and the doubt on top, in units of the fraction
+    ShortSums shorts; ///< of shorts in fixed point
+    bool exact;       ///< in single precision
+    bool bounded;     ///< sums of bytes round to bytes
+    int bits = 0;     ///< of the fraction that sums of bytes are good to in single precision; 0: too few to be of use
+    float half;       ///< one half, and the doubt on top, in units of the fraction
     float scaled[pairTaps] = {}; ///< the weights in the same units
 
-    Stage(const Taps& from, double largest) noexcept : taps(from.values.get()) {
+    Stage(const Taps& from, double largest) noexcept : taps(from.values.get()), shorts(taps) {
         const SumFacts facts({from.values.get(), from.count()});
         exact = facts.exactWithin(largest, 24);
         bounded = !facts.negative && facts.magnitude < 1.001;
@@ -43,6 +45,10 @@ struct Stage {
         half = std::ldexp(0.5F, bits) + doubt;
         for (long i = 0; i < pairTaps; ++i) scaled[i] = std::ldexp(taps[i], bits);
     }
+
+    /// Whether fixed point comes near to sums of shorts; those that are exact in single precision may often lie in the
+    /// middle between two.
+    bool inShorts() const noexcept { return !exact && shorts.serves(); }
 
     /// The bits of a fraction of which none is set where a sum, the doubt added to it, may round either way.
     std::int32_t certain() const noexcept { return (1 << bits) - 2 * doubt; }
@@ -97,7 +103,14 @@ public:
         const long most = chunkSamples / bands;
         for (long x = 0; x < static_cast<long>(rect.width); x += most) {
             const long pixels = std::min(most, static_cast<long>(rect.width) - x);
-            strip({rect.x + x, rect.y, static_cast<unsigned>(pixels), rect.height});
+            const Rect part{rect.x + x, rect.y, static_cast<unsigned>(pixels), rect.height};
+            if constexpr (sizeof(T) == 2) {
+                if (inner_.inShorts() && outer_.inShorts()) {
+                    strip<T>(part);
+                    continue;
+                }
+            }
+            strip<float>(part);
         }
     }
 
@@ -110,23 +123,24 @@ private:
         chunkSamples + (pairTaps - 1) * mostBands + 4 * static_cast<long>(Lanes<float>::count);
 
     /// Five rows are kept: of the source where the inner kernel is a column, else of what lies between the stages.
+    template <class Between>
     void strip(const Rect& rect) const noexcept {
-        alignas(64) static float kept[pairTaps][chunkRoom];
-        alignas(64) static float line[chunkRoom];
+        alignas(64) static Between kept[pairTaps][chunkRoom];
+        alignas(64) static Between line[chunkRoom];
         alignas(64) static T results[chunkRoom];
         const long bands = images_.bands();
         const long left = rect.x + images_.source().ox - window_.keyX;
         const long top = rect.y + images_.source().oy - window_.keyY;
         const long samples = static_cast<long>(rect.width) * bands;
         const long wide = static_cast<long>(rect.width) + pairTaps - 1;
-        const float* columns[pairTaps];
+        const Between* columns[pairTaps];
         for (long i = 0; i < pairTaps; ++i) columns[i] = line + i * bands;
         for (long i = 0; i < static_cast<long>(rect.height) + pairTaps - 1; ++i) {
-            float* newest = kept[i % pairTaps];
+            Between* newest = kept[i % pairTaps];
             packRow(outerIsRow_ ? newest : line, source_.at(left, top + i), source_.pixel, bands, wide);
             if (!outerIsRow_) fiveTaps(newest, columns, inner_, samples);
             if (i < pairTaps - 1) continue;
-            const float* rows[pairTaps];
+            const Between* rows[pairTaps];
             for (long k = 0; k < pairTaps; ++k) rows[k] = kept[(i + 1 + k) % pairTaps];
             if (outerIsRow_) fiveTaps(line, rows, inner_, wide * bands);
             fiveTaps(results, outerIsRow_ ? columns : rows, outer_, samples);
@@ -134,6 +148,10 @@ private:
             unpackRow(to.at<T>(rect.x, rect.y + i - pairTaps + 1), results, to.pixelOf<T>(), bands,
                       static_cast<long>(rect.width));
         }
+    }
+
+    static void fiveTaps(std::int16_t* to, const std::int16_t* const* from, const Stage& stage, long samples) noexcept {
+        stage.shorts.sum(to, from, samples);
     }
 
     /// Sums of five rows, to floats or samples, in whole vectors.

@@ -76,6 +76,55 @@ inline To convertLanes(From from) noexcept {
 #endif
 }
 
+// Products of shorts, summed in pairs.
+
+/// The samples of two vectors in turn, in two vectors; which come first is the instruction set's affair, and
+/// lanes::narrow undoes it.
+inline lanes::Pair<lanes::I16> inTurn(lanes::I16 a, lanes::I16 b) noexcept {
+#if defined(__SSE2__)
+    return {(lanes::I16)ORV_LANES(unpacklo_epi16)((lanes::Raw)a, (lanes::Raw)b),
+            (lanes::I16)ORV_LANES(unpackhi_epi16)((lanes::Raw)a, (lanes::Raw)b)};
+#else
+    constexpr std::size_t half = lanes::count<std::int16_t> / 2;
+    lanes::Pair<lanes::I16> result;
+    for (std::size_t i = 0; i < half; ++i) {
+        result.first[2 * i] = a[i];
+        result.first[2 * i + 1] = b[i];
+        result.second[2 * i] = a[half + i];
+        result.second[2 * i + 1] = b[half + i];
+    }
+    return result;
+#endif
+}
+
+/// The products of two neighbours each, added up.
+inline lanes::I32 pairProducts(lanes::I16 a, lanes::I16 b) noexcept {
+#if defined(__SSE2__)
+    return (lanes::I32)ORV_LANES(madd_epi16)((lanes::Raw)a, (lanes::Raw)b);
+#else
+    lanes::I32 result;
+    for (std::size_t i = 0; i < lanes::count<std::int32_t>; ++i) {
+        result[i] = int{a[2 * i]} * b[2 * i] + int{a[2 * i + 1]} * b[2 * i + 1];
+    }
+    return result;
+#endif
+}
+
+/// Whether some lane of two vectors is below a limit.
+inline bool someBelow(lanes::I32 a, lanes::I32 b, std::int32_t limit) noexcept {
+#if defined(__AVX512BW__)
+    const __m512i limits = _mm512_set1_epi32(limit);
+    return _mm512_kortestz(_mm512_cmplt_epi32_mask((__m512i)a, limits), _mm512_cmplt_epi32_mask((__m512i)b, limits)) ==
+           0;
+#elif defined(__AVX2__)
+    return _mm256_movemask_epi8((__m256i)((a < limit) | (b < limit))) != 0;
+#elif defined(__SSE2__)
+    return _mm_movemask_epi8((__m128i)((a < limit) | (b < limit))) != 0;
+#else
+    return lanes::any((a < limit) | (b < limit));
+#endif
+}
+
 /// Whether some lane is below a limit, or not a number.
 inline bool anyBelow(Lanes<float>::Vector values, float limit) noexcept {
 #if defined(__AVX512F__)
