@@ -2,7 +2,24 @@
 
 #include <bit>
 
+#include "memory/frame/byte_permutation.h"
+
 namespace orvi::lanes {
+
+#if defined(__AVX512BW__)
+
+namespace {
+
+bool permutesBytes() noexcept {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512vbmi") != 0;
+}
+
+} // namespace
+
+const bool bytePermutation = permutesBytes();
+
+#endif
 
 namespace plain {
 
@@ -143,13 +160,6 @@ __m256i planeOf(const __m256i (&pixels)[3], unsigned plane) noexcept {
 #endif
 
 #if defined(__AVX512BW__)
-
-/// A permutation of bytes is not in every processor that runs this build.
-bool permutesBytes() noexcept {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512vbmi") != 0;
-}
-const bool bytePermutation = permutesBytes();
 
 /// Three vectors made of three others: where each byte comes from. Places count through the first two; bytes of the
 /// third are marked.
