@@ -1,5 +1,6 @@
 // Bytes as the choice of a call of any function and of changes to it: geometry, numbers, a failure. The call must not
-// crash and write nowhere but to its samples, and without a failure it must do the same on every storage.
+// crash and write nowhere but to its samples, and without a failure it must do the same on every storage, and what the
+// model of its function says where there is one that knows.
 
 #include <algorithm>
 #include <array>
@@ -10,6 +11,7 @@
 #include <limits>
 #include <string>
 
+#include "models/Answers.h"
 #include "replay/CaseText.h"
 #include "replay/Runner.h"
 #include "support/Calls.h"
@@ -118,6 +120,12 @@ void fail(orvcase::Case c, Bytes& bytes) {
     }
 }
 
+void compareWithModel(orvcase::Case c) {
+    if (!orvmodel::answerCase(c)) return;
+    const orvcase::Outcome outcome = orvcase::runCase(c, {});
+    if (!outcome.passed()) complain(c, "its model says otherwise: " + outcome.mismatches[0].text);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -129,6 +137,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     orvcase::Case c = orvmodel::randomCall(seed);
     while (bytes.left()) change(c, bytes);
     if (failing < 80) fail(c, bytes);
+    compareWithModel(c);
     const orvcase::Outcome first = orvcase::runCase(c, {.keepOutcome = true});
     if (first.calls.empty()) return 0;
     const orvcase::Case again = orvcase::withOutcome(c, first);

@@ -123,7 +123,6 @@ std::size_t closeLanes(std::byte* to, const std::byte* from, const Groups& group
 #if defined(__AVX2__)
 
 using lanes::Raw;
-using lanes::U32;
 constexpr std::size_t vectorLanes = lanes::vectorBytes / laneBytes;
 
 /// Whole vectors, where a lane is full of pixels and their samples fill words.
@@ -160,13 +159,21 @@ Raw inEveryLane(const std::array<std::uint8_t, laneBytes>& shuffle) noexcept {
 #endif
 }
 
+Raw inOrder(Raw bytes, Raw words) noexcept {
+#if defined(__AVX512BW__)
+    return _mm512_maskz_permutexvar_epi32(0xffff, words, bytes);
+#else
+    return _mm256_permutevar8x32_epi32(bytes, words);
+#endif
+}
+
 std::size_t closeVectors(std::byte* to, const std::byte* from, const Groups& groups) noexcept {
     if (groups.count == 0) return 0;
     const Raw shuffle = inEveryLane(shuffleOf(groups).close);
-    const U32 words = lanes::load<U32>(wordOrderOf(groups).close.data());
+    const Raw words = lanes::load<Raw>(wordOrderOf(groups).close.data());
     for (std::size_t i = 0; i < groups.count; ++i) {
         const Raw bytes = ORV_LANES(shuffle_epi8)(lanes::load<Raw>(from + i * lanes::vectorBytes), shuffle);
-        lanes::store(to + i * vectorLanes * groups.together, __builtin_shuffle((U32)bytes, words));
+        lanes::store(to + i * vectorLanes * groups.together, inOrder(bytes, words));
     }
     return groups.moved();
 }
@@ -192,11 +199,11 @@ std::size_t closeGroups([[maybe_unused]] std::byte* to, [[maybe_unused]] const s
 std::size_t openVectors(std::byte* to, const std::byte* from, const Groups& groups) noexcept {
     if (groups.count == 0) return 0;
     const Raw shuffle = inEveryLane(shuffleOf(groups).open);
-    const U32 words = lanes::load<U32>(wordOrderOf(groups).open.data());
+    const Raw words = lanes::load<Raw>(wordOrderOf(groups).open.data());
     const std::uint64_t samples = shuffleOf(groups).samples * 0x0001000100010001ULL;
     for (std::size_t i = 0; i < groups.count; ++i) {
-        const U32 bytes = __builtin_shuffle(lanes::load<U32>(from + i * vectorLanes * groups.together), words);
-        _mm512_mask_storeu_epi8(to + i * lanes::vectorBytes, samples, _mm512_shuffle_epi8((Raw)bytes, shuffle));
+        const Raw bytes = inOrder(lanes::load<Raw>(from + i * vectorLanes * groups.together), words);
+        _mm512_mask_storeu_epi8(to + i * lanes::vectorBytes, samples, _mm512_shuffle_epi8(bytes, shuffle));
     }
     return groups.moved();
 }

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 
+#include "models/pixel_rules.h"
 #include "support/PixelModel.h"
 
 namespace {
 
 using namespace pixelmodel;
+using namespace pixelrules;
 
 /// Sources and destination of a call, of two types.
 struct Conversion {
@@ -20,12 +22,6 @@ constexpr Conversion conversions[] = {{"convert1_8", ORV_BIT, ORV_BYTE},    {"co
                                       {"convert8_16", ORV_BYTE, ORV_SHORT}, {"convert16_8", ORV_SHORT, ORV_BYTE}};
 
 void PrintTo(const Conversion& conversion, std::ostream* out) { *out << conversion.name; }
-
-double converted(double sample, OrvDataType to) {
-    const long value = static_cast<long>(sample);
-    if (to == ORV_BIT) return static_cast<double>(value & 1);
-    return static_cast<double>(to == ORV_BYTE ? value & 255 : value);
-}
 
 class Conversions : public testing::TestWithParam<Conversion> {};
 
@@ -48,24 +44,6 @@ TEST_P(Conversions, FollowTheModel) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Conversions, testing::ValuesIn(conversions));
-
-double rounded(float sum, OrvDataType type) {
-    if (std::isnan(sum)) return 0;
-    const float half = static_cast<float>(sum >= 0 ? double{sum} + 0.5 : double{sum} - 0.5);
-    const double low = static_cast<double>(lowOf(type));
-    return std::trunc(std::clamp(static_cast<double>(half), low, static_cast<double>(highOf(type))));
-}
-
-double combined(const std::vector<double>& samples, const float* row, unsigned width, OrvDataType type) {
-    float sum = 0;
-    for (unsigned j = 0; j + 1 < width; ++j) {
-        if (type == ORV_BIT && samples[j] == 0) continue;
-        sum = static_cast<float>(double{sum} + samples[j] * double{row[j]});
-    }
-    sum = static_cast<float>(double{sum} + double{row[width - 1]});
-    if (type == ORV_BIT) return sum > 0.5F ? 1 : 0;
-    return rounded(sum, type);
-}
 
 float randomWeight(Dice& dice) {
     static constexpr float turns[] = {0, 1, -1, 0.5F, -0.5F, 0.25F, 2, 0.1F, 1e-6F, 1e6F, -3e4F, 0.33333334F};
@@ -123,11 +101,7 @@ TEST_P(Blacks, FollowTheModel) {
                            .dst = dice.chance(25) ? "s" : "d",
                            .params = {orvcase::Param::f(black), orvcase::Param::f(undercolor)}};
         expectPixelwise(c, call, {"s"}, [&](const auto& samples, unsigned band, double) {
-            const std::vector<double>& inks = samples[0];
-            const float k = static_cast<float>(std::min({inks[0], inks[1], inks[2]}));
-            if (band == 3) return rounded(k * black, type);
-            const float removed = k * undercolor;
-            return rounded(static_cast<float>(inks[band]) - removed, type);
+            return inkOf(samples[0], band, black, undercolor, type);
         });
         c.addCall(call);
         return c;

@@ -1,81 +1,16 @@
 // The blends held against a model that follows their rules sample by sample; the one of bytes under bytes for every
 // alpha and every pair of samples.
 
-#include <array>
-#include <cstdint>
-
+#include "models/pixel_rules.h"
 #include "replay/Runner.h"
 #include "support/PixelModel.h"
 
 namespace {
 
 using namespace pixelmodel;
+using namespace pixelrules;
 
-using Table = std::array<std::array<std::uint16_t, 256>, 256>;
-
-Table makeTable() {
-    Table table{};
-    for (unsigned v = 0; v < 256; ++v) table[255][v] = static_cast<std::uint16_t>(v << 8);
-    for (unsigned a = 1; a < 255; ++a) {
-        const float step = static_cast<float>(a) * 1.003921628F;
-        float total = step;
-        if (a > 127) total = total + 128.0F;
-        const unsigned rounding = a > 127 ? 128 : 0;
-        table[a][0] = static_cast<std::uint16_t>(rounding);
-        table[a][255] = static_cast<std::uint16_t>((a << 8) + rounding);
-        for (unsigned v = 1; v < 255; ++v) {
-            table[a][v] = static_cast<std::uint16_t>(total);
-            total = total + step;
-        }
-    }
-    return table;
-}
-
-double blendBytes(double alpha, double s1, double s2) {
-    static const Table table = makeTable();
-    const auto a = static_cast<std::size_t>(alpha);
-    return (table[255 - a][static_cast<std::size_t>(s1)] + table[a][static_cast<std::size_t>(s2)]) >> 8;
-}
-
-float mixed(float alpha, double s1, double s2) {
-    return static_cast<float>((1 - double{alpha}) * s1 + double{alpha} * s2);
-}
-
-double toShort(float x) {
-    if (x > 32767.0F) return 32767;
-    if (x < -32768.0F) return -32768;
-    return std::trunc(static_cast<float>(x >= 0 ? double{x} + 0.5 : double{x} - 0.5));
-}
-
-double blendBytesUnderShorts(double a, double s1, double s2) {
-    const float x = mixed(static_cast<float>(a / 65535.0 + 0.5), s1, s2);
-    if (x > 254.5F) return 255;
-    return x < 0.5F ? 0 : std::trunc(double{x} + 0.5);
-}
-
-struct Member {
-    OrvDataType type;
-    OrvDataType alpha;
-    double (*of)(double a, double s1, double s2);
-};
-
-constexpr Member members[] = {
-    {ORV_BIT, ORV_BIT, [](double a, double s1, double s2) { return a == 1 ? s2 : s1; }},
-    {ORV_BIT, ORV_BYTE, [](double a, double s1, double s2) { return a > 127 ? s2 : s1; }},
-    {ORV_BIT, ORV_SHORT, [](double a, double s1, double s2) { return a > 0 ? s2 : s1; }},
-    {ORV_BYTE, ORV_BIT, [](double a, double s1, double s2) { return a == 1 ? s2 : s1; }},
-    {ORV_BYTE, ORV_BYTE, blendBytes},
-    {ORV_BYTE, ORV_SHORT, blendBytesUnderShorts},
-    {ORV_SHORT, ORV_BIT, [](double a, double s1, double s2) { return a == 1 ? s2 : s1; }},
-    {ORV_SHORT, ORV_BYTE,
-     [](double a, double s1, double s2) { return toShort(mixed(static_cast<float>(a / 255.0), s1, s2)); }},
-    {ORV_SHORT, ORV_SHORT,
-     [](double a, double s1, double s2) { return toShort(mixed(static_cast<float>(a / 65535.0), s1, s2)); }},
-};
-
-std::string nameOf(const Member& member) { return "blend" + typeSuffix(member.type) + "a" + typeSuffix(member.alpha); }
-
-void PrintTo(const Member& member, std::ostream* out) { *out << nameOf(member); }
+std::string nameOf(const Blend& member) { return "blend" + typeSuffix(member.type) + "a" + typeSuffix(member.alpha); }
 
 /// Stretches of one alpha, often pure, between others.
 void drawRuns(Dice& dice, Image& alpha) {
@@ -87,7 +22,7 @@ void drawRuns(Dice& dice, Image& alpha) {
     }
 }
 
-Case randomCase(Dice& dice, const Member& member) {
+Case randomCase(Dice& dice, const Blend& member) {
     Case c{.name = nameOf(member)};
     const unsigned bands = static_cast<unsigned>(dice.chance(40) ? 3 : dice.between(1, 5));
     const unsigned width = randomWidth(dice);
@@ -106,13 +41,13 @@ Case randomCase(Dice& dice, const Member& member) {
     return c;
 }
 
-class Blends : public testing::TestWithParam<Member> {};
+class Blends : public testing::TestWithParam<Blend> {};
 
 TEST_P(Blends, FollowTheModel) {
     rounds(120, 4000, [&](Dice& dice) { return randomCase(dice, GetParam()); });
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Blends, testing::ValuesIn(members));
+INSTANTIATE_TEST_SUITE_P(All, Blends, testing::ValuesIn(blends));
 
 TEST(BlendOfBytes, EveryAlphaOnEveryPair) {
     Case c{.name = "every"};

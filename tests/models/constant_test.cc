@@ -2,52 +2,13 @@
 
 #include <limits>
 
+#include "models/pixel_rules.h"
 #include "support/PixelModel.h"
 
 namespace {
 
 using namespace pixelmodel;
-
-float halfAdded(float x) { return static_cast<float>(x >= 0 ? double{x} + 0.5 : double{x} - 0.5); }
-
-double rounded(float x, OrvDataType type) {
-    if (std::isnan(x)) return 0;
-    const float half = halfAdded(x);
-    if (half > static_cast<float>(highOf(type))) return static_cast<double>(highOf(type));
-    if (half < static_cast<float>(lowOf(type))) return static_cast<double>(lowOf(type));
-    return std::trunc(half);
-}
-
-double clamped(double value, OrvDataType type) {
-    return std::clamp(value, static_cast<double>(lowOf(type)), static_cast<double>(highOf(type)));
-}
-
-double addConst(double v, float c, OrvDataType type) {
-    if (type == ORV_BIT) return c >= 0.5F ? 1 : c >= -0.5F ? v : 0;
-    if (type == ORV_SHORT) return clamped(v + rounded(c, type), type);
-    const float product = static_cast<float>(v) * 1.0F;
-    return rounded(product + c, type);
-}
-
-double subtractFromConst(double v, float c, OrvDataType type) {
-    if (type == ORV_BIT) return c >= 1.5F ? 1 : c >= 0.5F ? 1 - v : 0;
-    if (type == ORV_SHORT) return clamped(rounded(c, type) - v, type);
-    return clamped(std::trunc(c >= 0 ? c : c - 0.5F) - v, type);
-}
-
-double multiplyConst(double v, float c, OrvDataType type) {
-    if (type == ORV_BIT) return c >= 0.5F ? v : 0;
-    return rounded(static_cast<float>(v) * c, type);
-}
-
-double divideIntoConst(double v, float c, OrvDataType type) {
-    if (type == ORV_BIT) return c >= 0.5F ? v : 0;
-    if (v == 0) {
-        if (c == 0) return 0;
-        return static_cast<double>(c < 0 && type == ORV_SHORT ? lowOf(type) : highOf(type));
-    }
-    return rounded(c / static_cast<float>(v), type);
-}
+using namespace pixelrules;
 
 struct Member {
     const char* name;

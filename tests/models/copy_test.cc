@@ -2,11 +2,14 @@
 
 #include <limits>
 
+#include "models/Children.h"
+#include "models/pixel_rules.h"
 #include "support/PixelModel.h"
 
 namespace {
 
 using namespace pixelmodel;
+using namespace pixelrules;
 using orvcase::Param;
 
 constexpr OrvDataType types[] = {ORV_BIT, ORV_BYTE, ORV_SHORT};
@@ -22,82 +25,6 @@ Case randomSeparate(Dice& dice, OrvDataType type) {
     c.addCall(call);
     return c;
 }
-
-/// Children of one parent: the samples of a child are those of the parent, so that each store may change what a later
-/// load finds.
-class Children {
-public:
-    Children(Image& parent, const Image& source, const Image& destination)
-        : parent_(parent), source_(source), destination_(destination), bands_(destination.bands) {}
-
-    void copy() {
-        const Pixels pixels = common(pixelsOf(source_), pixelsOf(destination_));
-        const bool besides = source_.atY == destination_.atY && source_.atX < destination_.atX;
-        if (source_.roi || destination_.roi || (besides && parent_.type == ORV_BIT)) return throughTemporary(pixels);
-        if (pixels.empty()) return;
-        const bool bottomUp = source_.atY < destination_.atY;
-        const auto [y, x] = *pixels.begin();
-        const long width = pixels.rbegin()->second - x + 1;
-        const long height = pixels.rbegin()->first - y + 1;
-        const unsigned planes = parent_.type == ORV_BIT ? bands_ : 1;
-        for (unsigned plane = 0; plane < planes; ++plane) {
-            for (long row = 0; row < height; ++row) {
-                if (bottomUp) {
-                    copyRow(plane, {height - 1 - row, 0}, {height - 1 - row, 0}, width, false);
-                } else {
-                    copyRow(plane, {y + row + originY(source_), x + originX(source_)},
-                            {y + row + originY(destination_), x + originX(destination_)}, width, besides);
-                }
-            }
-        }
-    }
-
-private:
-    double& sample(const Image& child, Pixel at, unsigned band) {
-        return parent_.data[parent_.index(child.atX + static_cast<unsigned>(at.second),
-                                          child.atY + static_cast<unsigned>(at.first), child.atBand + band)];
-    }
-
-    void throughTemporary(const Pixels& pixels) {
-        const Image before = parent_;
-        for (const auto& [y, x] : pixels) {
-            for (unsigned band = 0; band < bands_; ++band) {
-                sample(destination_, {y + originY(destination_), x + originX(destination_)}, band) =
-                    before.at(source_.atX + static_cast<unsigned>(x + originX(source_)),
-                              source_.atY + static_cast<unsigned>(y + originY(source_)), source_.atBand + band);
-            }
-        }
-    }
-
-    void copyRow(unsigned plane, Pixel from, Pixel to, long width, bool rightToLeft) {
-        if (parent_.type == ORV_BIT) {
-            for (long i = 0; i < width; ++i) {
-                sample(destination_, {to.first, to.second + i}, plane) =
-                    sample(source_, {from.first, from.second + i}, plane);
-            }
-            return;
-        }
-        // Dense rows are moved as a whole.
-        const bool dense = parent_.samplesPerPixel() == bands_;
-        const Image before = parent_;
-        for (long i = 0; i < width; ++i) {
-            const long at = rightToLeft && !dense ? width - 1 - i : i;
-            for (unsigned band = 0; band < bands_; ++band) {
-                double value = sample(source_, {from.first, from.second + at}, band);
-                if (dense) {
-                    value = before.at(source_.atX + static_cast<unsigned>(from.second + at),
-                                      source_.atY + static_cast<unsigned>(from.first), source_.atBand + band);
-                }
-                sample(destination_, {to.first, to.second + at}, band) = value;
-            }
-        }
-    }
-
-    Image& parent_;
-    const Image& source_;
-    const Image& destination_;
-    unsigned bands_;
-};
 
 Case randomChildren(Dice& dice, OrvDataType type) {
     Case c{.name = "copy" + typeSuffix(type)};
@@ -129,17 +56,6 @@ Case randomChildren(Dice& dice, OrvDataType type) {
     call.expect.live = {.lists = 0, .rois = 0, .images = 0};
     c.addCall(call);
     return c;
-}
-
-long ceilingOf(long value, long unit) { return value <= 0 ? 0 : (value + unit - 1) / unit; }
-
-/// The source's pixel for the destination's at image-space position `at` along one axis, or -1.
-long tiled(long at, long size, long extent, long sourceOrigin, long origin) {
-    const long shift = origin > 0 ? ceilingOf(origin, size) * size : 0;
-    const long tiles = ceilingOf(extent - origin + sourceOrigin, size) + shift / size;
-    const long along = at + sourceOrigin + shift;
-    if (along < 0 || along >= tiles * size) return -1;
-    return along % size;
 }
 
 Case randomPattern(Dice& dice, OrvDataType type) {
@@ -187,22 +103,11 @@ Case randomPlanemask(Dice& dice, OrvDataType type) {
     }
     orvcase::Call call{.op = c.name, .src = {"s"}, .dst = dice.chance(10) ? "s" : "d", .params = {Param::ref("m")}};
     expectPixelwise(c, call, {"s"}, [&](const auto& sources, unsigned band, double old) -> double {
-        const long mask = static_cast<long>(masks.data[band]);
-        const long from = static_cast<long>(sources[0][band]);
-        const long to = static_cast<long>(old);
-        if (type == ORV_BIT) return (mask & from) != 0 ? 1 : old;
-        return static_cast<double>((to & ~mask) | (from & mask));
+        return masked(masks.data[band], sources[0][band], old, type);
     });
     call.expect.now.push_back({.name = "m", .values = expected(masks.data)});
     c.addCall(call);
     return c;
-}
-
-double valueOf(float value, OrvDataType type) {
-    if (std::isnan(value)) return 0;
-    if (type == ORV_BIT) return value >= 0.5F ? 1 : 0;
-    const float half = type == ORV_SHORT && value < 0 ? value - 0.5F : value + 0.5F;
-    return std::trunc(std::clamp(half, static_cast<float>(lowOf(type)), static_cast<float>(highOf(type))));
 }
 
 Case randomValue(Dice& dice, OrvDataType type) {

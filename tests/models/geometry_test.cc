@@ -164,16 +164,6 @@ Transform transform(Random& random, Case& c) {
     }
 }
 
-bool singular(const std::array<float, 6>& p) { return std::fabs(double{p[3]} * p[0] - double{p[2]} * p[1]) < 0.0001; }
-
-bool fastPath(const Transform& t, const Image& d, int kind) {
-    if (d.type == ORV_BIT) return false;
-    if (t.name == "translate") return kind == 0;
-    if (t.name != "scale" || kind > 1) return false;
-    return (kind == 1 || d.type == ORV_BYTE) && std::fabs(t.p[0] - t.p[3]) < 0.01F &&
-           (std::fabs(t.p[0] - 2) < 0.001F || std::fabs(t.p[0] - 0.5F) < 0.001F);
-}
-
 std::string digits(OrvDataType type) { return type == ORV_BIT ? "1" : type == ORV_BYTE ? "8" : "16"; }
 
 void engineRound(unsigned seed) {
@@ -190,7 +180,7 @@ void engineRound(unsigned seed) {
     c.images[1].io = random.oneIn(2);
     if (type == ORV_BIT) smear(random, c.images[0]);
     const Transform t = transform(random, c);
-    if (fastPath(t, c.images[1], kind)) return;
+    if (fastPath(t.name, t.p, type, kind)) return;
     c.interps = {interp(random, "h"), interp(random, "v")};
     orvcase::Call call{.op = t.name + digits(type) + suffixes[kind], .src = {"s"}, .dst = "d", .params = t.params};
     if (kind == 3) {
@@ -222,137 +212,6 @@ TEST(Geometry, EnginesAnswerAsTheModel) {
     const unsigned base = text != nullptr ? static_cast<unsigned>(std::atoi(text)) : 1;
     const int rounds = text != nullptr ? 1 : roundsOf(1500);
     for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) engineRound(base + static_cast<unsigned>(i));
-}
-
-// Fast paths.
-
-struct Pair {
-    const Image& s;
-    const Image& d;
-    std::vector<double> result;
-
-    long sx(long x) const { return x + static_cast<long>(s.originX); }
-    long sy(long y) const { return y + static_cast<long>(s.originY); }
-    double from(long column, long row, unsigned band) const {
-        return s.at(static_cast<unsigned>(std::clamp(column, 0L, static_cast<long>(s.width) - 1)),
-                    static_cast<unsigned>(std::clamp(row, 0L, static_cast<long>(s.height) - 1)), band);
-    }
-    double& to(long x, long y, unsigned band) {
-        return result[d.index(static_cast<unsigned>(x + static_cast<long>(d.originX)),
-                              static_cast<unsigned>(y + static_cast<long>(d.originY)), band)];
-    }
-};
-
-/// The pixels of two regions in image space, the first scaled, as canonical rectangles.
-std::vector<Rect> scaledRects(const Image& s, const Image& d, double sx, double sy) {
-    Image both = d;
-    both.roi = Region{};
-    const std::vector<Rect> sources = canonical(s);
-    const long ox = static_cast<long>(d.originX);
-    const long oy = static_cast<long>(d.originY);
-    for (const Rect& t : canonical(d)) {
-        for (const Rect& r : sources) {
-            const auto low = [](long v, double by) {
-                return static_cast<long>(std::floor(static_cast<double>(v) * by));
-            };
-            const auto high = [](long v, double by) {
-                return static_cast<long>(std::ceil(static_cast<double>(v) * by));
-            };
-            const long x1 = std::max(t.x, low(r.x, sx));
-            const long y1 = std::max(t.y, low(r.y, sy));
-            const long x2 = std::min(t.x + t.width, high(r.x + r.width, sx));
-            const long y2 = std::min(t.y + t.height, high(r.y + r.height, sy));
-            if (x1 < x2 && y1 < y2) both.roi->push_back({x1 + ox, y1 + oy, x2 - x1, y2 - y1});
-        }
-    }
-    return canonical(both);
-}
-
-void shift(Pair& p, float tx, float ty, unsigned bands) {
-    const long dx = static_cast<long>(std::floor(tx + 0.5F));
-    const long dy = static_cast<long>(std::floor(ty + 0.5F));
-    for (const Rect& r : canonical(p.s)) {
-        for (const Rect& t : canonical(p.d)) {
-            for (long y = t.y; y < t.y + t.height; ++y) {
-                for (long x = t.x; x < t.x + t.width; ++x) {
-                    if (x - dx < r.x || x - dx >= r.x + r.width || y - dy < r.y || y - dy >= r.y + r.height) continue;
-                    for (unsigned b = 0; b < bands; ++b) p.to(x, y, b) = p.from(p.sx(x - dx), p.sy(y - dy), b);
-                }
-            }
-        }
-    }
-}
-
-long floorHalf(long v) { return v >= 0 ? v / 2 : -((1 - v) / 2); }
-
-void repeat(Pair& p, const std::vector<Rect>& rects, unsigned bands) {
-    for (const Rect& r : rects) {
-        for (long y = r.y; y < r.y + r.height; ++y) {
-            for (long x = r.x; x < r.x + r.width; ++x) {
-                for (unsigned b = 0; b < bands; ++b) p.to(x, y, b) = p.from(p.sx(floorHalf(x)), p.sy(floorHalf(y)), b);
-            }
-        }
-    }
-}
-
-void average(Pair& p, const std::vector<Rect>& rects, unsigned bands) {
-    for (const Rect& r : rects) {
-        for (long y = r.y; y < r.y + r.height; ++y) {
-            for (long x = r.x; x < r.x + r.width; ++x) {
-                for (unsigned b = 0; b < bands; ++b) {
-                    double sum = 0;
-                    for (const auto& [i, j] : {std::pair{0, 0}, {1, 0}, {0, 1}, {1, 1}}) {
-                        sum += p.from(p.sx(2 * x) + i, p.sy(2 * y) + j, b);
-                    }
-                    p.to(x, y, b) = std::floor(sum / 4);
-                }
-            }
-        }
-    }
-}
-
-/// Groups of four and a tail, counted as they are told.
-long columnsOf(const Pair& p, const Rect& r) {
-    long rem = r.width & 3;
-    long quads = r.width >> 2;
-    const double last = static_cast<double>(p.sx(0)) + static_cast<double>(r.x + r.width - 1) * 0.5;
-    if (p.s.width - 1 < last) {
-        if (r.width < 4) return r.width - 1;
-        --quads;
-        rem = 4;
-    }
-    long columns = 0;
-    if (r.x % 2 != 0) {
-        ++columns;
-        if (rem == 0) {
-            rem = 3;
-            --quads;
-        } else {
-            --rem;
-        }
-    }
-    return columns + quads * 4 + (rem == 4 ? 3 : rem);
-}
-
-void enlarge(Pair& p, const std::vector<Rect>& rects, unsigned bands) {
-    for (const Rect& r : rects) {
-        const long columns = columnsOf(p, r);
-        long rows = r.height;
-        if (p.s.height - 1 < static_cast<double>(p.sy(0)) + static_cast<double>(r.y + rows - 1) * 0.5) --rows;
-        for (long y = r.y; y < r.y + rows; ++y) {
-            for (long x = r.x; x < r.x + columns; ++x) {
-                for (unsigned b = 0; b < bands; ++b) {
-                    const long i = p.sx(floorHalf(x));
-                    const long j = p.sy(floorHalf(y));
-                    const auto E = [&](long row) {
-                        if (x % 2 == 0) return p.from(i, row, b);
-                        return std::floor((p.from(i, row, b) + p.from(i + 1, row, b)) / 2);
-                    };
-                    p.to(x, y, b) = y % 2 == 0 ? E(j) : std::floor((E(j) + E(j + 1)) / 2);
-                }
-            }
-        }
-    }
 }
 
 void pathRound(unsigned seed) {

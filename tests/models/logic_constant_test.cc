@@ -2,11 +2,13 @@
 
 #include <cstdint>
 
+#include "models/pixel_rules.h"
 #include "support/PixelModel.h"
 
 namespace {
 
 using namespace pixelmodel;
+using namespace pixelrules;
 
 struct Member {
     const char* name;
@@ -18,11 +20,6 @@ constexpr Member members[] = {
     {"orconst", [](std::uint32_t sample, std::uint32_t constant) { return sample | constant; }},
     {"xorconst", [](std::uint32_t sample, std::uint32_t constant) { return sample ^ constant; }},
 };
-
-double sampleOf(std::uint32_t bits, OrvDataType type) {
-    if (type == ORV_SHORT) return static_cast<std::int16_t>(bits);
-    return type == ORV_BIT ? bits & 1 : bits & 255;
-}
 
 double randomConstant(Dice& dice) {
     static constexpr double turns[] = {0, 1, 2, 254, 255, 256, 300, 32767, 32768, 65535, 4294967295.0, 2147483648.0};

@@ -1,36 +1,15 @@
 // The nine lookups held against the clamp rule, over several calls with lookups that change and take turns.
 
+#include "models/pixel_rules.h"
 #include "support/PixelModel.h"
 
 namespace {
 
 using namespace pixelmodel;
+using namespace pixelrules;
 using orvcase::Lookup;
 
 OrvDataType tableType(OrvDataType type) { return type == ORV_BIT ? ORV_BYTE : type; }
-
-/// A table's entry for a sample: beyond the ends the nearest one. Bits are their own entry numbers.
-double entryOf(const Lookup::Table& table, unsigned bands, unsigned column, double value, OrvDataType in) {
-    const long entries = static_cast<long>(table.data.size() / bands);
-    const long offset = in == ORV_BIT ? 0 : table.offset;
-    const long entry = std::clamp(static_cast<long>(value) - offset, 0L, entries - 1);
-    return table.data[static_cast<std::size_t>(entry) * bands + column];
-}
-
-double lookUp(const Lookup& lookup, const std::vector<double>& source, unsigned band, double old, unsigned wanted) {
-    double entry = 0;
-    if (lookup.combined) {
-        if (band >= source.size()) return old;
-        entry = entryOf(lookup.tables[band], 1, 0, source[band], lookup.in);
-    } else {
-        const unsigned n = lookup.bands;
-        const bool planes = lookup.in == ORV_BIT && source.size() == n && wanted == n;
-        const unsigned from = planes ? band : band / n;
-        if (from >= source.size()) return old;
-        entry = entryOf(lookup.tables[0], n, band % n, source[from], lookup.in);
-    }
-    return lookup.out == ORV_BIT ? std::fmod(entry, 2) : entry;
-}
 
 Lookup::Table randomTable(Dice& dice, OrvDataType in, OrvDataType out, unsigned bands) {
     Lookup::Table table;

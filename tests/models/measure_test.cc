@@ -3,17 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <set>
 
-#include "support/ModelKit.h"
+#include "models/Answers.h"
 
 namespace {
 
-using orvcase::Call;
-using orvcase::Case;
 using orvcase::Param;
 using orvmodel::Maker;
-using orvmodel::Scene;
 
 auto makeExtrema(const char* op, OrvDataType type) {
     return [op, type](Maker& maker) {
@@ -28,33 +24,14 @@ auto makeExtrema(const char* op, OrvDataType type) {
     };
 }
 
-void expectExtrema(const Case&, Call& call, Scene& scene) {
-    const std::string& source = call.src[0];
-    const unsigned bands = scene.bands(source);
-    orvcase::ExpectedValues largest(bands, -7);
-    orvcase::ExpectedValues smallest(bands, -7);
-    bool seeded = false;
-    orvmodel::eachPixel(scene.region(source), [&](long x, long y) {
-        for (unsigned b = 0; b < bands; ++b) {
-            const double value = scene.at(source, x, y, b);
-            largest[b] = seeded ? std::max(*largest[b], value) : value;
-            smallest[b] = seeded ? std::min(*smallest[b], value) : value;
-        }
-        seeded = true;
-    });
-    call.expect.live = {.lists = 0, .rois = 0, .images = 0};
-    if (call.params[0].kind == Param::Kind::reference) {
-        call.expect.now.push_back({.name = "largest", .values = largest});
-    }
-    if (call.params[1].kind == Param::Kind::reference) {
-        call.expect.now.push_back({.name = "smallest", .values = smallest});
-    }
+TEST(Extrema1, OfTheRegion) {
+    orvmodel::check({.make = makeExtrema("extrema1", ORV_BIT), .expect = orvmodel::answerExtrema});
 }
-
-TEST(Extrema1, OfTheRegion) { orvmodel::check({.make = makeExtrema("extrema1", ORV_BIT), .expect = expectExtrema}); }
-TEST(Extrema8, OfTheRegion) { orvmodel::check({.make = makeExtrema("extrema8", ORV_BYTE), .expect = expectExtrema}); }
+TEST(Extrema8, OfTheRegion) {
+    orvmodel::check({.make = makeExtrema("extrema8", ORV_BYTE), .expect = orvmodel::answerExtrema});
+}
 TEST(Extrema16, OfTheRegion) {
-    orvmodel::check({.make = makeExtrema("extrema16", ORV_SHORT), .expect = expectExtrema});
+    orvmodel::check({.make = makeExtrema("extrema16", ORV_SHORT), .expect = orvmodel::answerExtrema});
 }
 
 auto makeHistogram(const char* op, OrvDataType type) {
@@ -87,43 +64,11 @@ auto makeHistogram(const char* op, OrvDataType type) {
     };
 }
 
-void expectHistogram(const Case& c, Call& call, Scene& scene) {
-    const std::string& source = call.src[0];
-    const orvcase::Histogram& h = c.histograms.at(0);
-    std::size_t counters = 1;
-    for (const unsigned bins : h.bins) counters *= bins;
-    std::vector<double> counts = h.data.empty() ? orvcase::Values(counters) : h.data;
-    call.expect.live = {.lists = 0, .rois = 0, .images = 0};
-    const auto binOf = [&](std::size_t b, double value) {
-        auto width = static_cast<float>(double{h.high[b]} - double{h.low[b]});
-        if (h.bins[b] != 1) width = static_cast<float>(double{width} / (h.bins[b] - 1));
-        if (width == 0) width = 1;
-        const auto t = static_cast<float>((value - double{h.low[b]}) / double{width} + 0.5);
-        const double index = std::trunc(t);
-        return index >= 0 && index < h.bins[b] ? static_cast<long>(index) : -1;
-    };
-    for (const orvcase::Rect& r : scene.region(source)) {
-        for (long y = r.y; y < r.y + r.height; y += std::max(1L, call.params[2].integer)) {
-            for (long x = r.x; x < r.x + r.width; x += std::max(1L, call.params[1].integer)) {
-                std::size_t flat = 0;
-                bool inside = h.bins.size() <= scene.bands(source);
-                for (std::size_t b = 0; inside && b < h.bins.size(); ++b) {
-                    const long bin = binOf(b, scene.at(source, x, y, static_cast<unsigned>(b)));
-                    inside = bin >= 0;
-                    if (inside) flat = flat * h.bins[b] + static_cast<std::size_t>(bin);
-                }
-                if (inside) counts[flat] += 1;
-            }
-        }
-    }
-    call.expect.now.push_back({.name = "h", .values = orvcase::ExpectedValues(counts.begin(), counts.end())});
-}
-
 TEST(Histogram1, CountsSampledPixels) {
-    orvmodel::check({.make = makeHistogram("histogram1", ORV_BIT), .expect = expectHistogram});
+    orvmodel::check({.make = makeHistogram("histogram1", ORV_BIT), .expect = orvmodel::answerHistogram});
 }
 TEST(Histogram8, CountsSampledPixels) {
-    orvmodel::check({.make = makeHistogram("histogram8", ORV_BYTE), .expect = expectHistogram});
+    orvmodel::check({.make = makeHistogram("histogram8", ORV_BYTE), .expect = orvmodel::answerHistogram});
 }
 
 void checkLongRows(const char* op, OrvDataType type) {
@@ -136,13 +81,13 @@ void checkLongRows(const char* op, OrvDataType type) {
                              const Param skip = Param::l(maker.random.chance(70) ? 1 : 3);
                              maker.c.addCall({.op = op, .src = {s}, .params = {Param::ref("h"), skip, skip}});
                          },
-                     .expect = expectHistogram,
+                     .expect = orvmodel::answerHistogram,
                      .cases = 100});
 }
 TEST(Histogram1, CountsLongRows) { checkLongRows("histogram1", ORV_BIT); }
 TEST(Histogram8, CountsLongRows) { checkLongRows("histogram8", ORV_BYTE); }
 TEST(Histogram16, CountsSampledPixels) {
-    orvmodel::check({.make = makeHistogram("histogram16", ORV_SHORT), .expect = expectHistogram});
+    orvmodel::check({.make = makeHistogram("histogram16", ORV_SHORT), .expect = orvmodel::answerHistogram});
 }
 
 auto makeSqueeze(const char* op, OrvDataType type) {
@@ -161,37 +106,15 @@ auto makeSqueeze(const char* op, OrvDataType type) {
     };
 }
 
-void expectSqueeze(const Case&, Call& call, Scene& scene) {
-    const std::string& source = call.src[0];
-    const OrvDataType type = scene.image(source).type;
-    std::set<long> used;
-    orvmodel::eachPixel(scene.region(source),
-                        [&](long x, long y) { used.insert(static_cast<long>(scene.at(source, x, y, 0))); });
-    call.expect.live = {.lists = 0, .rois = 0, .images = 0};
-    if (used.empty()) {
-        call.expect.results = {{.slot = "slot", .null = true}};
-        return;
-    }
-    const long smallest = type == ORV_SHORT ? std::min(*used.begin(), -1L) : *used.begin();
-    const long largest = *used.rbegin();
-    orvcase::ExpectedLookup result{.slot = "slot", .in = type, .out = type, .offset = static_cast<short>(smallest)};
-    long rank = type == ORV_BYTE ? -1 : smallest - 1;
-    for (long value = smallest; value <= largest; ++value) {
-        if (used.count(value) != 0) ++rank;
-        result.values.push_back(static_cast<double>(rank));
-    }
-    result.entries = static_cast<unsigned>(result.values.size());
-    call.expect.results = {result};
-}
-
 TEST(SqueezeRange1, RanksTheValuesInUse) {
-    orvmodel::check({.make = makeSqueeze("squeezerange1", ORV_BIT), .expect = expectSqueeze});
+    orvmodel::check({.make = makeSqueeze("squeezerange1", ORV_BIT), .expect = orvmodel::answerSqueezeRange});
 }
 TEST(SqueezeRange8, RanksTheValuesInUse) {
-    orvmodel::check({.make = makeSqueeze("squeezerange8", ORV_BYTE), .expect = expectSqueeze});
+    orvmodel::check({.make = makeSqueeze("squeezerange8", ORV_BYTE), .expect = orvmodel::answerSqueezeRange});
 }
 TEST(SqueezeRange16, RanksTheValuesInUse) {
-    orvmodel::check({.make = makeSqueeze("squeezerange16", ORV_SHORT), .expect = expectSqueeze, .cases = 100});
+    orvmodel::check(
+        {.make = makeSqueeze("squeezerange16", ORV_SHORT), .expect = orvmodel::answerSqueezeRange, .cases = 100});
 }
 
 } // namespace

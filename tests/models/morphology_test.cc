@@ -6,33 +6,6 @@ namespace {
 
 using namespace filtermodel;
 
-orvcase::Values morphologyModel(const Image& source, const Image& destination, const orvcase::Sel& element,
-                                bool dilate) {
-    orvcase::Values result = destination.data;
-    const double low = source.type == ORV_SHORT ? -32768 : 0;
-    const double high = source.type == ORV_SHORT ? 32767 : source.type == ORV_BYTE ? 255 : 1;
-    for (const auto& [y, columns] : common(pixelsOf(destination), pixelsOf(source))) {
-        for (long x : columns) {
-            for (unsigned band = 0; band < source.bands; ++band) {
-                double value = dilate ? low : high;
-                for (unsigned row = 0; row < element.height; ++row) {
-                    for (unsigned column = 0; column < element.width; ++column) {
-                        if (element.data[std::size_t{row} * element.width + column] == 0) continue;
-                        const long sx = x + column - static_cast<int>(element.keyX) + originX(source);
-                        const long sy = y + row - static_cast<int>(element.keyY) + originY(source);
-                        if (sx < 0 || sx >= source.width || sy < 0 || sy >= source.height) continue;
-                        const double sample = source.at(static_cast<unsigned>(sx), static_cast<unsigned>(sy), band);
-                        value = dilate ? std::max(value, sample) : std::min(value, sample);
-                    }
-                }
-                result[destination.index(static_cast<unsigned>(x + originX(destination)),
-                                         static_cast<unsigned>(y + originY(destination)), band)] = value;
-            }
-        }
-    }
-    return result;
-}
-
 /// For small images at times one with more runs, or rows, than the fast walk takes.
 orvcase::Sel randomElement(Dice& dice, bool smallImage) {
     orvcase::Sel element{.name = "e",

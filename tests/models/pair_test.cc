@@ -1,51 +1,13 @@
 // The ops on two images, and those on one without parameters, held against a model that follows their rules sample by
 // sample.
 
-#include <cstdint>
-
+#include "models/pixel_rules.h"
 #include "support/PixelModel.h"
 
 namespace {
 
 using namespace pixelmodel;
-
-double clamped(double value, OrvDataType type) {
-    return std::clamp(value, static_cast<double>(lowOf(type)), static_cast<double>(highOf(type)));
-}
-
-double rounded(float quotient, OrvDataType type) {
-    const float half = static_cast<float>(quotient >= 0 ? double{quotient} + 0.5 : double{quotient} - 0.5);
-    return std::trunc(clamped(half, type));
-}
-
-double add(double a, double b, OrvDataType type) { return type == ORV_BIT ? std::max(a, b) : clamped(a + b, type); }
-double subtract(double a, double b, OrvDataType type) { return clamped(a - b, type); }
-double multiply(double a, double b, OrvDataType type) { return clamped(a * b, type); }
-double divide(double a, double b, OrvDataType type) {
-    if (type == ORV_BIT) return a;
-    if (b == 0 && a == 0) return 0;
-    if (b == 0) return static_cast<double>(a < 0 ? lowOf(type) : highOf(type));
-    return rounded(static_cast<float>(a) / static_cast<float>(b), type);
-}
-double largest(double a, double b, OrvDataType) { return a > b ? a : b; }
-double smallest(double a, double b, OrvDataType) { return a < b ? a : b; }
-
-/// A result of bits as a sample of the type.
-double sampleOf(long bits, OrvDataType type) {
-    if (type == ORV_SHORT) return static_cast<std::int16_t>(bits);
-    return static_cast<double>(type == ORV_BIT ? bits & 1 : bits & 255);
-}
-double both(double a, double b, OrvDataType type) {
-    return sampleOf(static_cast<long>(a) & static_cast<long>(b), type);
-}
-double either(double a, double b, OrvDataType type) {
-    return sampleOf(static_cast<long>(a) | static_cast<long>(b), type);
-}
-double oneOf(double a, double b, OrvDataType type) {
-    return sampleOf(static_cast<long>(a) ^ static_cast<long>(b), type);
-}
-double inverse(double a, double, OrvDataType type) { return sampleOf(~static_cast<long>(a), type); }
-double absolute(double a, double, OrvDataType type) { return clamped(a < 0 ? -a : a, type); }
+using namespace pixelrules;
 
 struct Member {
     const char* name;

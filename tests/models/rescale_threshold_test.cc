@@ -2,35 +2,14 @@
 
 #include <limits>
 
+#include "models/pixel_rules.h"
 #include "support/PixelModel.h"
 
 namespace {
 
 using namespace pixelmodel;
+using namespace pixelrules;
 using orvcase::Param;
-
-double rounded(float x, OrvDataType type) {
-    if (std::isnan(x)) return 0;
-    const float half = static_cast<float>(x >= 0 ? double{x} + 0.5 : double{x} - 0.5);
-    if (half > static_cast<float>(highOf(type))) return static_cast<double>(highOf(type));
-    if (half < static_cast<float>(lowOf(type))) return static_cast<double>(lowOf(type));
-    return std::trunc(half);
-}
-
-float numberOf(double value) {
-    const float number = static_cast<float>(value);
-    return std::isnan(number) ? 0 : number;
-}
-
-double rescaled(double v, float scale, float offset, OrvDataType type) {
-    if (type == ORV_BIT) {
-        const float sum = scale + offset;
-        return (v == 0 ? offset : sum) >= 0.5F ? 1 : 0;
-    }
-    const float product = static_cast<float>(v) * scale;
-    const float sum = product + offset;
-    return rounded(sum, type);
-}
 
 float randomScale(Dice& dice) {
     static constexpr float turns[] = {0, 1, -1, 0.5F, -0.5F, 2, 255, 1e30F, -1e30F, 0.1F, 1.5F, 1e-30F};
@@ -86,12 +65,6 @@ Case randomRescale(Dice& dice, OrvDataType type) {
     return c;
 }
 
-double bound(const Case& c, std::size_t array, unsigned band, OrvDataType type) {
-    const float value = numberOf(c.floats[array].data[band]);
-    if (type == ORV_BIT) return value >= 0.5F ? 1 : 0;
-    return rounded(value, type);
-}
-
 Case randomThreshold(Dice& dice, OrvDataType type, bool chained) {
     Case c{.name = "threshold" + typeSuffix(type)};
     const unsigned bands = static_cast<unsigned>(dice.chance(40) ? 1 : dice.between(2, 5));
@@ -121,7 +94,7 @@ Case randomThreshold(Dice& dice, OrvDataType type, bool chained) {
     }
     expectPixelwise(c, call, {"s"}, [&](const auto& sources, unsigned band, double) {
         const double v = sources[0][band];
-        const auto of = [&](std::size_t array) { return bound(c, array, band, type); };
+        const auto of = [&](std::size_t array) { return boundOf(c.floats[array].data[band], type); };
         if (!chained) return of(0) <= v && v <= of(1) ? of(2) : v;
         double result = v;
         if (of(3) < v && v < of(4)) result = of(5);

@@ -36,17 +36,6 @@ orvcase::Case makeCase(const Model& model, std::uint64_t seed) {
     return std::move(maker.c);
 }
 
-void answer(const Model& model, orvcase::Case& c) {
-    Scene scene(c);
-    for (orvcase::Step& step : c.steps) {
-        auto* call = std::get_if<orvcase::Call>(&step);
-        if (call == nullptr) continue;
-        call->expect = {};
-        model.expect(c, *call, scene);
-        scene.fillIn(call->expect);
-    }
-}
-
 void check(const Model& model) {
     const std::uint64_t first = fromEnvironment("ORV_SEED", model.seed);
     const std::uint64_t count = fromEnvironment("ORV_CASES", model.cases);

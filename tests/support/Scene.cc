@@ -195,4 +195,15 @@ void Scene::fillIn(orvcase::Expectations& expect) {
     written_.assign(written_.size(), false);
 }
 
+void answer(const Model& model, orvcase::Case& c) {
+    Scene scene(c);
+    for (orvcase::Step& step : c.steps) {
+        auto* call = std::get_if<orvcase::Call>(&step);
+        if (call == nullptr) continue;
+        call->expect = {};
+        model.expect(c, *call, scene);
+        scene.fillIn(call->expect);
+    }
+}
+
 } // namespace orvmodel
