@@ -20,6 +20,7 @@ struct FixedDda {
     long dx;
     long dy;
 
+    FixedDda() noexcept = default;
     explicit FixedDda(const Run& run) noexcept
         : x(position(run.x)), y(position(run.y0)), dx(fixed(run.dx)), dy(fixed(run.dy)) {}
 
@@ -31,6 +32,12 @@ struct FixedDda {
     void step() noexcept {
         x += dx;
         y += dy;
+    }
+    FixedDda after(long steps) const noexcept {
+        FixedDda later = *this;
+        later.x += steps * dx;
+        later.y += steps * dy;
+        return later;
     }
 
     /// A step as the run takes it, truncated.

@@ -1,5 +1,6 @@
 // Affine, rotate, scale and translate of bytes and shorts: nearest, bilinear, bicubic and general interpolation.
 
+#include <climits>
 #include <cstring>
 
 #include "memory/frame/Extent.h"
@@ -22,22 +23,63 @@ struct NearestRuns {
     const GeomCall& call;
 
     void operator()(const geom::scan* scan, const Rect&) const noexcept {
-        const Raster& to = call.dst.raster;
+        const bool shared = Extent(call.src.raster, sizeof(T)).overlaps(Extent(call.dst.raster, sizeof(T)));
+        const std::size_t most = shared ? 1 : tileRows;
+        Row rows[tileRows];
+        std::size_t count = 0;
         for (; scan != nullptr; scan = scan->next) {
             const Run run = call.start(*scan);
-            T* first = to.at<T>(run.x1, run.y);
+            const FixedDda dda(run);
             const long length = run.x2 - run.x1 + 1;
-            if (!inside(FixedDda(run), length)) {
-                plain(first, FixedDda(run), length);
+            if (!inside(dda, length)) {
+                plain(call.dst.raster.at<T>(run.x1, run.y), dda, length);
                 continue;
             }
-            byBands(to.pixelOf<T>() == static_cast<std::ptrdiff_t>(call.bands) ? call.bands : 0,
-                    [&](auto bands) { offsets<bands>(first, FixedDda(run), length); });
+            rows[count++] = {dda, run.y, run.x1, run.x2};
+            if (count < most) continue;
+            byTiles(rows, count);
+            count = 0;
         }
+        byTiles(rows, count);
     }
 
 private:
-    static constexpr long chunk = 256;
+    /// Runs go by tiles of so many rows and columns: the lines of the source that one row reads across are there for
+    /// the rows below.
+    static constexpr std::size_t tileRows = 128;
+    static constexpr long tileColumns = 256;
+
+    /// A run that stays in the image.
+    struct Row {
+        FixedDda dda;
+        long y;
+        long x1;
+        long x2;
+    };
+
+    /// Some columns of a run.
+    static Row columnsOf(const Row& row, long left) noexcept {
+        const long x = std::max(left, row.x1);
+        return {row.dda.after(x - row.x1), row.y, x, std::min(left + tileColumns - 1, row.x2)};
+    }
+
+    void byTiles(const Row* rows, std::size_t count) const noexcept {
+        const Raster& to = call.dst.raster;
+        long first = LONG_MAX;
+        long last = LONG_MIN;
+        for (std::size_t i = 0; i < count; ++i) {
+            first = std::min(first, rows[i].x1);
+            last = std::max(last, rows[i].x2);
+        }
+        byBands(to.pixelOf<T>() == static_cast<std::ptrdiff_t>(call.bands) ? call.bands : 0, [&](auto bands) {
+            for (long left = first; left <= last; left += tileColumns) {
+                for (std::size_t i = 0; i < count; ++i) {
+                    const Row part = columnsOf(rows[i], left);
+                    if (part.x1 <= part.x2) offsets<bands>(part);
+                }
+            }
+        });
+    }
 
     void plain(T* to, FixedDda dda, long length) const noexcept {
         const std::ptrdiff_t pixel = call.dst.raster.pixelOf<T>();
@@ -58,10 +100,12 @@ private:
                src.width < 0x8000 && src.height < 0x8000 && src.height * src.raster.stride < INT_MAX;
     }
 
-    /// `Bands` is the destination's pixel stride and the number of bands, 0 for any.
+    /// At most the columns of a tile. `Bands` is the destination's pixel stride and the number of bands, 0 for any.
     template <unsigned Bands>
-    void offsets(T* to, const FixedDda& dda, long length) const noexcept {
+    void offsets(const Row& row) const noexcept {
         const Raster& from = call.src.raster;
+        T* to = call.dst.raster.at<T>(row.x1, row.y);
+        const FixedDda& dda = row.dda;
         const T* base = reinterpret_cast<const T*>(from.data);
         const auto stride = static_cast<std::int32_t>(from.strideOf<T>());
         const auto sourcePixel = static_cast<std::int32_t>(from.pixelOf<T>());
@@ -69,17 +113,15 @@ private:
         const unsigned bands = Bands != 0 ? Bands : call.bands;
         const auto dx = static_cast<std::uint32_t>(dda.dx);
         const auto dy = static_cast<std::uint32_t>(dda.dy);
-        for (long done = 0; done < length; done += chunk) {
-            const auto now = static_cast<std::uint32_t>(std::min(chunk, length - done));
-            const auto x = static_cast<std::uint32_t>(dda.x + from.ox * FixedDda::one + done * dda.dx);
-            const auto y = static_cast<std::uint32_t>(dda.y + from.oy * FixedDda::one + done * dda.dy);
-            std::int32_t offset[chunk];
-            for (std::uint32_t k = 0; k < now; ++k) {
-                offset[k] = static_cast<std::int32_t>((y + k * dy) >> 16) * stride +
-                            static_cast<std::int32_t>((x + k * dx) >> 16) * sourcePixel;
-            }
-            for (std::uint32_t k = 0; k < now; ++k, to += pixel) copyBands(to, base + offset[k], bands);
+        const auto x = static_cast<std::uint32_t>(dda.x + from.ox * FixedDda::one);
+        const auto y = static_cast<std::uint32_t>(dda.y + from.oy * FixedDda::one);
+        const auto pixels = static_cast<std::uint32_t>(row.x2 - row.x1 + 1);
+        std::int32_t offset[tileColumns];
+        for (std::uint32_t k = 0; k < pixels; ++k) {
+            offset[k] = static_cast<std::int32_t>((y + k * dy) >> 16) * stride +
+                        static_cast<std::int32_t>((x + k * dx) >> 16) * sourcePixel;
         }
+        for (std::uint32_t k = 0; k < pixels; ++k, to += pixel) copyBands(to, base + offset[k], bands);
     }
 };
 
@@ -102,14 +144,12 @@ struct FloatRuns {
 private:
     template <unsigned Bands>
     void inLanes(const geom::scan* scan, const LaneSource<T>& source) const noexcept {
-        RunLanes<T, Pixel, Bands> batch(call, source);
+        RunTiles<T, Pixel, Bands> tiles(call, source);
         for (; scan != nullptr; scan = scan->next) {
             const Run run = call.start(*scan);
-            if (batch.add(run)) continue;
-            batch.run();
-            if (!batch.add(run)) plain(run);
+            if (!tiles.add(run)) plain(run);
         }
-        batch.run();
+        tiles.finish();
     }
 
     void plain(const Run& run) const noexcept {

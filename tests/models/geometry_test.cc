@@ -166,16 +166,21 @@ Transform transform(Random& random, Case& c) {
 
 std::string digits(OrvDataType type) { return type == ORV_BIT ? "1" : type == ORV_BYTE ? "8" : "16"; }
 
-void engineRound(unsigned seed) {
+/// The most pixels of a side, of the source and of the destination.
+struct Sizes {
+    int source;
+    int destination;
+};
+
+void engineRound(unsigned seed, std::initializer_list<OrvDataType> types, Sizes usual, Sizes large) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
-    const OrvDataType type = random.pick({ORV_BIT, ORV_BYTE, ORV_SHORT});
+    const OrvDataType type = random.pick(types);
     const unsigned bands = static_cast<unsigned>(random.integer(1, 5));
     const int kind = random.integer(0, 3);
     Case c{.name = "geometry"};
-    const bool large = random.oneIn(6);
-    c.images = {picture(random, "s", type, bands, large ? 90 : 24),
-                picture(random, "d", type, bands, large ? 140 : 40)};
+    const Sizes& sizes = random.oneIn(6) ? large : usual;
+    c.images = {picture(random, "s", type, bands, sizes.source), picture(random, "d", type, bands, sizes.destination)};
     if (random.oneIn(2)) c.images[0].roi.reset();
     c.images[1].io = random.oneIn(2);
     if (type == ORV_BIT) smear(random, c.images[0]);
@@ -207,11 +212,20 @@ int roundsOf(int usual) {
     return text != nullptr ? std::atoi(text) : usual;
 }
 
-TEST(Geometry, EnginesAnswerAsTheModel) {
+void rounds(int usual, void (*round)(unsigned seed)) {
     const char* text = std::getenv("ORV_SEED");
     const unsigned base = text != nullptr ? static_cast<unsigned>(std::atoi(text)) : 1;
-    const int rounds = text != nullptr ? 1 : roundsOf(1500);
-    for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) engineRound(base + static_cast<unsigned>(i));
+    const int count = text != nullptr ? 1 : roundsOf(usual);
+    for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) round(base + static_cast<unsigned>(i));
+}
+
+TEST(Geometry, EnginesAnswerAsTheModel) {
+    rounds(1500, [](unsigned seed) { engineRound(seed, {ORV_BIT, ORV_BYTE, ORV_SHORT}, {24, 40}, {90, 140}); });
+}
+
+/// Walks over large sources go by tiles, of which parts of the source are copied.
+TEST(Geometry, EnginesAnswerAsTheModelOnLargeSources) {
+    rounds(60, [](unsigned seed) { engineRound(seed, {ORV_BYTE, ORV_SHORT}, {260, 200}, {500, 300}); });
 }
 
 void pathRound(unsigned seed) {
@@ -267,11 +281,6 @@ void pathRound(unsigned seed) {
     check(c);
 }
 
-TEST(Geometry, FastPathsAnswerAsTheModel) {
-    const char* text = std::getenv("ORV_SEED");
-    const unsigned base = text != nullptr ? static_cast<unsigned>(std::atoi(text)) : 1;
-    const int rounds = text != nullptr ? 1 : roundsOf(1500);
-    for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) pathRound(base + static_cast<unsigned>(i));
-}
+TEST(Geometry, FastPathsAnswerAsTheModel) { rounds(1500, pathRound); }
 
 } // namespace
