@@ -329,6 +329,27 @@ std::size_t pixelsBeforeLine(const std::byte* to, std::size_t step, std::size_t 
     while (pixels > 0) some(std::min(group, pixels));
 }
 
+/// Pixels equally far apart in both rows.
+void copyMasked(std::byte* to, const std::byte* from, std::size_t step, std::size_t size, std::size_t pixels) noexcept {
+    const std::uint64_t samples = permutations[step][size].samples;
+    const std::size_t group = permutations[step][size].pixels;
+    const auto some = [&](std::size_t now) {
+        const std::uint64_t mask = samples & lowBytes(now * step);
+        _mm512_mask_storeu_epi8(to, mask, _mm512_maskz_loadu_epi8(mask, from));
+        to += now * step;
+        from += now * step;
+        pixels -= now;
+    };
+    some(pixelsBeforeLine(to, step, pixels));
+    while (pixels > 0) some(std::min(group, pixels));
+}
+
+#endif
+
+#if defined(__AVX512BW__)
+constexpr bool byBlocks = true;
+#else
+constexpr bool byBlocks = false; // without masked stores a block is no faster than its pixels
 #endif
 
 } // namespace
@@ -351,6 +372,31 @@ void openGaps(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::si
     const std::size_t done = openGroups(to, from, step, size, pixels);
     movePixels(to + static_cast<std::ptrdiff_t>(done) * step, step, from + done * size,
                static_cast<std::ptrdiff_t>(size), size, pixels - done);
+}
+
+void copyAcrossGaps(std::byte* to, std::ptrdiff_t toStep, const std::byte* from, std::ptrdiff_t fromStep,
+                    std::size_t size, std::size_t pixels) noexcept {
+    const auto dense = static_cast<std::ptrdiff_t>(size);
+    if (toStep == dense && fromStep == dense) {
+        if (size > 0) std::memcpy(to, from, pixels * size);
+        return;
+    }
+    if (toStep == dense) return closeGaps(to, from, fromStep, size, pixels);
+    if (fromStep == dense) return openGaps(to, from, toStep, size, pixels);
+#if defined(__AVX512BW__)
+    if (toStep == fromStep && permutes(toStep, size)) {
+        return copyMasked(to, from, static_cast<std::size_t>(toStep), size, pixels);
+    }
+#endif
+    constexpr std::size_t block = 4096;
+    const std::size_t most = size > 0 && byBlocks ? block / size : 0;
+    if (most == 0) return movePixels(to, toStep, from, fromStep, size, pixels);
+    alignas(64) std::byte together[block];
+    for (std::size_t done = 0; done < pixels; done += most) {
+        const std::size_t now = std::min(most, pixels - done);
+        closeGaps(together, from + static_cast<std::ptrdiff_t>(done) * fromStep, fromStep, size, now);
+        openGaps(to + static_cast<std::ptrdiff_t>(done) * toStep, together, toStep, size, now);
+    }
 }
 
 } // namespace orvi

@@ -12,4 +12,8 @@ void closeGaps(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::s
 /// The other way; what lies between the pixels is neither read nor written.
 void openGaps(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size, std::size_t pixels) noexcept;
 
+/// From pixels that begin `fromStep` bytes apart to others, of which none is the same memory.
+void copyAcrossGaps(std::byte* to, std::ptrdiff_t toStep, const std::byte* from, std::ptrdiff_t fromStep,
+                    std::size_t size, std::size_t pixels) noexcept;
+
 } // namespace orvi

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "memory/frame/Extent.h"
 #include "memory/geometry/fastPaths.h"
 
 namespace orvi {
@@ -10,6 +11,8 @@ OrvStatus ScaledRegion::open(OrvImage* from, OrvImage* to, OrvDataType type, flo
         {"di-9", 1, facts.storagePrimary}, {"di-10", 1, facts.storagePrimary}, {"di-6", 1, 1}};
     if (readPictures(src, dst, from, to, type, failures, facts.file) != ORV_SUCCESS) return ORV_FAILURE;
     bands = std::min(src.raster.bands, dst.raster.bands);
+    const std::ptrdiff_t sample = type == ORV_SHORT ? sizeof(std::int16_t) : 1;
+    apart = !Extent(src.raster, sample).overlaps(Extent(dst.raster, sample));
 
     OrvRoi* scaled = src.roi->scale(sx, sy, 0, 0);
     if (scaled == nullptr) return fail(from, failures.region, facts.file);

@@ -1,8 +1,10 @@
 // Transformations that are common enough for code of their own: whole rectangles, row by row, without runs.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
+#include "memory/frame/gaps.h"
 #include "memory/geometry/GeomWalk.h"
 
 namespace orvi {
@@ -38,13 +40,22 @@ public:
     /// Whether the pixels of both images lie without gaps.
     template <class T>
     bool dense() const noexcept {
-        const auto pixel = static_cast<std::ptrdiff_t>(bands);
-        return src.raster.pixelOf<T>() == pixel && dst.raster.pixelOf<T>() == pixel;
+        return src.raster.pixelOf<T>() == bands && dst.raster.pixelOf<T>() == bands;
     }
+
+    /// Whether pixels can go many at a time: dense ones, and others by way of dense blocks, which are read before what
+    /// is made of them is written.
+    template <class T>
+    bool goesByBlocks() const noexcept {
+        return dense<T>() || (bands <= mostBlockBands && apart);
+    }
+
+    static constexpr long mostBlockBands = 64;
 
     Picture src;
     Picture dst;
     unsigned bands = 0;
+    bool apart = false; ///< the images share no samples
     RectCursor rects;
 };
 
@@ -54,14 +65,52 @@ struct Columns {
     long end;
 };
 
-/// Makes the pixels of some columns of a row: of dense images those that `rule.atOnce(columns)` picks, by
-/// `rule.many(to, x, y, columns)`, the others by `rule.single(to, x, y)`.
+/// Makes columns of a row by `rule.many(to, upper, lower, columns)` of dense source rows, those of `rule.upper(y)` and
+/// `rule.lower(y)` from `rule.column(x)` on.
+template <class T, class Rule>
+void scaleMany(const ScaledRegion& region, const Rule& rule, const Columns& columns, long y) noexcept {
+    const auto bands = static_cast<long>(region.bands);
+    const Raster& dst = region.dst.raster;
+    const bool denseSource = region.src.raster.pixelOf<T>() == bands;
+    const bool denseDestination = dst.pixelOf<T>() == bands;
+    const auto source = [&](long x, long row) { return region.src.nearest<T>(rule.column(x), row); };
+    if (denseSource && denseDestination) {
+        return rule.many(dst.at<T>(columns.first, y), source(columns.first, rule.upper(y)),
+                         source(columns.first, rule.lower(y)), columns.end - columns.first);
+    }
+    constexpr long mostSamples = 1024;
+    T rows[2][2 * mostSamples];
+    T made[mostSamples];
+    const long most = mostSamples / bands & ~1L;
+    const auto bytes = static_cast<std::size_t>(bands) * sizeof(T);
+    const auto closed = [&](T* dense, const T* from, long pixels) -> const T* {
+        if (denseSource) return from;
+        closeGaps(reinterpret_cast<std::byte*>(dense), reinterpret_cast<const std::byte*>(from),
+                  region.src.raster.pixel, bytes, static_cast<std::size_t>(pixels));
+        return dense;
+    };
+    for (long x = columns.first; x < columns.end; x += most) {
+        const long now = std::min(most, columns.end - x);
+        const T* upper = source(x, rule.upper(y));
+        const T* lower = source(x, rule.lower(y));
+        const T* closedUpper = closed(rows[0], upper, rule.pixels(now));
+        const T* closedLower = upper == lower ? closedUpper : closed(rows[1], lower, rule.pixels(now));
+        T* to = dst.at<T>(x, y);
+        rule.many(denseDestination ? to : made, closedUpper, closedLower, now);
+        if (denseDestination) continue;
+        openGaps(reinterpret_cast<std::byte*>(to), reinterpret_cast<const std::byte*>(made), dst.pixel, bytes,
+                 static_cast<std::size_t>(now));
+    }
+}
+
+/// Makes the pixels of some columns of a row: those that `rule.atOnce(columns)` picks many at a time, the others by
+/// `rule.single(to, x, y)`.
 template <class T, class Rule>
 void scaleRow(const ScaledRegion& region, const Rule& rule, const Columns& columns, long y) noexcept {
-    const Columns many = region.dense<T>() ? rule.atOnce(columns) : Columns{columns.first, columns.first};
+    const Columns many = region.goesByBlocks<T>() ? rule.atOnce(columns) : Columns{columns.first, columns.first};
     const auto to = [&](long x) { return region.dst.raster.template at<T>(x, y); };
     for (long x = columns.first; x < many.first; ++x) rule.single(to(x), x, y);
-    if (many.first < many.end) rule.many(to(many.first), many.first, y, many.end - many.first);
+    if (many.first < many.end) scaleMany<T>(region, rule, many, y);
     for (long x = many.end; x < columns.end; ++x) rule.single(to(x), x, y);
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <type_traits>
 
-#include "memory/frame/Extent.h"
 #include "memory/frame/lanes.h"
 #include "memory/geometry/byBands.h"
 #include "memory/geometry/fastPaths.h"
@@ -69,10 +68,12 @@ void halveDense(T* to, const T* upper, const T* lower, long pixels, unsigned ban
 template <class T>
 class Halving {
 public:
-    explicit Halving(const ScaledRegion& region) noexcept
-        : region_(region),
-          src_(region.src),
-          apart_(!Extent(region.src.raster, sizeof(T)).overlaps(Extent(region.dst.raster, sizeof(T)))) {}
+    explicit Halving(const ScaledRegion& region) noexcept : region_(region), src_(region.src) {}
+
+    static long column(long x) noexcept { return 2 * x; }
+    static long upper(long y) noexcept { return 2 * y; }
+    static long lower(long y) noexcept { return 2 * y + 1; }
+    static long pixels(long columns) noexcept { return 2 * columns; }
 
     /// Columns whose sources lie in the image.
     Columns atOnce(const Columns& columns) const noexcept {
@@ -81,9 +82,8 @@ public:
         return {columns.first, columns.first + std::clamp((src_.width - column) / 2, 0L, columns.end - columns.first)};
     }
 
-    void many(T* to, long x, long y, long columns) const noexcept {
-        halveDense(to, src_.nearest<T>(2 * x, 2 * y), src_.nearest<T>(2 * x, 2 * y + 1), columns, region_.bands,
-                   apart_);
+    void many(T* to, const T* upper, const T* lower, long columns) const noexcept {
+        halveDense(to, upper, lower, columns, region_.bands, region_.apart);
     }
 
     void single(T* to, long x, long y) const noexcept {
@@ -97,7 +97,6 @@ public:
 private:
     const ScaledRegion& region_;
     const Picture& src_;
-    bool apart_; ///< the images share no samples
 };
 
 template <class T>

@@ -77,30 +77,29 @@ public:
     Columns atOnce(const Columns& columns) const noexcept {
         const long even = std::min(columns.end, columns.first + (columns.first & 1));
         const long column = (even >> 1) + src_.raster.ox;
-        if (column < 0 || region_.bands > maxBands) return {even, even};
+        if (column < 0 || region_.bands > ScaledRegion::mostBlockBands) return {even, even};
         return {even, even + 2 * std::clamp(src_.width - 1 - column, 0L, (columns.end - even) / 2)};
     }
 
-    void many(T* to, long x, long y, long columns) const noexcept {
-        const T* upper = src_.nearest<T>(x >> 1, y >> 1);
-        const T* lower = src_.nearest<T>(x >> 1, below(y));
+    static long column(long x) noexcept { return x >> 1; }
+    static long upper(long y) noexcept { return y >> 1; }
+    static long lower(long y) noexcept { return (y >> 1) + (y & 1); }
+    static long pixels(long columns) noexcept { return columns / 2 + 1; }
+
+    void many(T* to, const T* upper, const T* lower, long columns) const noexcept {
         byBands(region_.bands, [&](auto bands) { enlargePairs<bands>(to, upper, lower, columns / 2, region_.bands); });
     }
 
     void single(T* to, long x, long y) const noexcept {
         const long right = (x >> 1) + (x & 1);
-        const T* const upper[2] = {src_.nearest<T>(x >> 1, y >> 1), src_.nearest<T>(right, y >> 1)};
-        const T* const lower[2] = {src_.nearest<T>(x >> 1, below(y)), src_.nearest<T>(right, below(y))};
+        const T* const above[2] = {src_.nearest<T>(x >> 1, upper(y)), src_.nearest<T>(right, upper(y))};
+        const T* const below[2] = {src_.nearest<T>(x >> 1, lower(y)), src_.nearest<T>(right, lower(y))};
         for (unsigned band = 0; band < region_.bands; ++band) {
-            to[band] = mean(mean(upper[0][band], upper[1][band]), mean(lower[0][band], lower[1][band]));
+            to[band] = mean(mean(above[0][band], above[1][band]), mean(below[0][band], below[1][band]));
         }
     }
 
 private:
-    static constexpr unsigned maxBands = 64;
-
-    static long below(long y) noexcept { return (y >> 1) + (y & 1); }
-
     const ScaledRegion& region_;
     const Picture& src_;
 };

@@ -39,28 +39,32 @@ public:
         return {even, columns.end - ((columns.end - even) & 1)};
     }
 
-    void many(std::uint8_t* to, long x, long y, long columns) const noexcept {
-        byBands(region_.bands, [&](auto bands) { doublePixels<bands>(to, from(x, y), columns / 2, region_.bands); });
+    static long column(long x) noexcept { return x >> 1; }
+    static long upper(long y) noexcept { return y >> 1; }
+    static long lower(long y) noexcept { return y >> 1; }
+    static long pixels(long columns) noexcept { return columns / 2; }
+
+    void many(std::uint8_t* to, const std::uint8_t* from, const std::uint8_t*, long columns) const noexcept {
+        byBands(region_.bands, [&](auto bands) { doublePixels<bands>(to, from, columns / 2, region_.bands); });
     }
 
-    void single(std::uint8_t* to, long x, long y) const noexcept { std::memcpy(to, from(x, y), region_.bands); }
+    void single(std::uint8_t* to, long x, long y) const noexcept {
+        std::memcpy(to, region_.src.nearest<std::uint8_t>(column(x), upper(y)), region_.bands);
+    }
 
 private:
-    const std::uint8_t* from(long x, long y) const noexcept {
-        return region_.src.nearest<std::uint8_t>(x >> 1, y >> 1);
-    }
-
     const ScaledRegion& region_;
 };
 
 void doubleRectangle(const ScaledRegion& region, const Rect& rect) noexcept {
     const Doubling rule(region);
     const Columns columns{rect.x, rect.x + static_cast<long>(rect.width)};
-    const auto to = [&](long y) { return region.dst.raster.at<std::uint8_t>(rect.x, y); };
+    const Raster& dst = region.dst.raster;
+    const auto to = [&](long y) { return dst.at<std::byte>(rect.x, y); };
     for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
         // The lower half of a source row is a copy of the upper one.
-        if (region.dense<std::uint8_t>() && y > rect.y && (y & 1) != 0) {
-            std::memcpy(to(y), to(y - 1), std::size_t{rect.width} * region.bands);
+        if (region.goesByBlocks<std::uint8_t>() && y > rect.y && (y & 1) != 0) {
+            copyAcrossGaps(to(y), dst.pixel, to(y - 1), dst.pixel, region.bands, rect.width);
         } else {
             scaleRow<std::uint8_t>(region, rule, columns, y);
         }

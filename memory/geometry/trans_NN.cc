@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "memory/frame/Extent.h"
+#include "memory/frame/gaps.h"
 #include "memory/frame/numbers.h"
 #include "memory/geometry/fastPaths.h"
 
@@ -21,16 +23,18 @@ long rounded(float v) noexcept { return toInt(std::floor(v + 0.5F), INT_MIN, INT
 
 /// Copies rows of pixels of `size` bytes. The rows of one image may be those of the other.
 void copyRows(const Raster& to, long x, long y, const Raster& from, long fromX, long fromY, long width, long height,
-              std::size_t size) noexcept {
+              std::size_t size, bool apart) noexcept {
     const bool dense = to.pixel == static_cast<std::ptrdiff_t>(size) && from.pixel == static_cast<std::ptrdiff_t>(size);
     for (long row = 0; row < height; ++row) {
         std::byte* d = to.at<std::byte>(x, y + row);
         const std::byte* s = from.at<std::byte>(fromX, fromY + row);
-        if (dense) {
+        if (apart) {
+            copyAcrossGaps(d, to.pixel, s, from.pixel, size, static_cast<std::size_t>(width));
+        } else if (dense) {
             std::memmove(d, s, static_cast<std::size_t>(width) * size);
-            continue;
+        } else {
+            for (long column = 0; column < width; ++column, d += to.pixel, s += from.pixel) std::memmove(d, s, size);
         }
-        for (long column = 0; column < width; ++column, d += to.pixel, s += from.pixel) std::memmove(d, s, size);
     }
 }
 
@@ -48,6 +52,7 @@ OrvStatus trans_NN(OrvImage* from, OrvImage* to, const Matrix& m) noexcept {
     const long dx = rounded(m.p[4]);
     const long dy = rounded(m.p[5]);
     const std::size_t size = std::min(src.raster.bands, dst.raster.bands) * sizeof(T);
+    const bool apart = !Extent(src.raster, sizeof(T)).overlaps(Extent(dst.raster, sizeof(T)));
     for (Rect s{}; sources.next(s);) {
         list = dst.roi->getRectList();
         if (list == nullptr) return fail(to, noList, file);
@@ -58,7 +63,7 @@ OrvStatus trans_NN(OrvImage* from, OrvImage* to, const Matrix& m) noexcept {
             const long x2 = std::min(s.x + dx + static_cast<long>(s.width), d.x + static_cast<long>(d.width));
             const long y2 = std::min(s.y + dy + static_cast<long>(s.height), d.y + static_cast<long>(d.height));
             if (x1 >= x2 || y1 >= y2) continue;
-            copyRows(dst.raster, x1, y1, src.raster, x1 - dx, y1 - dy, x2 - x1, y2 - y1, size);
+            copyRows(dst.raster, x1, y1, src.raster, x1 - dx, y1 - dy, x2 - x1, y2 - y1, size, apart);
         }
     }
     return ORV_SUCCESS;

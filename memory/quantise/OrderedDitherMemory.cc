@@ -3,11 +3,13 @@
 // Each band of a pixel is scaled to the levels of the cube; where the fraction left over exceeds the mask's threshold
 // at the pixel's place, the level above is taken.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/gaps.h"
 #include "memory/frame/numbers.h"
 #include "memory/frame/walk.h"
 #include "orv/device/OrvDitherMask.h"
@@ -96,18 +98,6 @@ struct Dither {
     unsigned width = 1;
     unsigned height = 1;
     unsigned bands = 0;
-
-    /// One pixel; `row` is the mask's row in band 0.
-    int index(const SampleOf<S>* pixel, const typename Scale<S>::Threshold* threshold) const noexcept {
-        constexpr unsigned fraction = (1U << Scale<S>::bits) - 1;
-        auto sum = static_cast<unsigned>(static_cast<int>(origin));
-        for (unsigned band = 0; band < bands; ++band, threshold += width * height) {
-            const unsigned total = Scale<S>::level(pixel[band]) * highest[band];
-            const unsigned level = (total >> Scale<S>::bits) + ((total & fraction) > *threshold ? 1U : 0U);
-            sum += level * static_cast<unsigned>(multipliers[band]);
-        }
-        return static_cast<int>(sum);
-    }
 };
 
 template <class S>
@@ -132,6 +122,76 @@ OrvStatus prepare(Dither<S>& dither, Frame& frame, OrvLookup* lookup, OrvDitherM
     return ORV_SUCCESS;
 }
 
+/// The pixels of a stretch of a row, band by band, so that they go many at a time. Results have no more bits than `W`:
+/// what is lost above those does not count.
+template <class S, class W, class D>
+class DitherRows {
+public:
+    explicit DitherRows(const Dither<S>& dither, unsigned sourceBands) noexcept
+        : dither_(dither), sourceBands_(sourceBands) {}
+
+    void operator()(Place place, SampleOf<D>* d, const SampleOf<S>* s, std::size_t pixels) const noexcept {
+        const std::size_t row = std::size_t{wrapped(place.y, dither_.height)} * dither_.width;
+        for (std::size_t done = 0; done < pixels; done += most) {
+            stretch(row, place.x + static_cast<long>(done), d + done, s + done * sourceBands_,
+                    std::min(most, pixels - done));
+        }
+    }
+
+private:
+    static constexpr std::size_t most = 256;
+    using Threshold = typename Scale<S>::Threshold;
+
+    void stretch(std::size_t row, long x, SampleOf<D>* d, const SampleOf<S>* s, std::size_t pixels) const noexcept {
+        const unsigned column = wrapped(x, dither_.width);
+        W sums[most];
+        std::fill_n(sums, pixels, static_cast<W>(dither_.origin));
+        for (unsigned band = 0; band < dither_.bands; ++band) {
+            Threshold thresholds[most];
+            const Threshold* cells = dither_.mask.get() + std::size_t{band} * dither_.width * dither_.height + row;
+            repeat(thresholds, cells, column, pixels);
+            SampleOf<S> samples[most];
+            const auto highest = static_cast<W>(dither_.highest[band]);
+            const auto step = static_cast<W>(static_cast<unsigned>(dither_.multipliers[band]));
+            add(sums, plane(samples, s + band, pixels), thresholds, highest, step, pixels);
+        }
+        for (std::size_t i = 0; i < pixels; ++i) d[i] = asSample<D>(static_cast<int>(sums[i]));
+    }
+
+    static void add(W* sums, const SampleOf<S>* samples, const Threshold* thresholds, W highest, W step,
+                    std::size_t pixels) noexcept {
+        constexpr W fraction = (W{1} << (Scale<S>::bits - 1)) * 2 - 1;
+        for (std::size_t i = 0; i < pixels; ++i) {
+            const auto total = static_cast<W>(static_cast<W>(Scale<S>::level(samples[i])) * highest);
+            const auto above = static_cast<W>((total & fraction) > thresholds[i] ? 1 : 0);
+            sums[i] = static_cast<W>(sums[i] + static_cast<W>(static_cast<W>(total >> Scale<S>::bits) + above) * step);
+        }
+    }
+
+    /// A row of the mask from a column on, as often as it takes.
+    void repeat(Threshold* to, const Threshold* cells, unsigned column, std::size_t pixels) const noexcept {
+        const std::size_t width = dither_.width;
+        std::size_t done = std::min(pixels, width);
+        for (std::size_t i = 0; i < done; ++i) to[i] = cells[column + i < width ? column + i : column + i - width];
+        while (done < pixels) {
+            const std::size_t now = std::min(done - done % width, pixels - done);
+            std::memcpy(to + done, to, now * sizeof(Threshold));
+            done += now;
+        }
+    }
+
+    /// The samples of one band side by side.
+    const SampleOf<S>* plane(SampleOf<S>* to, const SampleOf<S>* from, std::size_t pixels) const noexcept {
+        if (sourceBands_ == 1) return from;
+        closeGaps(reinterpret_cast<std::byte*>(to), reinterpret_cast<const std::byte*>(from),
+                  static_cast<std::ptrdiff_t>(sourceBands_ * sizeof *from), sizeof *from, pixels);
+        return to;
+    }
+
+    const Dither<S>& dither_;
+    unsigned sourceBands_;
+};
+
 /// The general path: any cube, any mask.
 template <class S, class D>
 OrvStatus ditherAny(OrvImage* source, OrvImage* destination, OrvLookup* lookup, OrvDitherMask* mask,
@@ -144,15 +204,17 @@ OrvStatus ditherAny(OrvImage* source, OrvImage* destination, OrvLookup* lookup, 
     if (frame.list(facts) != ORV_SUCCESS) return ORV_FAILURE;
 
     const unsigned sourceBands = frame[src1].bands;
-    const auto kernel = [&dither, sourceBands](Place place, SampleOf<D>* d, const SampleOf<S>* s, std::size_t pixels) {
-        const auto* row = dither.mask.get() + std::size_t{wrapped(place.y, dither.height)} * dither.width;
-        unsigned column = wrapped(place.x, dither.width);
-        for (std::size_t i = 0; i < pixels; ++i, s += sourceBands) {
-            d[i] = asSample<D>(dither.index(s, row + column));
-            if (++column == dither.width) column = 0;
+    const Operand to{&frame[dst], 1};
+    const Operand from{&frame[src1], sourceBands};
+    if constexpr (Scale<S>::bits == 8 && !std::is_same_v<D, Bit>) {
+        constexpr unsigned mostLevels = 257; // whose products with a sample fit 16 bits
+        if (std::all_of(dither.highest.get(), dither.highest.get() + dither.bands,
+                        [](unsigned highest) { return highest <= mostLevels; })) {
+            walkPlacedRuns<D, S>(frame.rects(), DitherRows<S, std::uint16_t, D>(dither, sourceBands), to, from);
+            return ORV_SUCCESS;
         }
-    };
-    walkPlacedRuns<D, S>(frame.rects(), kernel, Operand{&frame[dst], 1}, Operand{&frame[src1], sourceBands});
+    }
+    walkPlacedRuns<D, S>(frame.rects(), DitherRows<S, std::uint32_t, D>(dither, sourceBands), to, from);
     return ORV_SUCCESS;
 }
 
