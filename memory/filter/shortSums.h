@@ -70,7 +70,7 @@ public:
                 exactly(to + i, rows, i);
                 continue;
             }
-            lanes::store(to + i, lanes::narrow({first >> bits, second >> bits}));
+            lanes::store(to + i, lanes::narrow(lanes::Pair<I32>{first >> bits, second >> bits}));
         }
     }
 
