@@ -4,7 +4,8 @@
 # emulation.
 #   scripts/portability.sh [CONFIGURATION...]        all of them when none is named:
 #       gcc-O3 gcc-O0 clang-O3 clang-O0 no-fma aarch64 s390x
-# CALLS=N makes another count of calls, FIRST=N begins at another seed. What came stands in build/port/*.calls and *.cases.
+# gcc-O3 and no-fma take the suite's own build, in build/release (RELEASE=DIRECTORY: another one). CALLS=N makes another count
+# of calls, FIRST=N begins at another seed. What came stands in build/port/*.calls and *.cases.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -13,46 +14,57 @@ configurations=("${@:-${all[@]}}")
 calls=${CALLS:-10000}
 first=${FIRST:-1}
 out=build/port
+release=${RELEASE:-build/release}
 mkdir -p "$out"
 
 scripts/setup.sh --port
 launcher=()
 if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
 
-# build DIRECTORY CMAKE-ARGUMENT...
-build() {
+# configure DIRECTORY CMAKE-ARGUMENT...
+configure() {
     local directory=$1
     shift
-    cmake -S . -B "$directory" -G Ninja -DORV_PYTHON=OFF "${launcher[@]}" "$@" >/dev/null
-    cmake --build "$directory" --target orvreplay orvcalls orv_modules
+    cmake -S . -B "$directory" -G Ninja "${launcher[@]}" "$@" >/dev/null
 }
 
-buildNative() {
+# The programs that play calls, and with them the builds of the module that the suite tests.
+buildRelease() {
+    [ -d "$release" ] || configure "$release" -DCMAKE_BUILD_TYPE=Release
+    cmake --build "$release" --target orvreplay orvcalls orv_modules
+}
+
+# The module alone, for those programs.
+buildModules() {
     local type=(-DCMAKE_BUILD_TYPE=Release)
     [[ "$1" = *-O0 ]] && type=(-DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0)
-    local compiler=g++
-    [[ "$1" = clang-* ]] && compiler=clang++-19
-    # Warnings are the suite's matter; a newer clang finds some in an older standard library.
-    build "$out/$1" -DCMAKE_CXX_COMPILER=$compiler -DORV_WERROR=OFF "${type[@]}"
+    local compiler=(-DCMAKE_CXX_COMPILER=g++)
+    # A newer clang finds something to warn of in an older standard library.
+    [[ "$1" = clang-* ]] && compiler=(-DCMAKE_CXX_COMPILER=clang++-19 -DORV_WERROR=OFF)
+    buildRelease
+    configure "$out/$1" -DORV_HOST="$PWD/$release/lib/liborv.so.1" "${compiler[@]}" "${type[@]}"
+    cmake --build "$out/$1" --target orv_modules
 }
 
 buildForeign() {
-    build "$out/$1" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/cross.cmake" -DORV_TARGET="$1" -DCMAKE_BUILD_TYPE=Release \
-        -DORV_PNG=OFF -DORV_TIFF=OFF -DORV_JPEG=OFF
+    configure "$out/$1" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/cross.cmake" -DORV_TARGET="$1" -DCMAKE_BUILD_TYPE=Release \
+        -DORV_PYTHON=OFF -DORV_API=OFF -DORV_PNG=OFF -DORV_TIFF=OFF -DORV_JPEG=OFF
+    cmake --build "$out/$1" --target orvreplay orvcalls orv_modules
 }
 
 reference=
 failures=0
 
-# record NAME BUILD DIRECTORY [RUNNER...]: runs everything and compares with the first that ran.
+# record NAME MODULE PROGRAMS [RUNNER...]: plays everything on a module by the programs of a folder, and compares with the
+# first that was played.
 record() {
-    local name=$1 build=$2 directory=$3 cases calls_made
+    local name=$1 module=$2 programs=$3 cases calls_made
     shift 3
     cases=$out/$name.cases
     calls_made=$out/$name.calls
-    "$@" "$directory/bin/orvreplay" --build "$build" --print tests/cases/*.case >"$cases" 2>"$cases.log" ||
+    "$@" "$programs/orvreplay" --build "$module" --print tests/cases/*.case >"$cases" 2>"$cases.log" ||
         echo "$name: cases that fail are told in $cases.log"
-    "$@" "$directory/bin/orvcalls" --build "$build" --first "$first" --count "$calls" >"$calls_made" 2>"$calls_made.log" ||
+    "$@" "$programs/orvcalls" --build "$module" --first "$first" --count "$calls" >"$calls_made" 2>"$calls_made.log" ||
         echo "$name: calls that went wrong are told in $calls_made.log"
     if [ -z "$reference" ]; then
         reference=$name
@@ -68,25 +80,34 @@ record() {
     echo "$name: $same"
 }
 
-builds() { ls -d "$1"/lib/glibc-hwcaps/*/ 2>/dev/null | sed 's|.*x86-64-\(v[0-9]\).*|\1|'; }
+# recordAll NAME DIRECTORY [RUNNER...]: the same for all modules that stand there, by the programs of the suite's build.
+recordAll() {
+    local name=$1 directory=$2 build
+    shift 2
+    record "$name-baseline" "$directory/lib/orvcomputememory.so.1" "$release/bin" "$@"
+    for build in v3 v4; do
+        local module=$directory/lib/glibc-hwcaps/x86-64-$build/orvcomputememory.so.1
+        if [ -f "$module" ]; then record "$name-$build" "$module" "$release/bin" "$@"; fi
+    done
+}
 
 for configuration in "${configurations[@]}"; do
     case "$configuration" in
-        gcc-O3 | gcc-O0 | clang-O3 | clang-O0)
-            buildNative "$configuration"
-            for build in baseline $(builds "$out/$configuration"); do
-                record "$configuration-$build" "$build" "$out/$configuration"
-            done
+        gcc-O3)
+            buildRelease
+            recordAll "$configuration" "$release"
             ;;
         no-fma)
-            buildNative gcc-O3
-            for build in baseline $(builds "$out/gcc-O3"); do
-                record "no-fma-$build" "$build" "$out/gcc-O3" env GLIBC_TUNABLES=glibc.cpu.hwcaps=-FMA,-FMA4,-AVX2
-            done
+            buildRelease
+            recordAll "$configuration" "$release" env GLIBC_TUNABLES=glibc.cpu.hwcaps=-FMA,-FMA4,-AVX2
+            ;;
+        gcc-O0 | clang-O3 | clang-O0)
+            buildModules "$configuration"
+            recordAll "$configuration" "$out/$configuration"
             ;;
         aarch64 | s390x)
             buildForeign "$configuration"
-            record "$configuration" baseline "$out/$configuration" "qemu-$configuration"
+            record "$configuration" baseline "$out/$configuration/bin" "qemu-$configuration"
             ;;
         *)
             echo "portability.sh: unknown configuration '$configuration' (known: ${all[*]})" >&2

@@ -140,6 +140,7 @@ bool Step::giveRegions(const Images& images) {
         source->place(static_cast<float>(sourceX_), static_cast<float>(sourceY_));
     if (source != nullptr && sourceWithin_ && !source->setRegion(std::span(&*sourceWithin_, 1))) return false;
     std::vector<host::Rect> roi;
+    roi.reserve(images.roi.size());
     for (const Rectangle& r : images.roi) roi.push_back({r.x, r.y, r.width, r.height});
     if (target == nullptr) return roi.empty() || source == nullptr || source->setRegion(roi);
     if (!within_) return roi.empty() || target->setRegion(roi);
