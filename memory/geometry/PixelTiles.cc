@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
 
 namespace orvi {
@@ -89,6 +90,25 @@ struct Triples {
         lanes::store<std::uint64_t>(to, ((Halves)packed)[0]);
         lanes::store<std::uint32_t>(to + 8, ((Row)packed)[2]);
     }
+};
+#endif
+
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
+/// Pixels that lie a power of two of bytes apart: each with the gap behind it is turned as one element, and masks keep
+/// the gaps from being read and written.
+template <class E, std::size_t Bytes>
+struct GappedPixels {
+    using Row = typename SquareOf<E>::Row;
+    static constexpr int side = SquareOf<E>::side;
+    static constexpr std::size_t size = Bytes;
+    static constexpr __mmask16 samples = [] {
+        unsigned mask = 0;
+        for (unsigned i = 0; i < 16; ++i) mask |= i % sizeof(E) < Bytes ? 1U << i : 0;
+        return static_cast<__mmask16>(mask);
+    }();
+
+    static Row load(const std::byte* from) noexcept { return (Row)_mm_maskz_loadu_epi8(samples, from); }
+    static void store(std::byte* to, Row row) noexcept { _mm_mask_storeu_epi8(to, samples, (__m128i)row); }
 };
 #endif
 
@@ -226,24 +246,83 @@ RowCopy rowCopyFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t siz
     }
 }
 
+/// Whether gaps are closed and opened many pixels at a time, so that rows of pixels apart go by way of dense ones.
+#if defined(__AVX512BW__)
+constexpr bool rowsByBlocks = true;
+#else
+constexpr bool rowsByBlocks = false;
+#endif
+/// Steps no longer than this are from pixel to pixel of one row.
+constexpr std::ptrdiff_t longestStep = 16;
+
+/// Rows of pixels of which some lie apart.
+class GappedRows {
+public:
+    GappedRows(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size) noexcept
+        : pixel_(pixel), right_(from.right), size_(size) {
+        const auto step = static_cast<std::ptrdiff_t>(size);
+        reverse_ = rowCopyFor(step, {nullptr, -step, 0}, size);
+    }
+
+    bool fits() const noexcept {
+        return rowsByBlocks && std::max(right_, -right_) <= longestStep && pixel_ <= longestStep &&
+               (right_ > 0 || reverse_ != nullptr);
+    }
+
+    void copy(std::byte* to, const std::byte* from, std::size_t width) const noexcept {
+        if (right_ > 0) return copyAcrossGaps(to, pixel_, from, right_, size_, width);
+        std::byte closed[block];
+        std::byte reversed[block];
+        const std::size_t most = block / size_;
+        for (std::size_t done = 0; done < width; done += most) {
+            const std::size_t now = std::min(most, width - done);
+            const auto last = static_cast<std::ptrdiff_t>(done + now - 1);
+            copyAcrossGaps(closed, static_cast<std::ptrdiff_t>(size_), from + last * right_, -right_, size_, now);
+            reverse_(reversed, closed + (now - 1) * size_, size_, static_cast<std::ptrdiff_t>(now));
+            copyAcrossGaps(to + static_cast<std::ptrdiff_t>(done) * pixel_, pixel_, reversed,
+                           static_cast<std::ptrdiff_t>(size_), size_, now);
+        }
+    }
+
+private:
+    static constexpr std::size_t block = 1536;
+
+    std::ptrdiff_t pixel_;
+    std::ptrdiff_t right_;
+    std::size_t size_;
+    RowCopy reverse_;
+};
+
 using TileCopy = void (*)(const Target& to, const PixelSteps& from, std::size_t size, std::ptrdiff_t width,
                           std::ptrdiff_t height);
 
-/// The turn of tiles of pixels that lie dense in both images, or null.
+/// The turn of tiles of pixels that lie as far apart in both images, or null.
 TileCopy turnFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size) noexcept {
-    const auto step = static_cast<std::ptrdiff_t>(size);
-    if (pixel != step || (from.down != step && from.down != -step)) return nullptr;
-    switch (size) {
-    case 1:
+    if (from.down != pixel && from.down != -pixel) return nullptr;
+    constexpr auto pair = [](std::ptrdiff_t step, std::size_t bytes) {
+        return step * 16 + static_cast<std::ptrdiff_t>(bytes);
+    };
+    switch (pair(pixel, size)) {
+    case pair(1, 1):
         return turnTile<WholePixels<std::uint8_t>>;
-    case 2:
+    case pair(2, 2):
         return turnTile<WholePixels<std::uint16_t>>;
 #if defined(__SSSE3__)
-    case 3:
+    case pair(3, 3):
         return turnTile<Triples>;
 #endif
-    case 4:
+    case pair(4, 4):
         return turnTile<WholePixels<std::uint32_t>>;
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
+    case pair(2, 1):
+        return turnTile<GappedPixels<std::uint16_t, 1>>;
+    case pair(4, 2):
+        return turnTile<GappedPixels<std::uint32_t, 2>>;
+    case pair(4, 3):
+        return turnTile<GappedPixels<std::uint32_t, 3>>;
+    case pair(8, 6):
+        return turnTile<GappedPixels<std::uint64_t, 6>>;
+#endif
     default:
         return nullptr;
     }
@@ -280,6 +359,10 @@ void copyPixels(std::byte* to, std::ptrdiff_t pixel, std::ptrdiff_t stride, cons
     const auto rows = static_cast<std::ptrdiff_t>(height);
     if (const RowCopy copy = rowCopyFor(pixel, from, size); copy != nullptr) {
         for (std::ptrdiff_t y = 0; y < rows; ++y) copy(target.at(0, y), from.at(0, y), size, columns);
+        return;
+    }
+    if (const GappedRows gapped(pixel, from, size); gapped.fits()) {
+        for (std::ptrdiff_t y = 0; y < rows; ++y) gapped.copy(target.at(0, y), from.at(0, y), width);
         return;
     }
     const TileCopy turn = turnFor(pixel, from, size);

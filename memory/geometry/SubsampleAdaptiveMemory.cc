@@ -5,6 +5,7 @@
 
 #include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/gaps.h"
 #include "memory/geometry/SubsampleBoxes.h"
 
 namespace {
@@ -37,15 +38,14 @@ void average(const SubsampleCall& call, const Box& box) noexcept {
 
 /// The boxes of a rectangle from sums of columns: the rows of a row of boxes are added up once, and differences of
 /// running totals give the boxes. While sums stay below 2^24, whole numbers and single precision agree. All samples of
-/// a row are added before one is written, so this is for dense images that share no samples.
+/// a row are added before one is written, so this is for images that share no samples.
 template <class T>
 class ColumnSums {
 public:
     explicit ColumnSums(const SubsampleCall& call) noexcept
         : call_(call),
           bands_(static_cast<long>(call.bands)),
-          fits_(call.src.bands == call.bands && call.src.pixelOf<T>() == bands_ &&
-                !Extent(call.src, sizeof(T)).overlaps(Extent(call.dst, sizeof(T)))) {}
+          fits_(!Extent(call.src, sizeof(T)).overlaps(Extent(call.dst, sizeof(T)))) {}
 
     /// False, with nothing written, where the boxes are too large for it.
     bool run(const Rect& rect) noexcept {
@@ -93,7 +93,13 @@ private:
     void add(const Span& rows, long samples) noexcept {
         std::fill_n(sums_, samples, 0U);
         for (long y = rows.first; y < rows.first + rows.count; ++y) {
+            T closed[mostSamples];
             const T* from = call_.src.at<T>(first_, y);
+            if (call_.src.pixelOf<T>() != bands_) {
+                closeGaps(reinterpret_cast<std::byte*>(closed), reinterpret_cast<const std::byte*>(from),
+                          call_.src.pixel, call_.bands * sizeof(T), static_cast<std::size_t>(samples / bands_));
+                from = closed;
+            }
             for (long i = 0; i < samples; ++i) sums_[i] += static_cast<std::uint32_t>(std::int32_t{from[i]});
         }
         for (long band = 0; band < bands_; ++band) {
@@ -104,15 +110,24 @@ private:
     }
 
     void write(const Span& rows) const noexcept {
+        const long first = spans_[0].to;
+        if (spans_[count_ - 1].to - first == count_ - 1) {
+            call_.eachTarget(first, rows.to, count_, 1, [&](long x, long, long width, long) {
+                for (long k = x - first; k < x - first + width; ++k) write(spans_[k], rows);
+            });
+            return;
+        }
         for (long k = 0; k < count_; ++k) {
-            const Span& columns = spans_[k];
-            if (!call_.writes(columns.to, rows.to)) continue;
-            const std::uint32_t* begin = totals_ + (columns.first - first_) * bands_;
-            const std::uint32_t* end = begin + columns.count * bands_;
-            T* to = call_.dst.at<T>(columns.to, rows.to);
-            for (long band = 0; band < bands_; ++band) {
-                to[band] = mean<T>(static_cast<std::int32_t>(end[band] - begin[band]), columns.count * rows.count);
-            }
+            if (call_.writes(spans_[k].to, rows.to)) write(spans_[k], rows);
+        }
+    }
+
+    void write(const Span& columns, const Span& rows) const noexcept {
+        const std::uint32_t* begin = totals_ + (columns.first - first_) * bands_;
+        const std::uint32_t* end = begin + columns.count * bands_;
+        T* to = call_.dst.at<T>(columns.to, rows.to);
+        for (long band = 0; band < bands_; ++band) {
+            to[band] = mean<T>(static_cast<std::int32_t>(end[band] - begin[band]), columns.count * rows.count);
         }
     }
 
