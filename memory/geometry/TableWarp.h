@@ -102,9 +102,17 @@ public:
 
     const SampledRect* sampled() const noexcept { return sampled_; }
 
-    bool holds(const WarpSpot& spot) const noexcept {
+    /// Most often the rectangle that held the spot before holds the next one.
+    bool holds(const WarpSpot& spot, const SampledRect*& recent) const noexcept {
+        const auto in = [&spot](const SampledRect* r) {
+            return r->next != nullptr && spot.x >= r->firstX && spot.x <= r->lastX && spot.y >= r->firstY &&
+                   spot.y <= r->lastY;
+        };
+        if (in(recent)) return true;
         for (const SampledRect* r = sampled_; r->next != nullptr; r = r->next) {
-            if (spot.x >= r->firstX && spot.x <= r->lastX && spot.y >= r->firstY && spot.y <= r->lastY) return true;
+            if (!in(r)) continue;
+            recent = r;
+            return true;
         }
         return false;
     }
@@ -194,9 +202,10 @@ private:
 /// Walks the next destination pixels of a row: `put(spot)` for a sample in range, `clear()` for one that is not.
 template <WarpForm form, class Put, class Clear>
 void warpPixels(const WarpCall& call, WarpRow<form>& row, unsigned pixels, Put put, Clear clear) noexcept {
+    const SampledRect* recent = call.sampled();
     for (unsigned i = 0; i < pixels; ++i) {
         WarpSpot spot;
-        if (row.spot(spot) && call.holds(spot)) {
+        if (row.spot(spot) && call.holds(spot, recent)) {
             put(spot);
             row.stepInRange();
         } else {
