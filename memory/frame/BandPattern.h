@@ -2,9 +2,13 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstring>
+#include <tuple>
 
 #include "memory/frame/lanes.h"
+#include "memory/frame/sample_rows.h"
 
 namespace orvi {
 
@@ -16,12 +20,16 @@ class BandPattern {
 public:
     /// `value(band)` for each of the bands.
     template <class Value>
-    BandPattern(unsigned bands, Value value) noexcept : period_(std::size_t{bands} * pixels(bands)) {
+    BandPattern(unsigned bands, Value value) noexcept : bands_(bands), period_(std::size_t{bands} * pixels(bands)) {
         for (unsigned band = 0; band < bands; ++band) samples_[band] = value(band);
-        for (std::size_t i = bands; i < period_; ++i) samples_[i] = samples_[i - bands];
+        // Each copy doubles what there is: sample by sample would wait for the store before.
+        for (std::size_t done = bands; done < period_; done *= 2) {
+            std::memcpy(samples_ + done, samples_, std::min(done, period_ - done) * sizeof(T));
+        }
     }
 
     const T* get() const noexcept { return samples_; }
+    unsigned bands() const noexcept { return bands_; }
     std::size_t period() const noexcept { return period_; }
 
 private:
@@ -38,6 +46,7 @@ private:
     // Room for two vectors that start at the last sample.
     alignas(64) inline static T samples_[capacity + 128 / sizeof(T)];
 
+    unsigned bands_;
     std::size_t period_;
 };
 
@@ -47,11 +56,52 @@ void overPeriods(std::size_t samples, std::size_t period, Loop loop) noexcept {
     for (std::size_t first = 0; first < samples; first += period) loop(first, std::min(period, samples - first));
 }
 
+/// Neighbouring vectors of a pattern.
+template <std::size_t Vectors, class T>
+std::array<lanes::Vec<T>, Vectors> vectorsOf(const T* pattern) noexcept {
+    std::array<lanes::Vec<T>, Vectors> vectors;
+    for (std::size_t i = 0; i < Vectors; ++i) vectors[i] = lanes::load<lanes::Vec<T>>(pattern + i * lanes::count<T>);
+    return vectors;
+}
+
+/// mapWithBands where so many vectors are whole pixels: the patterns stay in registers.
+template <std::size_t Vectors, class T, class Op, class... Patterns>
+void mapInStep(T* to, const T* from, std::size_t samples, std::size_t bands, Op op,
+               const Patterns&... patterns) noexcept {
+    using V = lanes::Vec<T>;
+    constexpr std::size_t n = lanes::count<T>;
+    const auto vectorAt = [&](std::size_t i) {
+        return static_cast<V>(op(lanes::load<V>(from + i), lanes::load<V>(patterns.get() + i % bands)...));
+    };
+    const std::size_t end = samples - n;
+    const V first = vectorAt(0);
+    const V last = vectorAt(end);
+    std::size_t i = firstAligned(to);
+    const auto held = std::make_tuple(vectorsOf<Vectors>(patterns.get() + i % bands)...);
+    for (; i + (Vectors - 1) * n < end; i += Vectors * n) {
+        fetchAhead<Vectors>(from + i);
+        V made[Vectors];
+        for (std::size_t k = 0; k < Vectors; ++k) {
+            const V samplesHere = lanes::load<V>(from + i + k * n);
+            made[k] = std::apply([&](const auto&... h) { return static_cast<V>(op(samplesHere, h[k]...)); }, held);
+        }
+        for (std::size_t k = 0; k < Vectors; ++k) lanes::store<V>(to + i + k * n, made[k]);
+    }
+    for (; i < end; i += n) lanes::store<V>(to + i, vectorAt(i));
+    lanes::store<V>(to, first);
+    lanes::store<V>(to + end, last);
+}
+
 /// to[i] = op(from[i], the patterns' values for its band...). `to` may be `from`.
 template <class T, class Op, class... Patterns>
 void mapWithBands(T* to, const T* from, std::size_t samples, Op op, const Patterns&... patterns) noexcept {
+    const unsigned bands = std::min({patterns.bands()...});
+    if (samples >= lanes::count<T> && bands <= 4) {
+        if (bands == 3) return mapInStep<3>(to, from, samples, bands, op, patterns...);
+        return mapInStep<2>(to, from, samples, bands, op, patterns...);
+    }
     overPeriods(samples, std::min({patterns.period()...}), [&](std::size_t first, std::size_t count) {
-        lanes::mapRow(to + first, count, op, from + first, patterns.get()...);
+        mapSamples(to + first, count, op, from + first, patterns.get()...);
     });
 }
 

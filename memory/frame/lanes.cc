@@ -2,6 +2,8 @@
 
 #include <bit>
 
+#include "memory/frame/sample_rows.h"
+
 #include "memory/frame/byte_permutation.h"
 
 namespace orvi::lanes {
@@ -311,26 +313,38 @@ namespace {
 /// Results that no cache would keep go past it: fetching their lines only to overwrite them costs a third of the time.
 constexpr std::size_t beyondCaches = std::size_t{4} << 20;
 
-/// Whole vectors by permutations of bytes; how many samples that were.
-[[gnu::target("avx512vbmi")]] std::size_t permuteBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples,
-                                                       const std::uint8_t* table) noexcept {
-    const Raw quarters[4] = {load<Raw>(table), load<Raw>(table + 64), load<Raw>(table + 128), load<Raw>(table + 192)};
-    const auto entries = [&](Raw index) __attribute__((target("avx512vbmi"))) {
-        const Raw low = _mm512_permutex2var_epi8(quarters[0], index, quarters[1]);
-        const Raw high = _mm512_permutex2var_epi8(quarters[2], index, quarters[3]);
-        return _mm512_mask_mov_epi8(low, _mm512_movepi8_mask(index), high);
-    };
+/// Entries of a table of bytes by permutations of bytes.
+class PermutedBytes {
+public:
+    explicit PermutedBytes(const std::uint8_t* table) noexcept
+        : table_(table),
+          quarters_{load<Raw>(table), load<Raw>(table + 64), load<Raw>(table + 128), load<Raw>(table + 192)} {}
+
+    std::uint8_t operator()(std::uint8_t index) const noexcept { return table_[index]; }
+    [[gnu::target("avx512vbmi")]] U8 operator()(U8 index) const noexcept {
+        const Raw low = _mm512_permutex2var_epi8(quarters_[0], (Raw)index, quarters_[1]);
+        const Raw high = _mm512_permutex2var_epi8(quarters_[2], (Raw)index, quarters_[3]);
+        return (U8)_mm512_mask_mov_epi8(low, _mm512_movepi8_mask((Raw)index), high);
+    }
+
+private:
+    const std::uint8_t* table_;
+    Raw quarters_[4];
+};
+
+[[gnu::flatten, gnu::target("avx512vbmi")]] void permuteBytes(std::uint8_t* to, const std::uint8_t* from,
+                                                              std::size_t samples, const std::uint8_t* table) noexcept {
+    const PermutedBytes entries(table);
     std::size_t i = 0;
     if (samples >= beyondCaches) {
         i = -reinterpret_cast<std::uintptr_t>(to) % vectorBytes;
         plain::mapBytes(to, from, i, table);
         for (; i + vectorBytes <= samples; i += vectorBytes) {
-            _mm512_stream_si512(reinterpret_cast<Raw*>(to + i), entries(load<Raw>(from + i)));
+            _mm512_stream_si512(reinterpret_cast<Raw*>(to + i), (Raw)entries(load<U8>(from + i)));
         }
         _mm_sfence();
     }
-    for (; i + vectorBytes <= samples; i += vectorBytes) store(to + i, entries(load<Raw>(from + i)));
-    return i;
+    mapSamples(to + i, samples - i, entries, from + i);
 }
 
 /// The same for a table of shorts, as one of low and one of high bytes.
@@ -411,8 +425,10 @@ void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, c
     constexpr std::size_t worthwhile = 256; // where it takes permutations of words
     std::size_t i = 0;
     if (bytePermutation) {
-        i = permuteBytes(to, from, samples, table);
-    } else if (samples >= worthwhile) {
+        permuteBytes(to, from, samples, table);
+        return;
+    }
+    if (samples >= worthwhile) {
         const PermutedTable entries(table);
         for (; i + count<std::uint8_t> <= samples; i += count<std::uint8_t>) {
             const U16 pairs = load<U16>(from + i);

@@ -4,6 +4,7 @@
 #include "memory/frame/Frame.h"
 #include "memory/frame/bit_rows.h"
 #include "memory/frame/lanes.h"
+#include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
 namespace orvi {
@@ -13,7 +14,7 @@ template <class T, class Operation>
 void eachSample(Frame& frame, Operation& operation) noexcept {
     const unsigned bands = commonBands(frame[dst], frame[src1]);
     const auto kernel = [&operation, bands](T* d, const T* a, std::size_t pixels) {
-        operation = lanes::mapRow(d, pixels * bands, operation, a);
+        operation = mapSamples(d, pixels * bands, operation, a);
     };
     walkRuns<T, T>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands});
 }
@@ -23,7 +24,7 @@ template <class T, class Operation>
 void eachPair(Frame& frame, Operation& operation) noexcept {
     const unsigned bands = commonBands(frame[dst], frame[src1], frame[src2]);
     const auto kernel = [&operation, bands](T* d, const T* a, const T* b, std::size_t pixels) {
-        operation = lanes::mapRow(d, pixels * bands, operation, a, b);
+        operation = mapSamples(d, pixels * bands, operation, a, b);
     };
     walkRuns<T, T, T>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands},
                       Operand{&frame[src2], bands});

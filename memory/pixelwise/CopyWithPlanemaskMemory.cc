@@ -7,6 +7,7 @@
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/bit_rows.h"
+#include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -29,7 +30,7 @@ OrvStatus copyWithPlanemask(OrvOp* op, const FrameFacts& facts) noexcept {
     const auto kernel = [&](T* d, const T* s, std::size_t pixels) {
         overPeriods(pixels * bands, pattern.period(), [&](std::size_t first, std::size_t count) {
             const auto merge = [](auto old, auto from, auto mask) { return (old & ~mask) | (from & mask); };
-            lanes::mapRow(d + first, count, merge, d + first, s + first, pattern.get());
+            mapSamples(d + first, count, merge, d + first, s + first, pattern.get());
         });
     };
     walkRuns<T, T>(frame.rects(), kernel, Operand{.raster = &frame[dst], .bands = bands, .keepsOthers = true},

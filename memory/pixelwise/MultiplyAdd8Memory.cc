@@ -5,6 +5,7 @@
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/lanes.h"
+#include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -32,7 +33,7 @@ OrvStatus OrvDeviceComputeTypeMemory::MultiplyAdd8(OrvOp* op, int) noexcept {
         const auto operation = [](auto x, auto y, auto z) {
             return lanes::addSaturated(lanes::multiplySaturated(x, y), z);
         };
-        lanes::mapRow(d, pixels * bands, operation, a, b, c);
+        mapSamples(d, pixels * bands, operation, a, b, c);
     };
     walkRuns<T, T, T, T>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands},
                          Operand{&frame[src2], bands}, Operand{&frame[src3], bands});

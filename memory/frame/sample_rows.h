@@ -1,0 +1,60 @@
+// Rows of samples: `op` is given vectors of T, some samples twice, or single ones where there are too few for a vector.
+// A source may be the destination itself.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "memory/frame/lanes.h"
+
+namespace orvi {
+
+/// Asks for some vectors a few lines ahead of where a loop reads. As wide as a line they mostly lie in two of them, and
+/// a load would wait for the second.
+template <int Vectors>
+inline void fetchAhead([[maybe_unused]] const void* at) noexcept {
+#if defined(__AVX512BW__)
+    constexpr int ahead = 8;
+    for (int i = 0; i < Vectors; ++i) {
+        __builtin_prefetch(static_cast<const std::uint8_t*>(at) + (ahead + i) * lanes::vectorBytes);
+    }
+#endif
+}
+
+/// The first sample, counted from `to`, behind which vectors begin with their lines: two stores that share a line cost
+/// as much as three that do not. At most a vector is left out.
+template <class T>
+inline std::size_t firstAligned(const T* to) noexcept {
+    return lanes::count<T> - reinterpret_cast<std::uintptr_t>(to) % lanes::vectorBytes / sizeof(T);
+}
+
+/// to[i] = op(from[i]...). The answer is the operation, with what it has noted on its way.
+template <class T, class Op, class... Sources>
+inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
+    using V = lanes::Vec<T>;
+    constexpr std::size_t n = lanes::count<T>;
+    if (samples < n) {
+        for (std::size_t i = 0; i < samples; ++i) to[i] = static_cast<T>(op(from[i]...));
+        return op;
+    }
+    // The first and the last vector overlap their neighbours where no whole number of vectors fits between them, and
+    // are made before the rest since the row may be its own source.
+    const auto vectorAt = [&](std::size_t i) { return static_cast<V>(op(lanes::load<V>(from + i)...)); };
+    const std::size_t end = samples - n;
+    const V first = vectorAt(0);
+    const V last = vectorAt(end);
+    std::size_t i = firstAligned(to);
+    for (; i + n < end; i += 2 * n) {
+        (fetchAhead<2>(from + i), ...);
+        const V even = vectorAt(i);
+        const V odd = vectorAt(i + n);
+        lanes::store<V>(to + i, even);
+        lanes::store<V>(to + i + n, odd);
+    }
+    if (i < end) lanes::store<V>(to + i, vectorAt(i));
+    lanes::store<V>(to, first);
+    lanes::store<V>(to + end, last);
+    return op;
+}
+
+} // namespace orvi
