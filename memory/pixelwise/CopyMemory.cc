@@ -156,18 +156,31 @@ OrvStatus copySamples(OrvOp* op, const FrameFacts& facts) noexcept {
     return ORV_SUCCESS;
 }
 
+/// Whether a move of all bytes gives what moves of rows in their order give: only rows that overlap could tell.
+bool movesAsOne(const std::uint8_t* to, const std::uint8_t* from, std::size_t size, bool bottomUp) noexcept {
+    const auto d = reinterpret_cast<std::uintptr_t>(to);
+    const auto s = reinterpret_cast<std::uintptr_t>(from);
+    return bottomUp ? d >= s || s - d >= size : d <= s || d - s >= size;
+}
+
 void copyPlane(Frame& frame, const CopyPlan& plan, const Rect& rect, unsigned band) noexcept {
     const Raster& to = frame[dst];
     const Raster& from = frame[src1];
-    const std::ptrdiff_t height = rect.height;
-    for (std::ptrdiff_t row = 0; row < height; ++row) {
-        // Bottom up the rows are the storage's own, whatever origin and position.
-        const std::ptrdiff_t storageRow = height - 1 - row;
-        const BitPosition d =
-            plan.bottomUp() ? to.bit(-to.ox, storageRow - to.oy, band) : to.bit(rect.x, rect.y + row, band);
-        const BitPosition s =
-            plan.bottomUp() ? from.bit(-from.ox, storageRow - from.oy, band) : from.bit(rect.x, rect.y + row, band);
-        orv_bit_memcpy(s.byte, d.byte, rect.width, s.offset, d.offset);
+    const bool bottomUp = plan.bottomUp();
+    // Bottom up the rows are the storage's own, whatever origin and position.
+    const BitPosition d = bottomUp ? to.bit(-to.ox, -to.oy, band) : to.bit(rect.x, rect.y, band);
+    const BitPosition s = bottomUp ? from.bit(-from.ox, -from.oy, band) : from.bit(rect.x, rect.y, band);
+    const auto width = static_cast<std::ptrdiff_t>(rect.width);
+    const auto height = static_cast<std::ptrdiff_t>(rect.height);
+    const bool touch = d.offset == 0 && s.offset == 0 && to.stride * 8 == width && from.stride * 8 == width;
+    const auto size = static_cast<std::size_t>(height * to.stride);
+    if (touch && movesAsOne(d.byte, s.byte, size, bottomUp)) {
+        std::memmove(d.byte, s.byte, size);
+        return;
+    }
+    for (std::ptrdiff_t i = 0; i < height; ++i) {
+        const std::ptrdiff_t row = bottomUp ? height - 1 - i : i;
+        orv_bit_memcpy(s.byte + row * from.stride, d.byte + row * to.stride, rect.width, s.offset, d.offset);
     }
 }
 
