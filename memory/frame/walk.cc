@@ -1,17 +1,21 @@
 #include "memory/frame/walk.h"
 
 #include "memory/frame/gaps.h"
+#include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
 
 namespace orvi {
 
 namespace {
 
-constexpr std::size_t chunkPixels = 512;
+constexpr std::size_t chunkPixels = 1024;
 constexpr std::size_t chunkBytes = 8192;
 // A pixel of a BIT image may have as many planes as a pixel stride can count.
 constexpr std::size_t bufferBytes = 65536;
 alignas(64) std::byte buffers[maxOperands][bufferBytes];
+/// The bits of a chunk as bytes, where bands are put together or taken apart by vectors.
+constexpr unsigned joinedBands = 3;
+alignas(64) std::uint8_t planes[joinedBands][chunkPixels];
 
 std::size_t sampleSize(OrvDataType type) noexcept {
     switch (type) {
@@ -49,18 +53,39 @@ struct Lane {
 
     void load(std::byte* buffer, long x, long y, std::size_t pixels) const noexcept {
         if (!bits) return closeGaps(buffer, at(x, y), raster->pixel, size, pixels);
+        auto* const bytes = reinterpret_cast<std::uint8_t*>(buffer);
+        const bool joined = bands == joinedBands;
         for (unsigned band = 0; band < bands; ++band) {
             const BitPosition from = raster->bit(x, y, band);
-            unpackBits(from.byte, from.offset, reinterpret_cast<std::uint8_t*>(buffer) + band, bands, pixels);
+            if (joined) {
+                unpackBits(from.byte, from.offset, planes[band], 1, pixels);
+            } else {
+                unpackBits(from.byte, from.offset, bytes + band, bands, pixels);
+            }
         }
+        if (joined) lanes::joinBands(planes[0], planes[1], planes[2], bytes, pixels);
     }
 
     void store(const std::byte* buffer, long x, long y, std::size_t pixels) const noexcept {
         if (!bits) return openGaps(at(x, y), buffer, raster->pixel, size, pixels);
+        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(buffer);
+        const bool split = bands == joinedBands;
+        if (split) lanes::splitBands(bytes, planes[0], planes[1], planes[2], pixels);
         for (unsigned band = 0; band < bands; ++band) {
             const BitPosition to = raster->bit(x, y, band);
-            packBits(reinterpret_cast<const std::uint8_t*>(buffer) + band, bands, to.byte, to.offset, pixels);
+            if (split) {
+                packBits(planes[band], 1, to.byte, to.offset, pixels);
+            } else {
+                packBits(bytes + band, bands, to.byte, to.offset, pixels);
+            }
         }
+    }
+
+    /// Whether each row of a rectangle goes on where the one above it ends.
+    bool rowsTouch(const Rect& rect) const noexcept {
+        const auto width = static_cast<std::ptrdiff_t>(rect.width);
+        if (!bits) return raster->stride == raster->pixel * width;
+        return raster->stride * 8 == width && raster->bit(rect.x, rect.y, 0).offset == 0;
     }
 };
 
@@ -76,31 +101,27 @@ public:
     }
 
     void rectangle(const Rect& rect) noexcept {
-        if (!dense_) return chunks(rect);
-        if (runs_ == Runs::overRows && rowsTouch(rect.width))
-            return denseRun(rect.x, rect.y, std::size_t{rect.width} * rect.height);
-        for (long row = 0; row < static_cast<long>(rect.height); ++row) denseRun(rect.x, rect.y + row, rect.width);
+        if (runs_ == Runs::overRows && rowsTouch(rect))
+            return row(rect.x, rect.y, std::size_t{rect.width} * rect.height);
+        for (long i = 0; i < static_cast<long>(rect.height); ++i) row(rect.x, rect.y + i, rect.width);
     }
 
 private:
-    bool rowsTouch(unsigned width) const noexcept {
-        return std::all_of(lanes_, lanes_ + count_, [width](const Lane& lane) {
-            return static_cast<std::size_t>(lane.raster->stride) == lane.size * width;
-        });
+    bool rowsTouch(const Rect& rect) const noexcept {
+        return std::all_of(lanes_, lanes_ + count_, [&rect](const Lane& lane) { return lane.rowsTouch(rect); });
+    }
+
+    void row(long x, long y, std::size_t pixels) noexcept {
+        if (dense_) return denseRun(x, y, pixels);
+        for (std::size_t done = 0; done < pixels; done += chunk_) {
+            chunk(x + static_cast<long>(done), y, std::min(chunk_, pixels - done));
+        }
     }
 
     void denseRun(long x, long y, std::size_t pixels) noexcept {
         std::byte* rows[maxOperands];
         for (int i = 0; i < count_; ++i) rows[i] = lanes_[i].at(x, y);
         run_(kernel_, rows, pixels, {x, y});
-    }
-
-    void chunks(const Rect& rect) noexcept {
-        for (long row = 0; row < static_cast<long>(rect.height); ++row) {
-            for (std::size_t done = 0; done < rect.width; done += chunk_) {
-                chunk(rect.x + static_cast<long>(done), rect.y + row, std::min(chunk_, rect.width - done));
-            }
-        }
     }
 
     void chunk(long x, long y, std::size_t pixels) noexcept {
