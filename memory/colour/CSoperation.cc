@@ -1,6 +1,7 @@
 #include "memory/colour/CSoperation.h"
 
 #include "memory/colour/byte_rows.h"
+#include "memory/colour/short_rows.h"
 
 namespace orvi::colour {
 
@@ -9,7 +10,7 @@ namespace {
 template <class... Stages>
 constexpr RowFunction<std::uint8_t> row8 = convertBytes<Stages...>;
 template <class... Stages>
-constexpr RowFunction<std::int16_t> row16 = convertRow<std::int16_t, Stages...>;
+constexpr RowFunction<std::int16_t> row16 = convertShorts<Stages...>;
 
 template <class... Stages>
 constexpr RowFunction<std::uint8_t> each8 = convertSamples<std::uint8_t, Stages...>;

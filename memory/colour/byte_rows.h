@@ -192,10 +192,21 @@ struct LaneCut<Chain<Lead...>, Next, Rest...> {
     }
 };
 
+/// Stages that turn the bands of a pixel round and take complements.
+template <class... Stages>
+inline constexpr bool reversesInverted = false;
+template <>
+inline constexpr bool reversesInverted<FromRgb, Not, ToCmy> = true;
+template <>
+inline constexpr bool reversesInverted<FromCmy, Not, ToRgb> = true;
+
 template <class... Stages>
 void fastRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
     using All = Chain<Stages...>;
-    if constexpr ((InLanes<Stages> && ...)) {
+    if constexpr (reversesInverted<Stages...>) {
+        const std::size_t done = lanes::reverseInverted(to, from, pixels);
+        laneRow<All>(from + 3 * done, to + 3 * done, pixels - done);
+    } else if constexpr ((InLanes<Stages> && ...)) {
         laneRow<All>(from, to, pixels);
     } else if constexpr (!bandSums<Stages...>.empty()) {
         sumRow<All, bandSums<Stages...>>(from, to, pixels);

@@ -2,13 +2,16 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <tuple>
 #include <type_traits>
 
 #include "memory/colour/stages.h"
 #include "memory/frame/lanes.h"
+#include "memory/frame/pixel_words.h"
 
 namespace orvi::colour {
 
@@ -178,8 +181,29 @@ struct Levels {
     }
     static constexpr Entries table = make();
 
+    static constexpr std::uint8_t entry(std::size_t level, std::size_t band) noexcept {
+        return table[words ? level * bands + band : band * byteLevels + level];
+    }
+    /// Whether all bands, of four the first three, are the same, the fourth nothing.
+    static constexpr bool grey = [] {
+        for (std::size_t level = 0; level < byteLevels; ++level) {
+            for (std::size_t band = 1; band < bands; ++band) {
+                if (entry(level, band) != (band < 3 ? entry(level, 0) : 0)) return false;
+            }
+        }
+        return bands > 1;
+    }();
+    /// The first band of each level.
+    static constexpr auto levels = [] {
+        std::array<std::uint8_t, byteLevels> made{};
+        for (std::size_t level = 0; level < byteLevels; ++level) made[level] = entry(level, 0);
+        return made;
+    }();
+
     static void row(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) noexcept {
-        if constexpr (words) {
+        if constexpr (grey && (!words || lanes::vectorBytes == 64)) {
+            greyRow(from, to, pixels);
+        } else if constexpr (words) {
             for (std::size_t i = 0; i < pixels; ++i) std::memcpy(to + i * bands, &table[from[i] * bands], bands);
         } else if constexpr (bands == 1) {
             lanes::mapBytes(to, from, pixels, table.data());
@@ -192,6 +216,27 @@ struct Levels {
                     lanes::mapBytes(out[band], from + done, count, &table[band * byteLevels]);
                 }
                 join<std::uint8_t, bands>(out, to + done * bands, count);
+            }
+        }
+    }
+
+private:
+    static void greyRow(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) noexcept {
+        constexpr std::size_t most = 2048;
+        alignas(64) std::uint8_t mapped[most];
+        for (std::size_t done = 0; done < pixels; done += most) {
+            const std::size_t count = std::min(most, pixels - done);
+            lanes::mapBytes(mapped, from + done, count, levels.data());
+            std::uint8_t* const d = to + done * bands;
+            if constexpr (words) {
+                // The fourth byte in memory is the black.
+                constexpr std::uint32_t inks = std::endian::native == std::endian::little ? 0x010101 : 0x01010100;
+                for (std::size_t i = 0; i < count; ++i) {
+                    const std::uint32_t pixel = mapped[i] * inks;
+                    std::memcpy(d + i * bands, &pixel, bands);
+                }
+            } else {
+                lanes::repeatBytes(d, mapped, count);
             }
         }
     }

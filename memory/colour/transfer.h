@@ -40,22 +40,22 @@ struct Scale<std::int16_t> {
     static constexpr int full = 65535;
 };
 
-/// A sample as 0 to 1, in single precision.
-template <class Sample>
-[[gnu::always_inline]] constexpr float normalise(int sample) noexcept {
-    return static_cast<float>(sample - Scale<Sample>::zero) / static_cast<float>(Scale<Sample>::full);
-}
-
-/// A quotient, rounded once. In lanes it is a product with the divisor's reciprocal in two parts: all sums of a byte
-/// and an offset come to the same.
+/// A quotient in single precision, rounded once: all sums of a sample and an offset come to the same by a product in
+/// double, which takes less time. In lanes it is a product with the divisor's reciprocal in two parts, for bytes.
 [[gnu::always_inline]] constexpr float divided(int value, float divisor) noexcept {
-    return static_cast<float>(value) / divisor;
+    return static_cast<float>(value * (1 / double{divisor}));
 }
 [[gnu::always_inline]] inline lanes::F32 divided(lanes::I32 value, float divisor) noexcept {
     const float high = 1 / divisor;
     const float low = static_cast<float>(1 / double{divisor} - double{high});
     const lanes::F32 v = lanes::toFloat(value);
     return lanes::multiplyAdd(v, lanes::F32{} + high, v * low);
+}
+
+/// A sample as 0 to 1, in single precision.
+template <class Sample>
+[[gnu::always_inline]] constexpr float normalise(int sample) noexcept {
+    return divided(sample - Scale<Sample>::zero, static_cast<float>(Scale<Sample>::full));
 }
 
 /// Rounds half away from zero, the sum in single precision, and then clamps to the sample's range.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "memory/frame/lanes.h"
+#include "memory/frame/sample_rows.h"
 
 namespace orvi::lanes {
 
@@ -56,9 +57,11 @@ struct Places {
     alignas(64) std::int32_t together[16];
     alignas(64) std::uint8_t widen[64]; // three bytes to a word
     alignas(64) std::uint8_t narrow[64];
-    alignas(64) std::uint8_t lowest[64]; // the lowest byte of each word
+    alignas(64) std::uint8_t widenShorts[64]; // three shorts to two words
+    alignas(64) std::uint8_t lowest[64];      // the lowest byte of each word
+    alignas(16) std::uint8_t thrice[48];      // each of 16 bytes three times
 
-    constexpr Places() noexcept : apart{}, together{}, widen{}, narrow{}, lowest{} {
+    constexpr Places() noexcept : apart{}, together{}, widen{}, narrow{}, widenShorts{}, lowest{}, thrice{} {
         for (int i = 0; i < 16; ++i) {
             apart[i] = i % 4 == 3 ? 0 : i / 4 * 3 + i % 4;
             together[i] = i < 12 ? i / 3 * 4 + i % 3 : 0;
@@ -67,8 +70,10 @@ struct Places {
             const unsigned byte = i % 16;
             widen[i] = static_cast<std::uint8_t>(byte % 4 == 3 ? clear : byte / 4 * 3 + byte % 4);
             narrow[i] = static_cast<std::uint8_t>(byte < 12 ? byte / 3 * 4 + byte % 3 : clear);
+            widenShorts[i] = static_cast<std::uint8_t>(byte % 8 > 5 ? clear : byte / 8 * 6 + byte % 8);
             lowest[i] = static_cast<std::uint8_t>(byte < 4 ? byte * 4 : clear);
         }
+        for (unsigned i = 0; i < 48; ++i) thrice[i] = static_cast<std::uint8_t>(i / 3);
     }
 };
 inline constexpr Places places;
@@ -77,19 +82,35 @@ inline constexpr Places places;
 
 #endif
 
+#if defined(__AVX2__)
+
+namespace words_detail {
+
+/// Twelve bytes in each part of a vector; no byte behind them is read.
+inline Raw loadApart(const void* from) noexcept {
+#if defined(__AVX512BW__)
+    const Raw packed = _mm512_maskz_loadu_epi32(0xfff, from);
+    return _mm512_maskz_permutexvar_epi32(0xffff, load<Raw>(places.apart), packed);
+#else
+    const Raw packed = _mm256_inserti128_si256(_mm256_castsi128_si256(load<__m128i>(from)),
+                                               _mm_loadu_si64(static_cast<const std::uint8_t*>(from) + 16), 1);
+    return _mm256_permutevar8x32_epi32(packed, load<Raw>(places.apart));
+#endif
+}
+
+} // namespace words_detail
+
+/// Half a vector of pixels, three shorts each from an address on, with a 0 behind each.
+inline U64 loadShortPixels(const std::int16_t* from) noexcept {
+    return (U64)ORV_LANES(shuffle_epi8)(words_detail::loadApart(from), load<Raw>(words_detail::places.widenShorts));
+}
+
+#endif
+
 /// A vector of pixels, three bytes each from an address on; no byte behind them is read.
 inline U32 loadPixels(const std::uint8_t* from) noexcept {
 #if defined(__AVX2__)
-    const auto& places = words_detail::places;
-#if defined(__AVX512BW__)
-    const Raw packed = _mm512_maskz_loadu_epi32(0xfff, from);
-    const Raw apart = _mm512_maskz_permutexvar_epi32(0xffff, load<Raw>(places.apart), packed);
-#else
-    const Raw packed =
-        _mm256_inserti128_si256(_mm256_castsi128_si256(load<__m128i>(from)), _mm_loadu_si64(from + 16), 1);
-    const Raw apart = _mm256_permutevar8x32_epi32(packed, load<Raw>(places.apart));
-#endif
-    return (U32)ORV_LANES(shuffle_epi8)(apart, load<Raw>(places.widen));
+    return (U32)ORV_LANES(shuffle_epi8)(words_detail::loadApart(from), load<Raw>(words_detail::places.widen));
 #else
     return plain::loadPixels(from);
 #endif
@@ -133,6 +154,47 @@ inline I32 pairSums(I16 a, I16 b) noexcept {
 #else
     return plain::pairSums(a, b);
 #endif
+}
+
+/// Pixels of three bands, all of them a byte of the source.
+inline void repeatBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels) noexcept {
+    std::size_t i = 0;
+#if defined(__AVX2__)
+    const auto& thrice = words_detail::places.thrice;
+    for (; i + 16 <= pixels; i += 16) {
+        const __m128i bytes = load<__m128i>(from + i);
+        for (std::size_t part = 0; part < 48; part += 16) {
+            store(to + 3 * i + part, _mm_shuffle_epi8(bytes, load<__m128i>(thrice + part)));
+        }
+    }
+#endif
+    plain::joinBands(from + i, from + i, from + i, to + 3 * i, pixels - i);
+}
+
+/// Pixels of three bytes with their bands in the opposite order and all bits inverted, whole vectors of each band; how
+/// many pixels that were. The source may be the destination.
+inline std::size_t reverseInverted([[maybe_unused]] std::uint8_t* to, [[maybe_unused]] const std::uint8_t* from,
+                                   [[maybe_unused]] std::size_t pixels) noexcept {
+    std::size_t i = 0;
+#if defined(__AVX512BW__)
+    // The outer bands come from two bytes further and two bytes before: three loads, and no byte is moved about.
+    constexpr std::uint64_t everyThird = 0x9249249249249249ULL;
+    for (; i + vectorBytes <= pixels; i += vectorBytes) {
+        const std::uint8_t* const at = from + 3 * i;
+        fetchAhead<3>(at);
+        Raw made[3];
+        for (unsigned v = 0; v < 3; ++v) {
+            const std::uint8_t* const here = at + v * vectorBytes;
+            // The first byte of a vector is of band v.
+            const std::uint64_t first = v == 0 ? everyThird : everyThird << (3 - v);
+            const std::uint64_t third = v == 2 ? everyThird : everyThird << (2 - v);
+            const Raw middle = _mm512_mask_loadu_epi8(load<Raw>(here), first, here + 2);
+            made[v] = ~_mm512_mask_loadu_epi8(middle, third, here - 2);
+        }
+        for (unsigned v = 0; v < 3; ++v) store(to + 3 * i + v * vectorBytes, made[v]);
+    }
+#endif
+    return i;
 }
 
 } // namespace orvi::lanes
