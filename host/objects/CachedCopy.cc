@@ -43,17 +43,43 @@ unsigned bitsAt(const std::uint8_t* row, std::size_t position, std::size_t end) 
     return (pair >> (8 - shift)) & 0xffU;
 }
 
+/// Whole bytes from bit `shift` of the first one on, eight at a time: each of their own bits moved within it.
+void copyBytes(std::uint8_t* dst, const std::uint8_t* src, unsigned shift, std::size_t count) {
+    if (shift == 0) {
+        std::memmove(dst, src, count);
+        return;
+    }
+    constexpr std::uint64_t everyByte = 0x0101010101010101U;
+    const std::uint64_t highMask = everyByte * (0xffU << shift & 0xffU);
+    const std::uint64_t lowMask = everyByte * (0xffU >> (8 - shift));
+    std::size_t i = 0;
+    for (; i + sizeof(std::uint64_t) <= count; i += sizeof(std::uint64_t)) {
+        std::uint64_t high = 0;
+        std::uint64_t low = 0;
+        std::memcpy(&high, src + i, sizeof high);
+        std::memcpy(&low, src + i + 1, sizeof low);
+        const std::uint64_t word = (high << shift & highMask) | (low >> (8 - shift) & lowMask);
+        std::memcpy(dst + i, &word, sizeof word);
+    }
+    for (; i < count; ++i) dst[i] = static_cast<std::uint8_t>(src[i] << shift | src[i + 1] >> (8 - shift));
+}
+
 void copyBitRow(std::uint8_t* dst, unsigned dstOffset, const std::uint8_t* src, unsigned srcOffset, unsigned width) {
     const std::size_t end = std::size_t{srcOffset} + width;
-    // The first step brings the destination to a byte's begin, all others take whole bytes but for the last.
-    for (unsigned done = 0; done < width;) {
+    // Some bits of a byte of the destination.
+    const auto copyBits = [&](unsigned done, unsigned count) {
         const unsigned into = (dstOffset + done) % 8;
-        const unsigned count = std::min(8 - into, width - done);
         const unsigned mask = (0xff00U >> count & 0xffU) >> into;
         const unsigned bits = bitsAt(src, std::size_t{srcOffset} + done, end);
         merge(dst[(std::size_t{dstOffset} + done) / 8], bits >> into, mask);
-        done += count;
-    }
+    };
+    const unsigned head = std::min((8 - dstOffset % 8) % 8, width);
+    if (head != 0) copyBits(0, head);
+    const std::size_t bytes = (width - head) / 8;
+    const std::size_t from = std::size_t{srcOffset} + head;
+    copyBytes(dst + (std::size_t{dstOffset} + head) / 8, src + from / 8, from % 8, bytes);
+    const unsigned tail = (width - head) % 8;
+    if (tail != 0) copyBits(width - tail, tail);
 }
 
 void copyPlanes(const OrvMemoryStorage::Bit& dst, const OrvMemoryStorage::Bit& src, const Extent& extent) {
