@@ -185,13 +185,22 @@ bool within(const char* name, const char* op, Kind kind, const Windows& at, bool
              scene->call = host::Op::make(session(), op);
              scene->call->setSource(1, scene->from.get());
              scene->call->setDestination(scene->to.get());
-             const std::size_t samples = std::size_t{side} * side * kind.bands;
-             const std::size_t size = kind.type == ORV_SHORT ? 2 * samples
-                                      : kind.type == ORV_BIT ? samples / 8
-                                                             : samples;
-             unsigned char* const first = scene->parent.samples();
+             // The peer moves the same rows, those of bits by whole bytes.
+             const std::size_t bits = (kind.type == ORV_SHORT ? 16 : kind.type == ORV_BIT ? 1 : 8) * kind.bands;
+             const std::size_t row = side * bits / 8;
+             const std::size_t stride = (side + margin) * bits / 8;
+             const std::size_t size = row * side;
+             unsigned char* const from = scene->parent.samples() + at.fromY * stride + at.fromX * bits / 8;
+             unsigned char* const to = scene->parent.samples() + at.toY * stride + at.toX * bits / 8;
+             const bool bottomUp = at.toY > at.fromY;
              return Runs{.orv = [scene] { session().run(*scene->call); },
-                         .peer = [=] { std::memmove(first + 16, first, size); },
+                         .peer =
+                             [=] {
+                                 for (std::size_t i = 0; i < side; ++i) {
+                                     const std::size_t y = bottomUp ? side - 1 - i : i;
+                                     std::memmove(to + y * stride, from + y * stride, row);
+                                 }
+                             },
                          .bytes = 2 * size,
                          .holds = scene};
          }});
