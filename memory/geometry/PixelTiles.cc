@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "memory/frame/byte_permutation.h"
 #include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
 
@@ -35,13 +36,16 @@ void copyTile(const Target& to, const PixelSteps& from, std::size_t size, std::p
     }
 }
 
-// Squares of pixels of a power of two of bytes, as many on a side as a vector holds, are turned in vectors:
-// interleaving the first half of the rows with the second, once for each doubling, exchanges rows and columns.
+// Squares of pixels of a power of two of bytes, as many on a side as 16 bytes hold, are turned in vectors: interleaving
+// the first half of the rows with the second, once for each doubling, exchanges rows and columns. A longer vector turns
+// some squares beside one another.
 
-template <class E>
+constexpr std::size_t laneBytes = 16;
+
+template <class E, std::size_t bytes>
 struct SquareOf {
-    using Row [[gnu::vector_size(16)]] = E;
-    static constexpr int side = 16 / sizeof(E);
+    using Row [[gnu::vector_size(bytes)]] = E;
+    static constexpr int side = laneBytes / sizeof(E);
 };
 
 /// Calls `body` with 0 to n - 1 as constants.
@@ -51,21 +55,43 @@ template <std::size_t n, class Body>
     (std::make_index_sequence<n>{});
 }
 
-/// From pixel `first` on, one of `a` and one of `b` in turn.
-template <int first, class Row, std::size_t... I>
+/// In each lane, from pixel `first` on, one of `a` and one of `b` in turn.
+template <int first, int side, class Row, std::size_t... I>
 Row interleave(Row a, Row b, std::index_sequence<I...>) noexcept {
-    constexpr int n = sizeof...(I);
-    return __builtin_shufflevector(a, b, (first + static_cast<int>(I) / 2 + static_cast<int>(I) % 2 * n)...);
+    constexpr auto place = [](int i) {
+        return i / side * side + first + i % side / 2 + i % 2 * static_cast<int>(sizeof...(I));
+    };
+    return __builtin_shufflevector(a, b, place(static_cast<int>(I))...);
 }
 
 /// Pixels of a power of two of bytes.
-template <class E>
+template <class E, std::size_t bytes>
 struct WholePixels {
-    using Row = typename SquareOf<E>::Row;
-    static constexpr int side = SquareOf<E>::side;
+    using Row = typename SquareOf<E, bytes>::Row;
+    static constexpr int side = SquareOf<E, bytes>::side;
+    static constexpr int across = static_cast<int>(bytes / sizeof(E));
     static constexpr std::size_t size = sizeof(E);
 
-    static Row load(const std::byte* from) noexcept { return lanes::load<Row>(from); }
+    /// As many pixels of every row of a square's height as a lane holds, the rows `step` apart.
+    static Row load(const std::byte* from, std::ptrdiff_t step) noexcept {
+#if defined(__AVX512BW__)
+        if constexpr (bytes == 64) {
+            const auto lane = [&](std::ptrdiff_t i) { return lanes::load<__m128i>(from + i * side * step); };
+            __m512i row = _mm512_zextsi128_si512(lane(0));
+            row = _mm512_maskz_inserti32x4(0xffff, row, lane(1), 1);
+            row = _mm512_maskz_inserti32x4(0xffff, row, lane(2), 2);
+            row = _mm512_maskz_inserti32x4(0xffff, row, lane(3), 3);
+            return (Row)row;
+        }
+#elif defined(__AVX2__)
+        if constexpr (bytes == 32) {
+            return (Row)_mm256_inserti128_si256(_mm256_zextsi128_si256(lanes::load<__m128i>(from)),
+                                                lanes::load<__m128i>(from + side * step), 1);
+        }
+#endif
+        (void)step;
+        return lanes::load<Row>(from);
+    }
     static void store(std::byte* to, Row row) noexcept { lanes::store(to, row); }
 };
 
@@ -73,13 +99,14 @@ struct WholePixels {
 /// Pixels of three bytes, each in a word of four while it is turned. Four of them are read and written without a byte
 /// beyond them.
 struct Triples {
-    using Row = SquareOf<std::uint32_t>::Row;
-    using Bytes = SquareOf<std::uint8_t>::Row;
+    using Row = SquareOf<std::uint32_t, laneBytes>::Row;
+    using Bytes = SquareOf<std::uint8_t, laneBytes>::Row;
     using Halves [[gnu::vector_size(16)]] = std::uint64_t;
     static constexpr int side = 4;
+    static constexpr int across = side;
     static constexpr std::size_t size = 3;
 
-    static Row load(const std::byte* from) noexcept {
+    static Row load(const std::byte* from, std::ptrdiff_t) noexcept {
         const Bytes row = (Bytes)Halves{lanes::load<std::uint64_t>(from), lanes::load<std::uint32_t>(from + 8)};
         constexpr Bytes places = {0, 1, 2, 15, 3, 4, 5, 15, 6, 7, 8, 15, 9, 10, 11, 15};
         return (Row)_mm_shuffle_epi8((__m128i)row, (__m128i)places);
@@ -93,13 +120,42 @@ struct Triples {
 };
 #endif
 
+#if defined(__AVX512BW__)
+/// The same, four squares beside one another.
+struct FourTriples {
+    using Row = SquareOf<std::uint32_t, 64>::Row;
+    static constexpr int side = 4;
+    static constexpr int across = 16;
+    static constexpr std::size_t size = 3;
+
+    static Row load(const std::byte* from, std::ptrdiff_t step) noexcept {
+        constexpr __mmask8 twelveBytes = 7;
+        const auto lane = [&](std::ptrdiff_t i) { return _mm_maskz_loadu_epi32(twelveBytes, from + i * side * step); };
+        __m512i row = _mm512_zextsi128_si512(lane(0));
+        row = _mm512_maskz_inserti32x4(0xffff, row, lane(1), 1);
+        row = _mm512_maskz_inserti32x4(0xffff, row, lane(2), 2);
+        row = _mm512_maskz_inserti32x4(0xffff, row, lane(3), 3);
+        const __m128i places = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+        return (Row)_mm512_maskz_shuffle_epi8(~0ULL, row, _mm512_maskz_broadcast_i32x4(0xffff, places));
+    }
+    static void store(std::byte* to, Row words) noexcept {
+        const __m128i places = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+        const __m512i apart =
+            _mm512_maskz_shuffle_epi8(~0ULL, (__m512i)words, _mm512_maskz_broadcast_i32x4(0xffff, places));
+        const __m512i together = _mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 3, 7, 11, 15);
+        _mm512_mask_storeu_epi32(to, 0x0fff, _mm512_maskz_permutexvar_epi32(0xffff, together, apart));
+    }
+};
+#endif
+
 #if defined(__AVX512BW__) && defined(__AVX512VL__)
 /// Pixels that lie a power of two of bytes apart: each with the gap behind it is turned as one element, and masks keep
 /// the gaps from being read and written.
 template <class E, std::size_t Bytes>
 struct GappedPixels {
-    using Row = typename SquareOf<E>::Row;
-    static constexpr int side = SquareOf<E>::side;
+    using Row = typename SquareOf<E, laneBytes>::Row;
+    static constexpr int side = SquareOf<E, laneBytes>::side;
+    static constexpr int across = side;
     static constexpr std::size_t size = Bytes;
     static constexpr __mmask16 samples = [] {
         unsigned mask = 0;
@@ -107,7 +163,7 @@ struct GappedPixels {
         return static_cast<__mmask16>(mask);
     }();
 
-    static Row load(const std::byte* from) noexcept { return (Row)_mm_maskz_loadu_epi8(samples, from); }
+    static Row load(const std::byte* from, std::ptrdiff_t) noexcept { return (Row)_mm_maskz_loadu_epi8(samples, from); }
     static void store(std::byte* to, Row row) noexcept { _mm_mask_storeu_epi8(to, samples, (__m128i)row); }
 };
 #endif
@@ -119,59 +175,116 @@ template <int stages, class Row, std::size_t n, class Use>
     if constexpr (stages == 0) {
         use(rows);
     } else {
-        constexpr auto all = std::make_index_sequence<n>{};
+        constexpr int side = n;
+        constexpr auto all = std::make_index_sequence<sizeof(Row) / sizeof(rows[0][0])>{};
         Row mixed[n];
         each<n / 2>([&](auto i) {
-            mixed[2 * i] = interleave<0>(rows[i], rows[i + n / 2], all);
-            mixed[2 * i + 1] = interleave<n / 2>(rows[i], rows[i + n / 2], all);
+            mixed[2 * i] = interleave<0, side>(rows[i], rows[i + n / 2], all);
+            mixed[2 * i + 1] = interleave<side / 2, side>(rows[i], rows[i + n / 2], all);
         });
         exchanged<stages - 1>(mixed, use);
     }
 }
 
+/// Turns `Pixels::across` by `Pixels::side` pixels.
 template <class Pixels>
-[[gnu::always_inline]] inline void turnSquare(const Target& to, const PixelSteps& from) noexcept {
+[[gnu::always_inline]] inline void turnBlock(const Target& to, const PixelSteps& from) noexcept {
     constexpr std::ptrdiff_t n = Pixels::side;
     const bool backward = from.down < 0;
     const std::byte* first = from.at(0, backward ? n - 1 : 0);
     typename Pixels::Row rows[n];
-    each<n>([&](auto i) { rows[i] = Pixels::load(first + std::ptrdiff_t{i} * from.right); });
+    each<n>([&](auto i) { rows[i] = Pixels::load(first + std::ptrdiff_t{i} * from.right, from.right); });
     exchanged<std::countr_zero(unsigned{n})>(rows, [&](const auto& turned) {
         each<n>([&](auto i) { Pixels::store(to.at(0, backward ? n - 1 - i : i), turned[i]); });
     });
 }
 
-/// Turns whole squares, and copies the pixels beside and below them.
+/// Tiles of this side keep the lines of both images in the first cache, however the source is stepped.
+constexpr std::ptrdiff_t tileSide = 32;
+/// What is turned in vectors goes by tiles of the width of a cache line at least.
+template <std::size_t size>
+constexpr std::ptrdiff_t turnedSide = size == 1 ? 64 : 32;
+
+/// Blocks that are a good part of a line across go column by column, which reads a line to its end before the next;
+/// smaller ones row by row, which writes it so.
 template <class Pixels>
+void turnBlocks(const Target& to, const PixelSteps& from, std::ptrdiff_t width, std::ptrdiff_t height) noexcept {
+    constexpr bool byColumns = Pixels::across * Pixels::size >= 32;
+    const std::ptrdiff_t columns = width / Pixels::across;
+    const std::ptrdiff_t rows = height / Pixels::side;
+    const auto turn = [&](std::ptrdiff_t column, std::ptrdiff_t row) {
+        const std::ptrdiff_t x = column * Pixels::across;
+        const std::ptrdiff_t y = row * Pixels::side;
+        turnBlock<Pixels>({to.at(x, y), to.pixel, to.stride}, {from.at(x, y), from.right, from.down});
+    };
+    for (std::ptrdiff_t i = 0; i < (byColumns ? columns : rows); ++i) {
+        for (std::ptrdiff_t j = 0; j < (byColumns ? rows : columns); ++j) byColumns ? turn(i, j) : turn(j, i);
+    }
+}
+
+/// Turns whole blocks, the `Wide` ones first, and copies the pixels beside and below them.
+template <class Wide, class Narrow>
+void turnPixels(const Target& to, const PixelSteps& from, std::size_t size, std::ptrdiff_t width,
+                std::ptrdiff_t height) noexcept {
+    const std::ptrdiff_t wide = width - width % Wide::across;
+    const std::ptrdiff_t columns = width - width % Narrow::across;
+    const std::ptrdiff_t rows = height - height % Narrow::side;
+    const auto target = [&](std::ptrdiff_t x, std::ptrdiff_t y) { return Target{to.at(x, y), to.pixel, to.stride}; };
+    const auto source = [&](std::ptrdiff_t x, std::ptrdiff_t y) {
+        return PixelSteps{from.at(x, y), from.right, from.down};
+    };
+    turnBlocks<Wide>(to, from, wide, rows);
+    turnBlocks<Narrow>(target(wide, 0), source(wide, 0), columns - wide, rows);
+    copyTile<Narrow::size>(target(columns, 0), source(columns, 0), size, width - columns, rows);
+    copyTile<Narrow::size>(target(0, rows), source(0, rows), size, width, height - rows);
+}
+
+/// Rows that lie a power of two apart drive one another out of the caches before they are read to the end of a tile:
+/// they are put together before they are turned.
+template <class Wide, class Narrow>
 void turnTile(const Target& to, const PixelSteps& from, std::size_t size, std::ptrdiff_t width,
               std::ptrdiff_t height) noexcept {
-    constexpr std::ptrdiff_t n = Pixels::side;
-    const std::ptrdiff_t columns = width - width % n;
-    const std::ptrdiff_t rows = height - height % n;
-    const auto corner = [&](std::ptrdiff_t x, std::ptrdiff_t y) {
-        return std::pair{Target{to.at(x, y), to.pixel, to.stride}, PixelSteps{from.at(x, y), from.right, from.down}};
-    };
-    for (std::ptrdiff_t y = 0; y < rows; y += n) {
-        for (std::ptrdiff_t x = 0; x < columns; x += n) {
-            const auto [target, source] = corner(x, y);
-            turnSquare<Pixels>(target, source);
+    constexpr std::ptrdiff_t crowded = 1024;
+    if (from.right % crowded != 0) return turnPixels<Wide, Narrow>(to, from, size, width, height);
+    constexpr auto pixel = static_cast<std::ptrdiff_t>(Narrow::size);
+    constexpr std::ptrdiff_t most = turnedSide<Narrow::size>;
+    constexpr std::ptrdiff_t stride = most * pixel;
+    alignas(64) std::byte together[most * stride];
+    const std::ptrdiff_t last = from.down < 0 ? height - 1 : 0;
+    for (std::ptrdiff_t x = 0; x < width; ++x) {
+        if (height == most) {
+            std::memcpy(together + x * stride, from.at(x, last), stride);
+        } else {
+            std::memcpy(together + x * stride, from.at(x, last), static_cast<std::size_t>(height * pixel));
         }
     }
-    const auto [rightTarget, rightSource] = corner(columns, 0);
-    copyTile<Pixels::size>(rightTarget, rightSource, size, width - columns, rows);
-    const auto [belowTarget, belowSource] = corner(0, rows);
-    copyTile<Pixels::size>(belowTarget, belowSource, size, width, height - rows);
+    turnPixels<Wide, Narrow>(to, {together + last * pixel, stride, from.down}, size, width, height);
 }
 
 // Rows that keep or reverse the order of dense pixels.
 
-void copyRow(std::byte* to, const std::byte* from, std::size_t size, std::ptrdiff_t width) noexcept {
-    std::memcpy(to, from, static_cast<std::size_t>(width) * size);
+using Row = lanes::U8;
+constexpr std::ptrdiff_t rowBytes = lanes::vectorBytes;
+
+/// Writes a row of a vector's bytes or more in whole vectors: the first and the last where the row begins and ends,
+/// those between them at places of their own size, `unit` bytes beside them at most. `make` gives the vector from some
+/// byte of the row on.
+template <std::ptrdiff_t unit, class Make>
+[[gnu::always_inline]] inline void storeRow(std::byte* to, std::ptrdiff_t bytes, Make make) noexcept {
+    const Row last = make(bytes - rowBytes);
+    lanes::store(to, make(0));
+    const auto beside = static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(to) % lanes::vectorBytes);
+    for (std::ptrdiff_t i = (rowBytes - beside + unit - 1) / unit * unit; i < bytes - rowBytes; i += rowBytes) {
+        lanes::store(to + i, make(i));
+    }
+    lanes::store(to + bytes - rowBytes, last);
 }
 
-#if defined(__SSSE3__)
-using Row16 = SquareOf<std::uint8_t>::Row;
+void copyPixelRow(std::byte* to, const std::byte* from, std::size_t size, std::ptrdiff_t width) noexcept {
+    copyRow(to, from, width * static_cast<std::ptrdiff_t>(size));
+}
 
+#if defined(__AVX2__)
 /// Where the bytes of 16 come from when their pixels of `size` bytes change their order.
 template <std::size_t size>
 inline constexpr auto reversedPlaces = [] {
@@ -181,6 +294,18 @@ inline constexpr auto reversedPlaces = [] {
     return places;
 }();
 
+/// A vector's pixels in reverse.
+template <std::size_t size>
+Row reversed(Row row) noexcept {
+    const __m128i places = lanes::load<__m128i>(reversedPlaces<size>.data());
+#if defined(__AVX512BW__)
+    const __m512i within = _mm512_maskz_shuffle_epi8(~0ULL, (__m512i)row, _mm512_maskz_broadcast_i32x4(0xffff, places));
+    return (Row)_mm512_maskz_shuffle_i64x2(0xff, within, within, 0b00011011);
+#else
+    const __m256i within = _mm256_shuffle_epi8((__m256i)row, _mm256_broadcastsi128_si256(places));
+    return (Row)_mm256_permute4x64_epi64(within, 0b01001110);
+#endif
+}
 #endif
 
 /// `from` is the first pixel of the result, the last in memory.
@@ -188,12 +313,11 @@ template <class E>
 void reverseRow(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_t width) noexcept {
     constexpr std::ptrdiff_t size = sizeof(E);
     std::ptrdiff_t x = 0;
-#if defined(__SSSE3__)
-    constexpr std::ptrdiff_t n = 16 / size;
-    const auto places = lanes::load<Row16>(reversedPlaces<sizeof(E)>.data());
-    for (; x + n <= width; x += n) {
-        const Row16 row = lanes::load<Row16>(from - (x + n - 1) * size);
-        lanes::store(to + x * size, (Row16)_mm_shuffle_epi8((__m128i)row, (__m128i)places));
+#if defined(__AVX2__)
+    if (const std::ptrdiff_t bytes = width * size; bytes >= rowBytes) {
+        const std::byte* end = from + size;
+        return storeRow<size>(
+            to, bytes, [end](std::ptrdiff_t i) { return reversed<sizeof(E)>(lanes::load<Row>(end - i - rowBytes)); });
     }
 #else
     constexpr std::ptrdiff_t n = 8 / size;
@@ -210,11 +334,35 @@ void reverseRow(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_
     for (; x < width; ++x) std::memcpy(to + x * size, from - x * size, sizeof(E));
 }
 
+#if defined(__AVX512BW__)
+/// Pixels of three bytes, 21 at a time and one byte more, as long as there is a pixel beyond them; how many that were.
+[[gnu::target("avx512vbmi")]] std::ptrdiff_t reverseByPermutation(std::byte* to, const std::byte* from,
+                                                                  std::ptrdiff_t width) noexcept {
+    constexpr std::ptrdiff_t n = 21;
+    static constexpr auto places = [] {
+        std::array<std::uint8_t, 64> all{};
+        for (std::size_t i = 0; i < 63; ++i) all[i] = static_cast<std::uint8_t>((20 - i / 3) * 3 + i % 3 + 1);
+        return all;
+    }();
+    const __m512i order = lanes::load<__m512i>(places.data());
+    std::ptrdiff_t x = 0;
+    for (; x + n < width; x += n) {
+        const __m512i row = lanes::load<__m512i>(from - (x + n - 1) * 3 - 1);
+        lanes::store(to + x * 3, _mm512_maskz_permutexvar_epi8(~0ULL, order, row));
+    }
+    return x;
+}
+#endif
+
 /// Pixels of three bytes, five at a time. A vector takes in a byte of the pixel beyond the five, and writes one of the
 /// pixel after them, so there must be a sixth.
 void reverseTriples(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_t width) noexcept {
     std::ptrdiff_t x = 0;
+#if defined(__AVX512BW__)
+    if (lanes::bytePermutation) x = reverseByPermutation(to, from, width);
+#endif
 #if defined(__SSSE3__)
+    using Row16 = Triples::Bytes;
     constexpr Row16 places = {13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, 0};
     for (; x + 5 < width; x += 5) {
         const Row16 row = lanes::load<Row16>(from - (x + 4) * 3 - 1);
@@ -230,7 +378,7 @@ using RowCopy = void (*)(std::byte* to, const std::byte* from, std::size_t size,
 RowCopy rowCopyFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size) noexcept {
     const auto step = static_cast<std::ptrdiff_t>(size);
     if (pixel != step) return nullptr;
-    if (from.right == step) return copyRow;
+    if (from.right == step) return copyPixelRow;
     if (from.right != -step) return nullptr;
     switch (size) {
     case 1:
@@ -296,35 +444,53 @@ private:
 using TileCopy = void (*)(const Target& to, const PixelSteps& from, std::size_t size, std::ptrdiff_t width,
                           std::ptrdiff_t height);
 
-/// The turn of tiles of pixels that lie as far apart in both images, or null.
-TileCopy turnFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size) noexcept {
-    if (from.down != pixel && from.down != -pixel) return nullptr;
+/// How a rectangle is copied tile by tile.
+struct Tiles {
+    TileCopy copy = nullptr;
+    std::ptrdiff_t side = tileSide;
+};
+
+template <class Wide, class Narrow>
+constexpr Tiles turns{turnTile<Wide, Narrow>, turnedSide<Narrow::size>};
+template <class E>
+constexpr Tiles turnsOf = turns<WholePixels<E, lanes::vectorBytes>, WholePixels<E, laneBytes>>;
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
+template <class E, std::size_t Bytes>
+constexpr Tiles gappedTurns{turnPixels<GappedPixels<E, Bytes>, GappedPixels<E, Bytes>>};
+#endif
+
+/// The turn of tiles of pixels that lie as far apart in both images, or none.
+Tiles turnFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size) noexcept {
+    if (from.down != pixel && from.down != -pixel) return {};
     constexpr auto pair = [](std::ptrdiff_t step, std::size_t bytes) {
         return step * 16 + static_cast<std::ptrdiff_t>(bytes);
     };
     switch (pair(pixel, size)) {
     case pair(1, 1):
-        return turnTile<WholePixels<std::uint8_t>>;
+        return turnsOf<std::uint8_t>;
     case pair(2, 2):
-        return turnTile<WholePixels<std::uint16_t>>;
-#if defined(__SSSE3__)
+        return turnsOf<std::uint16_t>;
+#if defined(__AVX512BW__)
     case pair(3, 3):
-        return turnTile<Triples>;
+        return turns<FourTriples, Triples>;
+#elif defined(__SSSE3__)
+    case pair(3, 3):
+        return turns<Triples, Triples>;
 #endif
     case pair(4, 4):
-        return turnTile<WholePixels<std::uint32_t>>;
+        return turnsOf<std::uint32_t>;
 #if defined(__AVX512BW__) && defined(__AVX512VL__)
     case pair(2, 1):
-        return turnTile<GappedPixels<std::uint16_t, 1>>;
+        return gappedTurns<std::uint16_t, 1>;
     case pair(4, 2):
-        return turnTile<GappedPixels<std::uint32_t, 2>>;
+        return gappedTurns<std::uint32_t, 2>;
     case pair(4, 3):
-        return turnTile<GappedPixels<std::uint32_t, 3>>;
+        return gappedTurns<std::uint32_t, 3>;
     case pair(8, 6):
-        return turnTile<GappedPixels<std::uint64_t, 6>>;
+        return gappedTurns<std::uint64_t, 6>;
 #endif
     default:
-        return nullptr;
+        return {};
     }
 }
 
@@ -347,10 +513,17 @@ TileCopy tileCopyFor(std::size_t size) noexcept {
     }
 }
 
-/// Tiles of this side keep the lines of both images in the first cache, however the source is stepped.
-constexpr std::ptrdiff_t tileSide = 32;
-
 } // namespace
+
+/// Rows that are short beside a page cost the library's copy more than they take.
+void copyRow(std::byte* to, const std::byte* from, std::ptrdiff_t bytes) noexcept {
+    constexpr std::ptrdiff_t longRow = 4096;
+    if (bytes < rowBytes || bytes >= longRow) {
+        std::memcpy(to, from, static_cast<std::size_t>(bytes));
+        return;
+    }
+    storeRow<1>(to, bytes, [from](std::ptrdiff_t i) { return lanes::load<Row>(from + i); });
+}
 
 void copyPixels(std::byte* to, std::ptrdiff_t pixel, std::ptrdiff_t stride, const PixelSteps& from, std::size_t size,
                 std::size_t width, std::size_t height) noexcept {
@@ -365,14 +538,23 @@ void copyPixels(std::byte* to, std::ptrdiff_t pixel, std::ptrdiff_t stride, cons
         for (std::ptrdiff_t y = 0; y < rows; ++y) gapped.copy(target.at(0, y), from.at(0, y), width);
         return;
     }
-    const TileCopy turn = turnFor(pixel, from, size);
-    const TileCopy copy = turn != nullptr ? turn : tileCopyFor(size);
-    for (std::ptrdiff_t y = 0; y < rows; y += tileSide) {
-        for (std::ptrdiff_t x = 0; x < columns; x += tileSide) {
-            copy({target.at(x, y), pixel, stride}, {from.at(x, y), from.right, from.down}, size,
-                 std::min(tileSide, columns - x), std::min(tileSide, rows - y));
-        }
-    }
+    Tiles tiles = turnFor(pixel, from, size);
+    if (tiles.copy == nullptr) tiles.copy = tileCopyFor(size);
+    // Tiles of a part of an image whose pages the processor keeps the addresses of.
+    constexpr std::ptrdiff_t partSide = 256;
+    const auto parts = [](std::ptrdiff_t length, std::ptrdiff_t side, auto use) {
+        for (std::ptrdiff_t at = 0; at < length; at += side) use(at, std::min(at + side, length));
+    };
+    parts(rows, partSide, [&](std::ptrdiff_t top, std::ptrdiff_t bottom) {
+        parts(columns, partSide, [&](std::ptrdiff_t left, std::ptrdiff_t right) {
+            for (std::ptrdiff_t y = top; y < bottom; y += tiles.side) {
+                for (std::ptrdiff_t x = left; x < right; x += tiles.side) {
+                    tiles.copy({target.at(x, y), pixel, stride}, {from.at(x, y), from.right, from.down}, size,
+                               std::min(tiles.side, right - x), std::min(tiles.side, bottom - y));
+                }
+            }
+        });
+    });
 }
 
 } // namespace orvi

@@ -8,6 +8,7 @@
 #include "memory/frame/Extent.h"
 #include "memory/frame/gaps.h"
 #include "memory/frame/numbers.h"
+#include "memory/geometry/PixelTiles.h"
 #include "memory/geometry/fastPaths.h"
 
 namespace orvi {
@@ -28,7 +29,9 @@ void copyRows(const Raster& to, long x, long y, const Raster& from, long fromX, 
     for (long row = 0; row < height; ++row) {
         std::byte* d = to.at<std::byte>(x, y + row);
         const std::byte* s = from.at<std::byte>(fromX, fromY + row);
-        if (apart) {
+        if (apart && dense) {
+            copyRow(d, s, width * static_cast<std::ptrdiff_t>(size));
+        } else if (apart) {
             copyAcrossGaps(d, to.pixel, s, from.pixel, size, static_cast<std::size_t>(width));
         } else if (dense) {
             std::memmove(d, s, static_cast<std::size_t>(width) * size);

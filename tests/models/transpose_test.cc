@@ -26,6 +26,33 @@ TEST(Transpose, Shorts) {
     check({.make = transposes(ORV_SHORT), .expect = answerTranspose, .cases = 300, .seed = 3000});
 }
 
+/// Tiles of such sources are put together before they are turned.
+TEST(Transpose, RowsAPowerOfTwoApart) {
+    Model model;
+    model.make = [](Maker& maker) {
+        auto& random = maker.random;
+        maker.c.name = "crowded";
+        const OrvDataType type = random.below(2) != 0 ? ORV_BYTE : ORV_SHORT;
+        const auto bands = static_cast<unsigned>(1 + random.below(4));
+        for (const char* name : {"d", "s"}) {
+            orvcase::Image image{.name = name, .type = type, .bands = bands};
+            image.width = static_cast<unsigned>(1 + random.below(150));
+            image.height = static_cast<unsigned>(1 + random.below(150));
+            if (*name == 's') image.stride = 1024 * (1 + random.below(2));
+            image.data = maker.samples(type, image.sampleCount());
+            maker.c.images.push_back(image);
+        }
+        maker.c.addCall({.op = type == ORV_BYTE ? "transpose8" : "transpose16",
+                         .src = {"s"},
+                         .dst = "d",
+                         .params = {orvcase::Param::l(static_cast<long>(random.below(7)))}});
+    };
+    model.expect = answerTranspose;
+    model.cases = 150;
+    model.seed = 5000;
+    check(model);
+}
+
 /// Every bit offset of both images for every flip, on a block and its surroundings.
 TEST(Transpose, BitsAtEveryOffset) {
     for (unsigned offsets = 0; offsets < 64; ++offsets) {
