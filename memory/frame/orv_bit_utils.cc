@@ -34,6 +34,13 @@ struct Parts {
           tail((length - head) & 7) {}
 };
 
+/// Whether bits that are copied one by one overwrite some that are still to be read.
+bool runsIntoItself(BitPosition from, BitPosition to, unsigned length) noexcept {
+    const auto distance = 8 * (reinterpret_cast<std::intptr_t>(to.byte) - reinterpret_cast<std::intptr_t>(from.byte)) +
+                          static_cast<std::intptr_t>(to.offset) - static_cast<std::intptr_t>(from.offset);
+    return distance > 0 && distance < static_cast<std::intptr_t>(length);
+}
+
 bool allOnes(const std::uint8_t* bytes, std::size_t count) noexcept {
     std::size_t at = 0;
     for (; at + 8 <= count; at += 8) {
@@ -71,6 +78,10 @@ void orv_bit_not(unsigned char* src, unsigned char* dst, unsigned length, unsign
 void orv_bit_memcpy(unsigned char* src, unsigned char* dst, unsigned length, unsigned src_offset,
                     unsigned dst_offset) noexcept {
     if (src_offset != 0 || dst_offset != 0) {
+        if (runsIntoItself({src, src_offset}, {dst, dst_offset}, length)) {
+            for (std::size_t i = 0; i < length; ++i) putBit(dst, dst_offset + i, bitAt(src, src_offset + i));
+            return;
+        }
         combineBits(
             {dst, dst_offset}, length, [](auto bits) { return bits; }, BitPosition{src, src_offset});
         return;
