@@ -1,5 +1,7 @@
 #include "orv/host/Image.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -126,6 +128,19 @@ long truncated(float value) {
     return static_cast<long>(std::clamp(double{value}, double{INT32_MIN}, double{INT32_MAX}));
 }
 
+/// Memory for samples, or null. A large image is asked to lie in large pages: walks across its rows wait for fewer
+/// addresses of pages then, and what is written first for fewer pages to be made. The system may do without.
+void* roomFor(std::size_t bytes) {
+    constexpr std::size_t largePage = std::size_t{2} << 20;
+    const bool large = bytes >= 2 * largePage;
+    void* samples = nullptr;
+    if (posix_memalign(&samples, large ? largePage : cacheLine, bytes) != 0) return nullptr;
+#ifdef MADV_HUGEPAGE
+    if (large) madvise(samples, bytes, MADV_HUGEPAGE);
+#endif
+    return samples;
+}
+
 bool fits(unsigned start, unsigned length, unsigned whole) {
     return length > 0 && std::uint64_t{start} + length <= whole;
 }
@@ -145,8 +160,8 @@ Image::~Image() {
 Image* Image::allocate(Session& session, const Shape& shape, std::size_t rowAlignment) noexcept {
     const std::optional<Layout> layout = layoutOf(shape, rowAlignment);
     if (!layout) return nullptr;
-    void* samples = nullptr;
-    if (posix_memalign(&samples, cacheLine, layout->bytes) != 0) return nullptr;
+    void* const samples = roomFor(layout->bytes);
+    if (samples == nullptr) return nullptr;
     Image* const image = new (std::nothrow) Image(session, shape);
     if (!image) {
         std::free(samples);

@@ -319,6 +319,11 @@ void reverseRow(std::byte* to, const std::byte* from, std::size_t, std::ptrdiff_
         return storeRow<size>(
             to, bytes, [end](std::ptrdiff_t i) { return reversed<sizeof(E)>(lanes::load<Row>(end - i - rowBytes)); });
     }
+    constexpr std::ptrdiff_t n = 16 / size;
+    const __m128i places = lanes::load<__m128i>(reversedPlaces<sizeof(E)>.data());
+    for (; x + n <= width; x += n) {
+        lanes::store(to + x * size, _mm_shuffle_epi8(lanes::load<__m128i>(from - (x + n - 1) * size), places));
+    }
 #else
     constexpr std::ptrdiff_t n = 8 / size;
     for (; x + n <= width; x += n) {
