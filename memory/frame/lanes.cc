@@ -222,10 +222,12 @@ void spreadBits(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) n
 #endif
     const Raw places = load<Raw>(spread.place);
     const U8 bits = load<U8>(spread.bit);
-    for (; i + sizeof(Word) <= bytes; i += sizeof(Word)) {
-        const Raw copies = ORV_LANES(shuffle_epi8)(everywhere(load<Word>(from + i)), places);
-        store(to + 8 * i, smaller<U8>((U8)copies & bits, 1 - U8{}));
-    }
+    const auto spreadWord = [&](std::size_t at) {
+        const Raw copies = ORV_LANES(shuffle_epi8)(everywhere(load<Word>(from + at)), places);
+        store(to + 8 * at, smaller<U8>((U8)copies & bits, 1 - U8{}));
+    };
+    for (; i + sizeof(Word) <= bytes; i += sizeof(Word)) spreadWord(i);
+    if (i < bytes && bytes >= sizeof(Word)) return spreadWord(bytes - sizeof(Word));
 #endif
     plain::spreadBits(to + 8 * i, from + i, bytes - i);
 }
@@ -235,11 +237,13 @@ void gatherBits(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) n
 #if defined(__AVX2__)
     // The first of eight bytes is the highest bit.
     const Raw places = load<Raw>(spread.turned);
-    for (; i + vectorBytes / 8 <= bytes; i += vectorBytes / 8) {
-        const U8 turned = (U8)ORV_LANES(shuffle_epi8)(load<Raw>(from + 8 * i), places);
+    const auto gatherVector = [&](std::size_t at) {
+        const U8 turned = (U8)ORV_LANES(shuffle_epi8)(load<Raw>(from + 8 * at), places);
         const std::uint64_t set = ~zeroSamples(turned);
-        std::memcpy(to + i, &set, vectorBytes / 8);
-    }
+        std::memcpy(to + at, &set, vectorBytes / 8);
+    };
+    for (; i + vectorBytes / 8 <= bytes; i += vectorBytes / 8) gatherVector(i);
+    if (i < bytes && bytes >= vectorBytes / 8) return gatherVector(bytes - vectorBytes / 8);
 #endif
     plain::gatherBits(to + i, from + 8 * i, bytes - i);
 }

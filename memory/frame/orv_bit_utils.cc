@@ -6,6 +6,7 @@
 
 #include "memory/frame/RectCursor.h"
 #include "memory/frame/bit_rows.h"
+#include "memory/frame/gaps.h"
 #include "memory/frame/report.h"
 
 namespace {
@@ -21,6 +22,9 @@ void putBit(std::uint8_t* row, std::size_t position, bool value) noexcept {
     std::uint8_t& byte = row[position >> 3];
     byte = static_cast<std::uint8_t>(value ? byte | mask : byte & ~mask);
 }
+
+/// Bytes of bits whose samples lie apart, by way of a block of samples side by side.
+constexpr std::size_t blockBytes = 64;
 
 /// A run of bits by its bytes: some bits at its start, whole bytes, some bits at its end.
 struct Parts {
@@ -141,8 +145,13 @@ void unpackBits(const std::uint8_t* from, unsigned offset, std::uint8_t* to, std
         lanes::spreadBits(to, from, parts.bytes);
         to += 8 * parts.bytes;
     } else {
-        for (std::size_t byte = 0; byte < parts.bytes; ++byte) {
-            for (unsigned bit = 0; bit < 8; ++bit, to += step) *to = (from[byte] >> (7 - bit)) & 1;
+        std::uint8_t block[8 * blockBytes];
+        for (std::size_t done = 0; done < parts.bytes; done += blockBytes) {
+            const std::size_t now = std::min(blockBytes, parts.bytes - done);
+            lanes::spreadBits(block, from + done, now);
+            openGaps(reinterpret_cast<std::byte*>(to), reinterpret_cast<const std::byte*>(block),
+                     static_cast<std::ptrdiff_t>(step), 1, 8 * now);
+            to += 8 * now * step;
         }
     }
     for (std::size_t i = 0; i < parts.tail; ++i, to += step) *to = bitAt(from + parts.bytes, i);
@@ -157,10 +166,13 @@ void packBits(const std::uint8_t* from, std::size_t step, std::uint8_t* to, unsi
         lanes::gatherBits(to, from, parts.bytes);
         from += 8 * parts.bytes;
     } else {
-        for (std::size_t byte = 0; byte < parts.bytes; ++byte) {
-            unsigned value = 0;
-            for (unsigned bit = 0; bit < 8; ++bit, from += step) value = 2 * value + (*from != 0);
-            to[byte] = static_cast<std::uint8_t>(value);
+        std::uint8_t block[8 * blockBytes];
+        for (std::size_t done = 0; done < parts.bytes; done += blockBytes) {
+            const std::size_t now = std::min(blockBytes, parts.bytes - done);
+            closeGaps(reinterpret_cast<std::byte*>(block), reinterpret_cast<const std::byte*>(from),
+                      static_cast<std::ptrdiff_t>(step), 1, 8 * now);
+            lanes::gatherBits(to + done, block, now);
+            from += 8 * now * step;
         }
     }
     for (std::size_t i = 0; i < parts.tail; ++i, from += step) putBit(to + parts.bytes, i, *from != 0);

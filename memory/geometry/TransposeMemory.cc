@@ -4,6 +4,7 @@
 
 #include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/bit_rows.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/geometry/PixelTiles.h"
 #include "memory/geometry/Transpose.h"
@@ -60,23 +61,35 @@ public:
           from_(reinterpret_cast<std::uint8_t*>(call.src.data) + band * call.src.bandStride),
           to_(reinterpret_cast<std::uint8_t*>(call.dst.data) + band * call.dst.bandStride) {}
 
-    /// Whole blocks lie at byte boundaries of the destination; what lies beside and below them goes bit by bit.
-    void run(const Rect& rect) const noexcept {
+    /// Whole blocks lie at byte boundaries of the destination. What lies beside and below them goes by way of blocks of
+    /// its own, or bit by bit where the images share memory: later bits take what earlier ones wrote.
+    void run(const Rect& rect, bool apart) const noexcept {
         const long width = static_cast<long>(rect.width);
         const long head = std::min(width, (8 - ((rect.x + static_cast<long>(call_.dst.offset)) & 7)) & 7);
         const long blocks = (width - head) / blockSide;
         const long bottom = rect.y + static_cast<long>(rect.height);
         const long left = rect.x + head;
         const long rest = left + blocks * blockSide;
+        const long right = rect.x + width;
+        if (apart) {
+            for (long y = rect.y; y < bottom; y += blockSide) {
+                const long rows = std::min(blockSide, bottom - y);
+                part(rect.x, y, head, rows);
+                for (long x = left; x < rest; x += blockSide)
+                    rows == blockSide ? block(x, y) : part(x, y, blockSide, rows);
+                part(rest, y, right - rest, rows);
+            }
+            return;
+        }
         long y = rect.y;
         for (; y + blockSide <= bottom; y += blockSide) {
             for (long row = y; row < y + blockSide; ++row) {
                 bits(rect.x, left, row);
                 for (long i = 0; row == y && i < blocks; ++i) block(left + i * blockSide, y);
-                bits(rest, rect.x + width, row);
+                bits(rest, right, row);
             }
         }
-        for (; y < bottom; ++y) bits(rect.x, rect.x + width, y);
+        for (; y < bottom; ++y) bits(rect.x, right, y);
     }
 
 private:
@@ -89,6 +102,35 @@ private:
                                    to_ + y * call_.dst.stride + ((x + static_cast<long>(call_.dst.offset)) >> 3),
                                    static_cast<unsigned long>(column & 7), static_cast<unsigned long>(call_.src.stride),
                                    static_cast<unsigned long>(call_.dst.stride));
+    }
+
+    /// A block of which only some columns and rows are asked for.
+    void part(long x, long y, long width, long height) const noexcept {
+        if (width == 0) return;
+        constexpr std::ptrdiff_t rowBytes = blockSide / 8;
+        std::uint8_t from[blockSide * rowBytes] = {};
+        std::uint8_t to[blockSide * rowBytes];
+        const long opposite = blockSide - 1;
+        const long firstColumn = std::min(call_.column(x, y), call_.column(x + opposite, y + opposite));
+        const long firstRow = std::min(call_.row(x, y), call_.row(x + opposite, y + opposite));
+        const auto [left, right] = std::minmax({call_.column(x, y), call_.column(x + width - 1, y + height - 1)});
+        const auto [top, bottom] = std::minmax({call_.row(x, y), call_.row(x + width - 1, y + height - 1)});
+        const auto copy = [](BitPosition d, BitPosition s, long length) {
+            combineBits(
+                d, static_cast<std::size_t>(length), [](auto v) { return v; }, s);
+        };
+        const auto place = [](std::uint8_t* row, long bit) {
+            return BitPosition{row + (bit >> 3), static_cast<unsigned>(bit & 7)};
+        };
+        for (long row = top; row <= bottom; ++row) {
+            copy(place(from + (row - firstRow) * rowBytes, left - firstColumn),
+                 place(from_ + row * call_.src.stride, left + static_cast<long>(call_.src.offset)), right - left + 1);
+        }
+        blockFlips[call_.fliptype](from, to, 0, rowBytes, rowBytes);
+        for (long row = 0; row < height; ++row) {
+            copy(place(to_ + (y + row) * call_.dst.stride, x + static_cast<long>(call_.dst.offset)),
+                 {to + row * rowBytes, 0}, width);
+        }
     }
 
     void bits(long first, long end, long y) const noexcept {
@@ -112,8 +154,9 @@ private:
 OrvStatus OrvDeviceComputeTypeMemory::Transpose1(OrvOp* op, int) noexcept {
     TransposeCall call;
     if (call.open(op, ORV_BIT, "Transpose1Memory.cc") != ORV_SUCCESS) return ORV_FAILURE;
+    const bool apart = !Extent::ofBits(call.src).overlaps(Extent::ofBits(call.dst));
     for (Rect rect{}; call.rects.next(rect);) {
-        for (unsigned band = 0; band < call.bands; ++band) PlaneTranspose(call, band).run(rect);
+        for (unsigned band = 0; band < call.bands; ++band) PlaneTranspose(call, band).run(rect, apart);
     }
     return ORV_SUCCESS;
 }
