@@ -1,6 +1,7 @@
 // Half size: each pixel is the mean of a block of two by two.
 
 #include <algorithm>
+#include <cstring>
 #include <type_traits>
 
 #include "memory/frame/lanes.h"
@@ -39,20 +40,33 @@ constexpr bool takesApart = true;
 constexpr bool takesApart = false;
 #endif
 
-/// Three bands taken apart, since means along planes go many at a time. The images share no samples.
+/// Three bands taken apart, since means along planes go many at a time. What is left at the end of a row is filled up,
+/// so that it goes so as well. The images share no samples.
 [[maybe_unused]] void halveTriples(std::uint8_t* to, const std::uint8_t* upper, const std::uint8_t* lower,
                                    long pixels) noexcept {
     constexpr long chunk = 128;
+    constexpr long together = 32;
+    std::uint8_t filled[2][6 * chunk];
+    std::uint8_t joined[3 * chunk];
     std::uint8_t above[3][2 * chunk];
     std::uint8_t below[3][2 * chunk];
     std::uint8_t made[3][chunk];
     for (long done = 0; done < pixels; done += chunk) {
         const long now = std::min(chunk, pixels - done);
-        const auto sources = static_cast<std::size_t>(2 * now);
-        lanes::splitBands(upper + 6 * done, above[0], above[1], above[2], sources);
-        lanes::splitBands(lower + 6 * done, below[0], below[1], below[2], sources);
-        for (int band = 0; band < 3; ++band) halvePixels<1>(made[band], above[band], below[band], now, 0);
-        lanes::joinBands(made[0], made[1], made[2], to + 3 * done, static_cast<std::size_t>(now));
+        const long all = (now + together - 1) / together * together;
+        const std::uint8_t* rows[2] = {upper + 6 * done, lower + 6 * done};
+        for (int row = 0; row < 2 && all != now; ++row) {
+            std::memcpy(filled[row], rows[row], static_cast<std::size_t>(6 * now));
+            std::memset(filled[row] + 6 * now, 0, static_cast<std::size_t>(6 * (all - now)));
+            rows[row] = filled[row];
+        }
+        const auto sources = static_cast<std::size_t>(2 * all);
+        lanes::splitBands(rows[0], above[0], above[1], above[2], sources);
+        lanes::splitBands(rows[1], below[0], below[1], below[2], sources);
+        for (int band = 0; band < 3; ++band) halvePixels<1>(made[band], above[band], below[band], all, 0);
+        std::uint8_t* result = all == now ? to + 3 * done : joined;
+        lanes::joinBands(made[0], made[1], made[2], result, static_cast<std::size_t>(all));
+        if (all != now) std::memcpy(to + 3 * done, joined, static_cast<std::size_t>(3 * now));
     }
 }
 
