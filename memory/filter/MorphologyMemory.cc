@@ -4,6 +4,7 @@
 #include "memory/filter/ColumnRuns.h"
 #include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -24,7 +25,7 @@ void filterPixels(Frame& frame, const Offsets& offsets, const Rect& rect, unsign
                 const long sx = x + offsets.columns[i] + from.ox;
                 const long sy = y + offsets.rows[i] + from.oy;
                 if (!reach.contains(sx, sy)) continue;
-                lanes::mapRow(
+                mapSamples(
                     accumulator, bands, [](auto a, auto b) { return Operation::of(a, b); }, accumulator,
                     source.at(sx, sy));
             }

@@ -64,6 +64,35 @@ std::array<lanes::Vec<T>, Vectors> vectorsOf(const T* pattern) noexcept {
     return vectors;
 }
 
+/// Repeats a pattern where so many vectors are whole pixels.
+template <std::size_t Vectors, class T, int Slot>
+void fillInStep(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
+    using V = lanes::Vec<T>;
+    constexpr std::size_t n = lanes::count<T>;
+    const std::size_t end = samples - n;
+    const auto vectorAt = [&](std::size_t i) { return lanes::load<V>(pattern.get() + i % pattern.bands()); };
+    lanes::store<V>(to, vectorAt(0));
+    std::size_t i = firstAligned(to);
+    const auto held = vectorsOf<Vectors>(pattern.get() + i % pattern.bands());
+    for (; i + (Vectors - 1) * n < end; i += Vectors * n) {
+        for (std::size_t k = 0; k < Vectors; ++k) lanes::store<V>(to + i + k * n, held[k]);
+    }
+    for (; i < end; i += n) lanes::store<V>(to + i, vectorAt(i));
+    lanes::store<V>(to + end, vectorAt(end));
+}
+
+/// to[i] = the pattern's value for its band.
+template <class T, int Slot>
+void fillWithBands(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
+    if (samples >= lanes::count<T> && pattern.bands() <= 4) {
+        if (pattern.bands() == 3) return fillInStep<3>(to, samples, pattern);
+        return fillInStep<4>(to, samples, pattern);
+    }
+    overPeriods(samples, pattern.period(), [&](std::size_t first, std::size_t count) {
+        std::memcpy(to + first, pattern.get(), count * sizeof(T));
+    });
+}
+
 /// mapWithBands where so many vectors are whole pixels: the patterns stay in registers.
 template <std::size_t Vectors, class T, class Op, class... Patterns>
 void mapInStep(T* to, const T* from, std::size_t samples, std::size_t bands, Op op,
@@ -71,7 +100,7 @@ void mapInStep(T* to, const T* from, std::size_t samples, std::size_t bands, Op 
     using V = lanes::Vec<T>;
     constexpr std::size_t n = lanes::count<T>;
     const auto vectorAt = [&](std::size_t i) {
-        return static_cast<V>(op(lanes::load<V>(from + i), lanes::load<V>(patterns.get() + i % bands)...));
+        return static_cast<V>(op(loadOnce<V>(from + i), lanes::load<V>(patterns.get() + i % bands)...));
     };
     const std::size_t end = samples - n;
     const V first = vectorAt(0);
@@ -82,7 +111,7 @@ void mapInStep(T* to, const T* from, std::size_t samples, std::size_t bands, Op 
         fetchAhead<Vectors>(from + i);
         V made[Vectors];
         for (std::size_t k = 0; k < Vectors; ++k) {
-            const V samplesHere = lanes::load<V>(from + i + k * n);
+            const V samplesHere = loadOnce<V>(from + i + k * n);
             made[k] = std::apply([&](const auto&... h) { return static_cast<V>(op(samplesHere, h[k]...)); }, held);
         }
         for (std::size_t k = 0; k < Vectors; ++k) lanes::store<V>(to + i + k * n, made[k]);

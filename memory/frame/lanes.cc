@@ -481,3 +481,51 @@ void mapThreeBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixel
 #endif
 
 } // namespace orvi::lanes
+
+namespace orvi {
+
+namespace {
+
+template <class T>
+void choose(T* to, const std::uint8_t* bits, std::size_t bytes, T zero, T one) noexcept {
+    std::size_t i = 0;
+#if defined(__AVX512BW__)
+    // A bit of a mask for each sample.
+    const auto all = [](T value) { return (lanes::Raw)(value - lanes::Vec<T>{}); };
+    const lanes::Raw places = lanes::load<lanes::Raw>(lanes::spread.place);
+    const lanes::Raw bit = lanes::load<lanes::Raw>(lanes::spread.bit);
+    const lanes::Raw zeros = all(zero);
+    const lanes::Raw ones = all(one);
+    for (; i + 8 <= bytes; i += 8) {
+        const auto eight = _mm512_set1_epi64(lanes::load<long long>(bits + i));
+        const std::uint64_t set = _mm512_test_epi8_mask(_mm512_shuffle_epi8(eight, places), bit);
+        if constexpr (sizeof(T) == 1) {
+            lanes::store(to + 8 * i, _mm512_mask_blend_epi8(set, zeros, ones));
+        } else {
+            lanes::store(to + 8 * i, _mm512_mask_blend_epi16(static_cast<__mmask32>(set), zeros, ones));
+            lanes::store(to + 8 * i + 32, _mm512_mask_blend_epi16(static_cast<__mmask32>(set >> 32), zeros, ones));
+        }
+    }
+#endif
+    constexpr std::size_t most = 64;
+    std::uint8_t chosen[8 * most];
+    while (i < bytes) {
+        const std::size_t count = bytes - i < most ? bytes - i : most;
+        lanes::spreadBits(chosen, bits + i, count);
+        for (std::size_t k = 0; k < 8 * count; ++k) to[8 * i + k] = static_cast<T>(zero ^ ((zero ^ one) & -chosen[k]));
+        i += count;
+    }
+}
+
+} // namespace
+
+void chooseByBits(std::uint8_t* to, const std::uint8_t* bits, std::size_t bytes, std::uint8_t zero,
+                  std::uint8_t one) noexcept {
+    choose(to, bits, bytes, zero, one);
+}
+void chooseByBits(std::int16_t* to, const std::uint8_t* bits, std::size_t bytes, std::int16_t zero,
+                  std::int16_t one) noexcept {
+    choose(to, bits, bytes, zero, one);
+}
+
+} // namespace orvi

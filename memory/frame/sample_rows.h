@@ -28,6 +28,17 @@ inline std::size_t firstAligned(const T* to) noexcept {
     return lanes::count<T> - reinterpret_cast<std::uintptr_t>(to) % lanes::vectorBytes / sizeof(T);
 }
 
+/// A vector that is loaded once, however often it is used: compilers read it anew for each use that can read memory,
+/// and each such read takes as long as two where it crosses lines.
+template <class V>
+inline V loadOnce(const void* from) noexcept {
+    V v = lanes::load<V>(from);
+#if defined(__AVX512BW__)
+    asm("" : "+v"(v)); // NOLINT(hicpp-no-assembler): no instruction, and nothing else hides where a value is from
+#endif
+    return v;
+}
+
 /// to[i] = op(from[i]...). The answer is the operation, with what it has noted on its way.
 template <class T, class Op, class... Sources>
 inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
@@ -39,7 +50,7 @@ inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) 
     }
     // The first and the last vector overlap their neighbours where no whole number of vectors fits between them, and
     // are made before the rest since the row may be its own source.
-    const auto vectorAt = [&](std::size_t i) { return static_cast<V>(op(lanes::load<V>(from + i)...)); };
+    const auto vectorAt = [&](std::size_t i) { return static_cast<V>(op(loadOnce<V>(from + i)...)); };
     const std::size_t end = samples - n;
     const V first = vectorAt(0);
     const V last = vectorAt(end);
@@ -56,5 +67,11 @@ inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) 
     lanes::store<V>(to + end, last);
     return op;
 }
+
+/// A sample for each bit of `bytes` bytes, the most significant first: one of two.
+void chooseByBits(std::uint8_t* to, const std::uint8_t* bits, std::size_t bytes, std::uint8_t zero,
+                  std::uint8_t one) noexcept;
+void chooseByBits(std::int16_t* to, const std::uint8_t* bits, std::size_t bytes, std::int16_t zero,
+                  std::int16_t one) noexcept;
 
 } // namespace orvi

@@ -6,6 +6,8 @@
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/lanes.h"
+#include "memory/frame/orv_bit_utils.h"
+#include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 #include "memory/pixelwise/lookup_utils.h"
 #include "memory/pixelwise/row_actions.h"
@@ -111,6 +113,45 @@ template <class S, class D, class Kernel>
 void walkMapped(Frame& frame, const BandMap<S, D>& map, Kernel kernel) noexcept {
     const Operand destination{&frame[dst], map.bands()};
     walkRuns<D, S>(frame.rects(), kernel, destination, Operand{&frame[src1], map.sourceBands()});
+}
+
+/// A row of bits by its whole bytes, what lies before and behind them by the rule itself.
+template <class D>
+void chooseRow(D* d, BitPosition bits, std::size_t pixels, const LookupBand<D>& band) noexcept {
+    const auto few = [&](std::size_t count) {
+        std::uint8_t single[8];
+        unpackBits(bits.byte, bits.offset, single, 1, count);
+        for (std::size_t i = 0; i < count; ++i) d[i] = band.of(single[i]);
+        d += count;
+        pixels -= count;
+    };
+    if (bits.offset != 0) {
+        few(std::min<std::size_t>(pixels, 8 - bits.offset));
+        bits = {bits.byte + 1, 0};
+    }
+    const std::size_t bytes = pixels / 8;
+    chooseByBits(d, bits.byte, bytes, band.of(0), band.of(1));
+    d += 8 * bytes;
+    pixels -= 8 * bytes;
+    bits.byte += bytes;
+    if (pixels > 0) few(pixels);
+}
+
+/// One band of bits beside samples that lie side by side.
+template <class D>
+OrvStatus chooseSamples(Frame& frame, const BandMap<Bit, D>& map) noexcept {
+    const Raster& to = frame[dst];
+    const Raster& from = frame[src1];
+    const LookupBand<D> band = map.band(0);
+    for (Rect rect{}; frame.rects().next(rect);) {
+        const bool touch = bitRowsTouch(rect, from) && to.stride == to.pixel * static_cast<std::ptrdiff_t>(rect.width);
+        const long rows = touch ? 1 : static_cast<long>(rect.height);
+        const std::size_t pixels = touch ? std::size_t{rect.width} * rect.height : rect.width;
+        for (long row = 0; row < rows; ++row) {
+            chooseRow(to.at<D>(rect.x, rect.y + row), from.bit(rect.x, rect.y + row, band.sourceBand), pixels, band);
+        }
+    }
+    return ORV_SUCCESS;
 }
 
 /// The path that fits every lookup and every layout.
@@ -246,6 +287,9 @@ OrvStatus lookupPlainly(OrvOp* op, const FrameFacts& facts) noexcept {
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const BandMap<S, D> map(frame, static_cast<OrvLookup*>(op->getObjParam(1)));
     if constexpr (std::is_same_v<S, std::uint8_t>) return throughTables(frame, map);
+    if constexpr (std::is_same_v<S, Bit>) {
+        if (map.bands() == 1 && frame[dst].pixel == sizeof(D)) return chooseSamples(frame, map);
+    }
     return general(frame, map);
 }
 
@@ -274,8 +318,11 @@ OrvStatus throughSingleShorts(Frame& frame, const BandMap<std::int16_t, std::uin
 void actOnPlanes(const Rect& rect, const Raster& to, const Raster& from, unsigned band,
                  const LookupBand<std::uint8_t>& entries) noexcept {
     const RowAction action = actionOf((entries.of(0) & 1) != 0, (entries.of(1) & 1) != 0);
-    for (long row = 0; row < static_cast<long>(rect.height); ++row) {
-        act(action, to.bit(rect.x, rect.y + row, band), from.bit(rect.x, rect.y + row, entries.sourceBand), rect.width);
+    const bool touch = bitRowsTouch(rect, to, from);
+    const long rows = touch ? 1 : static_cast<long>(rect.height);
+    const unsigned length = touch ? rect.width * rect.height : rect.width;
+    for (long row = 0; row < rows; ++row) {
+        act(action, to.bit(rect.x, rect.y + row, band), from.bit(rect.x, rect.y + row, entries.sourceBand), length);
     }
 }
 

@@ -58,9 +58,7 @@ OrvStatus setValue(OrvOp* op, const char* file, Convert convert) noexcept {
                 std::memset(d, values[0], pixels);
                 return;
             }
-            overPeriods(pixels * bands, pattern.period(), [&](std::size_t first, std::size_t count) {
-                std::memcpy(d + first, pattern.get(), count * sizeof(T));
-            });
+            fillWithBands(d, pixels * bands, pattern);
         },
         Operand{&frame[dst], bands});
     return ORV_SUCCESS;

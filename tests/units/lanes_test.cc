@@ -13,6 +13,7 @@
 #include "memory/frame/exact_sums.h"
 #include "memory/frame/orv_float_utils.h"
 #include "memory/frame/pixel_words.h"
+#include "memory/frame/sample_rows.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ void holds(Op op) {
         b.insert(b.end(), lanes::count<T>, std::numeric_limits<T>::min());
     }
     std::vector<T> result(a.size());
-    lanes::mapRow(result.data(), result.size(), op, a.data(), b.data());
+    mapSamples(result.data(), result.size(), op, a.data(), b.data());
     for (std::size_t i = 0; i < a.size(); ++i) ASSERT_EQ(result[i], op(a[i], b[i])) << +a[i] << ", " << +b[i];
 }
 
