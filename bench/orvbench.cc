@@ -6,6 +6,7 @@
 //   --times N         runs of each, 30 where nothing is said
 //   --seconds S       ends the runs of a row sooner, after three
 //   --exact           texts are whole names
+//   --alone           leaves the peers out
 //   --part I/N        the I-th row of every N alone, for machines that cannot be held for long
 //   --json FILE       adds the table to the end of a file too, a line for each row
 //   --uncovered       prints the registered functions that no row measures, instead; status 1 where there are some
@@ -13,9 +14,11 @@
 //   --load            prints how long it takes to open the module, and the memory that takes, instead
 
 #include <malloc.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -43,6 +46,7 @@ struct Options {
     int times = 30;
     double seconds = 1e9;
     bool exact = false;
+    bool alone = false;
     unsigned part = 1;
     unsigned parts = 1;
     std::string json;
@@ -77,6 +81,20 @@ std::vector<const Measurement*> wanted() {
     return rows;
 }
 
+/// Bytes as the host keeps those of images: of many it asks that they lie in large pages.
+std::vector<unsigned char> pictureBytes(std::size_t size) {
+    std::vector<unsigned char> bytes;
+    bytes.reserve(size);
+#ifdef MADV_HUGEPAGE
+    constexpr std::size_t page = 4096;
+    constexpr std::size_t many = std::size_t{4} << 20;
+    const std::size_t head = -reinterpret_cast<std::uintptr_t>(bytes.data()) % page;
+    if (size >= many) madvise(bytes.data() + head, size - head, MADV_HUGEPAGE);
+#endif
+    bytes.resize(size, 1);
+    return bytes;
+}
+
 double milliseconds(const std::function<void()>& run) {
     const auto start = Clock::now();
     run();
@@ -100,15 +118,15 @@ struct Times {
 
 Times timesOf(const Measurement::Runs& runs) {
     // A copy reads and writes: half of the op's bytes go each way.
-    std::vector<unsigned char> from(runs.bytes / 2, 1);
-    std::vector<unsigned char> to(runs.bytes / 2);
+    std::vector<unsigned char> from = pictureBytes(runs.bytes / 2);
+    std::vector<unsigned char> to = pictureBytes(runs.bytes / 2);
     constexpr int least = 3;
     const double allowed = options().seconds * 1000;
     double spent = 0;
     Times best;
     for (int i = 0; i < options().times && (i < least || spent < allowed); ++i) {
         const double orv = settledMilliseconds(runs.orv);
-        const double peer = runs.peer ? settledMilliseconds(runs.peer) : 0;
+        const double peer = runs.peer && !options().alone ? settledMilliseconds(runs.peer) : 0;
         const double copy = settledMilliseconds([&] { std::memcpy(to.data(), from.data(), from.size()); });
         best = {std::min(best.orv, orv), std::min(best.peer, peer), std::min(best.copy, copy)};
         spent += orv + peer + copy;
@@ -212,7 +230,7 @@ Picture::Picture(OrvDataType type, unsigned bands, const Layout& layout) {
     const unsigned stride =
         layout.rowGap + (type == ORV_BIT ? (layout.width + layout.offset + 7) / 8 : layout.width * pixel);
     const std::size_t planes = type == ORV_BIT ? bands : 1;
-    bytes_.resize(std::size_t{stride} * layout.height * planes * sampleBytes);
+    bytes_ = pictureBytes(std::size_t{stride} * layout.height * planes * sampleBytes);
     std::mt19937 random(7);
     for (std::size_t i = 0; i < bytes_.size(); i += sizeof(std::uint32_t)) {
         const auto word = static_cast<std::uint32_t>(random());
@@ -283,6 +301,8 @@ bool readOptions(int count, char** words) {
             options().json = value();
         } else if (word == "--exact") {
             options().exact = true;
+        } else if (word == "--alone") {
+            options().alone = true;
         } else if (word == "--uncovered" || word == "--retained" || word == "--load") {
             options().instead = word;
         } else if (word.starts_with("--")) {

@@ -48,11 +48,11 @@ for side in 2048 512; do
     measure "$python" bench/pillow_peer.py $side 0.2 >"$measured/peers-pillow-$side.json"
 done
 
-# One row of each family as pictures grow.
+# One row of each family as pictures grow, large ones twice.
 mapfile -t families <bench/families.txt
 for side in 256 512 1024 2048 4096 8192 16384; do
-    rows $((side > 4096 ? side / 2048 : 1)) --exact --side $side --times 12 --seconds 0.2 --json "$measured/scale-$side.json" \
-        "${families[@]}"
+    rows $((side > 4096 ? side / 2048 : 1)) --exact --alone --side $side --times $((side > 4096 ? 2 : 12)) --seconds 0.2 \
+        --json "$measured/scale-$side.json" "${families[@]}"
 done
 
 # The module: its size, what it takes to open it, what its functions keep.
