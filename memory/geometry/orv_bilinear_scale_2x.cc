@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "memory/frame/lanes.h"
 #include "memory/frame/orvi_new.h"
 #include "memory/geometry/byBands.h"
 #include "memory/geometry/fastPaths.h"
@@ -35,6 +36,60 @@ long writtenRows(const Picture& src, const Rect& rect) noexcept {
     return static_cast<double>(src.height - 1) < last ? height - 1 : height;
 }
 
+#if defined(__SSE2__)
+lanes::U8 mean(lanes::U8 a, lanes::U8 b) noexcept {
+    return (lanes::U8)ORV_LANES(avg_epu8)((lanes::Raw)a, (lanes::Raw)b) - ((a ^ b) & 1);
+}
+#endif
+
+/// The samples that pairs begin with, and those behind them, `step` samples from one pixel to the next.
+template <class T>
+void meansOf(T* whole, T* between, const T* upper, const T* lower, long samples, long step) noexcept {
+    long i = 0;
+#if defined(__SSE2__)
+    if constexpr (sizeof(T) == 1) {
+        using lanes::U8;
+        for (; i + static_cast<long>(lanes::vectorBytes) <= samples; i += lanes::vectorBytes) {
+            const U8 above = lanes::load<U8>(upper + i);
+            const U8 below = lanes::load<U8>(lower + i);
+            lanes::store(whole + i, mean(above, below));
+            lanes::store(between + i, mean(mean(above, lanes::load<U8>(upper + i + step)),
+                                           mean(below, lanes::load<U8>(lower + i + step))));
+        }
+    }
+#endif
+    for (; i < samples; ++i) {
+        whole[i] = mean(upper[i], lower[i]);
+        between[i] = mean(mean(upper[i], upper[i + step]), mean(lower[i], lower[i + step]));
+    }
+}
+
+/// Writes pixels of two rows in turn. Both can be read a vector beyond their last sample.
+template <class T>
+void inTurn(T* to, const T* first, const T* second, long pixels, long bands) noexcept {
+    const std::size_t size = static_cast<std::size_t>(bands) * sizeof(T);
+    long i = 0;
+#if defined(__SSSE3__)
+    if (size == 3) {
+        // Five pixels of each: thirty bytes in two vectors, of which the second writes one of the pixel behind them.
+        const __m128i placesA = _mm_setr_epi8(0, 1, 2, -1, -1, -1, 3, 4, 5, -1, -1, -1, 6, 7, 8, -1);
+        const __m128i placesB = _mm_setr_epi8(-1, -1, -1, 0, 1, 2, -1, -1, -1, 3, 4, 5, -1, -1, -1, 6);
+        const __m128i placesC = _mm_setr_epi8(-1, -1, -1, 9, 10, 11, -1, -1, -1, 12, 13, 14, -1, -1, -1, -1);
+        const __m128i placesD = _mm_setr_epi8(6, 7, 8, -1, -1, -1, 9, 10, 11, -1, -1, -1, 12, 13, 14, -1);
+        for (; i + 5 < pixels; i += 5) {
+            const __m128i a = lanes::load<__m128i>(first + i * 3);
+            const __m128i b = lanes::load<__m128i>(second + i * 3);
+            lanes::store(to + i * 6, _mm_or_si128(_mm_shuffle_epi8(a, placesA), _mm_shuffle_epi8(b, placesB)));
+            lanes::store(to + i * 6 + 15, _mm_or_si128(_mm_shuffle_epi8(a, placesC), _mm_shuffle_epi8(b, placesD)));
+        }
+    }
+#endif
+    for (; i < pixels; ++i) {
+        std::memcpy(to + 2 * i * bands, first + i * bands, size);
+        std::memcpy(to + (2 * i + 1) * bands, second + i * bands, size);
+    }
+}
+
 /// Pairs of columns of a row between two source rows (which may be one): each source sample, then its mean with the
 /// right neighbour's. Along x first, then along y; the mean of a value and itself is that value.
 /// `Bands` is the number of bands, 0 for any.
@@ -48,21 +103,16 @@ void enlargePairs(T* to, const T* upper, const T* lower, long pairs, unsigned an
         return;
     }
     constexpr long chunk = 512;
-    T whole[chunk];
-    T between[chunk];
+    constexpr long beyond = 16;
+    T whole[chunk + beyond];
+    T between[chunk + beyond];
     const long bands = static_cast<long>(Bands != 0 ? Bands : anyBands);
-    const std::size_t size = static_cast<std::size_t>(bands) * sizeof(T);
     const long atOnce = chunk / bands;
     for (long done = 0; done < pairs; done += atOnce) {
         const long pixels = std::min(atOnce, pairs - done);
-        for (long i = 0; i < pixels * bands; ++i) {
-            whole[i] = mean(upper[i], lower[i]);
-            between[i] = mean(mean(upper[i], upper[i + bands]), mean(lower[i], lower[i + bands]));
-        }
-        for (long i = 0; i < pixels; ++i, to += 2 * bands) {
-            std::memcpy(to, whole + i * bands, size);
-            std::memcpy(to + bands, between + i * bands, size);
-        }
+        meansOf(whole, between, upper, lower, pixels * bands, bands);
+        inTurn(to, whole, between, pixels, bands);
+        to += 2 * pixels * bands;
         upper += pixels * bands;
         lower += pixels * bands;
     }
