@@ -449,7 +449,8 @@ private:
 /// The entries of the last one-band lookup, sorted by their values. An entry is the nearest from the middle between
 /// itself and its lower neighbour up, and these middles are multiples of one half: a table by half values answers.
 constexpr int halfValues = 511;
-/// From here down a difference to an entry is no longer exact, and entries look equally near.
+/// From here down a difference to an entry is no longer exact, and entries look equally near; no number is near to
+/// none.
 constexpr float farBelow = -0x1p52F;
 struct {
     SortedEntry* entries = nullptr;
@@ -476,14 +477,16 @@ struct {
     }
 
     std::uint8_t nearest(float value, unsigned count) const noexcept {
-        if (value <= farBelow) [[unlikely]]
+        if (!(value > farBelow)) [[unlikely]]
             return walk(value, count);
         return byHalves[toInt(2.0F * value, 0, halfValues - 1)];
     }
 
 private:
-    /// Upwards as long as the difference does not grow.
+    /// Upwards as long as the difference does not grow. What is no number is not below the middle, where the walk then
+    /// begins, and nothing is nearer to it.
     std::uint8_t walk(double value, unsigned count) const noexcept {
+        if (std::isnan(value)) return entries[count / 2].index;
         const auto difference = [&](unsigned at) { return static_cast<double>(entries[at].value) - value; };
         unsigned at = 0;
         while (at + 1 < count && difference(at + 1) <= difference(at)) ++at;
