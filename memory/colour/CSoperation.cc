@@ -28,6 +28,13 @@ using LinearWide = Table<Normalise, Linear>;
 using GammaHeld = Table<Normalise, Gamma, Hold>;
 using InkGammaHeld = Table<Normalise, OneMinus, Gamma, Hold>;
 
+// Those that make a single sample of a single one.
+
+using LumaTable = Table<Normalise, Gamma, ToY, AsSample>;
+using LumaLinearTable = Table<AsPixel, FromY, Linear, Full>;
+using LumaInkTable = Table<AsPixel, FromY, Linear, OneMinus, Full>;
+using LumaGreyTable = Table<AsPixel, FromY, Linear, Repeat, Weigh<w601>, Full>;
+
 } // namespace
 
 // clang-format off
@@ -109,28 +116,28 @@ constinit const PairRow CSoperation[colourPairs + 1] = {
     {pairKey(ylinear, ycc709), row8<FromGrey, Normalise, Gamma, Hold, Repeat, ToYcc<ycc709>>, row16<FromGrey, GammaHeld, Repeat, ToYcc<ycc709>>},
     {pairKey(ylinear, cmy), row8<FromGrey, Not, Repeat, ToCmy>, row16<FromGrey, Not, Repeat, ToCmy>},
     {pairKey(ylinear, cmyk), row8<FromGrey, Not, Repeat, ToCmyk>, row16<FromGrey, Not, Repeat, ToCmyk>},
-    {pairKey(ylinear, y601), row8<FromGrey, Normalise, Gamma, ToY>, row16<FromGrey, Normalise, Gamma, ToY>},
-    {pairKey(ylinear, y709), row8<FromGrey, Normalise, Gamma, ToY>, row16<FromGrey, Normalise, Gamma, ToY>},
+    {pairKey(ylinear, y601), row8<FromGrey, Normalise, Gamma, ToY>, row16<FromGrey, LumaTable, ToGrey>},
+    {pairKey(ylinear, y709), row8<FromGrey, Normalise, Gamma, ToY>, row16<FromGrey, LumaTable, ToGrey>},
 
-    {pairKey(y601, rgblinear), row8<FromY, LinearByKey, Repeat, ToRgb>, row16<FromY, Linear, Full, Repeat, ToRgb>},
+    {pairKey(y601, rgblinear), row8<FromY, LinearByKey, Repeat, ToRgb>, row16<FromGrey, LumaLinearTable, Repeat, ToRgb>},
     {pairKey(y601, rgb709), row8<FromY, Full, Repeat, ToRgb>, row16<FromY, Full, Repeat, ToRgb>},
     // Chroma is computed, and comes out at or next to its zero.
     {pairKey(y601, photoycc), row8<FromY, Repeat, ToYcc<photoycc>>, row16<FromY, Repeat, ToYcc<photoycc>>},
     {pairKey(y601, ycc601), row8<FromY, Achromatic, ToYcc<ycc601>>, row16<FromY, Achromatic, ToYcc<ycc601>>},
     {pairKey(y601, ycc709), row8<FromY, Repeat, ToYcc<ycc709>>, row16<FromY, Repeat, ToYcc<ycc709>>},
-    {pairKey(y601, cmy), row8<FromY, LinearByKey, Not, Repeat, ToCmy>, row16<FromY, Linear, OneMinus, Full, Repeat, ToCmy>},
-    {pairKey(y601, cmyk), row8<FromY, LinearByKey, Not, Repeat, ToCmyk>, row16<FromY, Linear, OneMinus, Full, Repeat, ToCmyk>},
-    {pairKey(y601, ylinear), row8<FromY, LinearByKey, ToGrey>, row16<FromY, Linear, Repeat, Weigh<w601>, Full, ToGrey>},
+    {pairKey(y601, cmy), row8<FromY, LinearByKey, Not, Repeat, ToCmy>, row16<FromGrey, LumaInkTable, Repeat, ToCmy>},
+    {pairKey(y601, cmyk), row8<FromY, LinearByKey, Not, Repeat, ToCmyk>, row16<FromGrey, LumaInkTable, Repeat, ToCmyk>},
+    {pairKey(y601, ylinear), row8<FromY, LinearByKey, ToGrey>, row16<FromGrey, LumaGreyTable, ToGrey>},
     {pairKey(y601, y709), row8<FromGrey, ToGrey>, row16<FromGrey, ToGrey>},
 
-    {pairKey(y709, rgblinear), row8<FromY, LinearByKey, Repeat, ToRgb>, row16<FromY, Linear, Full, Repeat, ToRgb>},
+    {pairKey(y709, rgblinear), row8<FromY, LinearByKey, Repeat, ToRgb>, row16<FromGrey, LumaLinearTable, Repeat, ToRgb>},
     {pairKey(y709, rgb709), row8<FromY, Full, Repeat, ToRgb>, row16<FromY, Full, Repeat, ToRgb>},
     {pairKey(y709, photoycc), row8<FromY, Achromatic, ToYcc<photoycc>>, row16<FromY, Achromatic, ToYcc<photoycc>>},
     {pairKey(y709, ycc601), row8<FromY, Achromatic, ToYcc<ycc601>>, row16<FromY, Achromatic, ToYcc<ycc601>>},
     {pairKey(y709, ycc709), row8<FromY, Achromatic, ToYcc<ycc709>>, row16<FromY, Achromatic, ToYcc<ycc709>>},
-    {pairKey(y709, cmy), row8<FromY, LinearByKey, Not, Repeat, ToCmy>, row16<FromY, Linear, OneMinus, Full, Repeat, ToCmy>},
-    {pairKey(y709, cmyk), row8<FromY, LinearByKey, Not, Repeat, ToCmyk>, row16<FromY, Linear, OneMinus, Full, Repeat, ToCmyk>},
-    {pairKey(y709, ylinear), row8<FromY, LinearByKey, ToGrey>, row16<FromY, Linear, Repeat, Weigh<w601>, Full, ToGrey>},
+    {pairKey(y709, cmy), row8<FromY, LinearByKey, Not, Repeat, ToCmy>, row16<FromGrey, LumaInkTable, Repeat, ToCmy>},
+    {pairKey(y709, cmyk), row8<FromY, LinearByKey, Not, Repeat, ToCmyk>, row16<FromGrey, LumaInkTable, Repeat, ToCmyk>},
+    {pairKey(y709, ylinear), row8<FromY, LinearByKey, ToGrey>, row16<FromGrey, LumaGreyTable, ToGrey>},
     {pairKey(y709, y601), row8<FromGrey, ToGrey>, row16<FromGrey, ToGrey>},
 
     {0, nullptr, nullptr},

@@ -1,21 +1,131 @@
-// Rows of shorts: most go as chains of stages say, some have a shorter way to what those give.
+// Rows of shorts, faster, where pixels go as vectors: by lanes where all stages have them, and by sums of whole numbers
+// where a chain comes near enough to one. All of it gives what the chain gives, sample by sample.
 #pragma once
 
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "memory/colour/curve_lanes.h"
 #include "memory/colour/rows.h"
 #include "memory/frame/pixel_words.h"
+#include "memory/frame/row_moves.h"
+#include "memory/frame/short_pixels.h"
 
 namespace orvi::colour {
 
+// Conversions as whole numbers. A chain of roundings comes out within a bound of the exact result: where that is no
+// nearer than this to the middle between two samples, rounding it gives what the chain gives. The few pixels that are
+// nearer go through the chain.
+
+/// A band of the result: the bands of a pixel times `weights`, added; that times `scale`, plus `offset`, to the nearest
+/// unless there is one of two within `doubt`.
+struct ShortSum {
+    std::int16_t weights[3];
+    float scale;
+    float offset;
+    float doubt;
+};
+
+namespace short_sums {
+
+/// Half a unit of the last place of floats from 0.5 to 1: what holding a normalised value in single precision costs.
+constexpr double held = 0x1p-25;
+/// The same for the results of shorts: by the last rounding of the chain, and by that of a sum.
+constexpr double last = 0x1p-10;
+
+constexpr double magnitude(double v) noexcept { return v < 0 ? -v : v; }
+
+/// Whether all weights are whole numbers of a part, but for what double leaves of them.
+constexpr bool whole(Weights w, int part) noexcept {
+    constexpr double nothing = 1e-6;
+    for (double weight : {w.r, w.g, w.b}) {
+        const double parts = magnitude(weight) * part;
+        if (magnitude(parts - static_cast<int>(parts + 0.5)) > nothing) return false;
+    }
+    return true;
+}
+
+/// What a rounding of numbers up to some size to single precision costs at most.
+constexpr double toSingle(double size) noexcept {
+    double half = 0x1p-25;
+    for (double top = 1; top < size; top *= 2) half *= 2;
+    return half;
+}
+
+/// Bands blue first, as `factor` times their weighed sum, plus an offset. The bands are samples as they stand; `errors`
+/// are the values in single precision, each up to 1, whose roundings reach the chain's sum.
+constexpr ShortSum sumOf(Weights w, double factor, double offset, int errors) noexcept {
+    constexpr int parts[] = {1000, 10000};
+    const int part = whole(w, parts[0]) ? parts[0] : parts[1];
+    const double bands[] = {w.b, w.g, w.r};
+    ShortSum sum{};
+    double largest = 0;
+    for (int band = 0; band < 3; ++band) {
+        const double weight = bands[band] * part;
+        sum.weights[band] = static_cast<std::int16_t>(weight < 0 ? weight - 0.5 : weight + 0.5);
+        largest += magnitude(sum.weights[band]) * magnitude(Scale<std::int16_t>::zero);
+    }
+    const double scale = factor / part;
+    sum.scale = static_cast<float>(scale);
+    sum.offset = static_cast<float>(offset);
+    // The whole sum in single precision, its scale, what is added, and the result.
+    const double computed =
+        toSingle(largest) * scale + largest * magnitude(scale - sum.scale) + 2 * toSingle(magnitude(offset) + 1) + last;
+    const double chain = errors * held * factor * Scale<std::int16_t>::full + last;
+    constexpr double doubles = 0x1p-20; // for what is computed in double, far more than it costs
+    sum.doubt = static_cast<float>(computed + chain + doubles);
+    return sum;
+}
+
+/// Normalised samples as a band of a coding.
+constexpr ShortSum coded(Weights w, Coding coding, int errors) noexcept {
+    constexpr double full = Scale<std::int16_t>::full;
+    const double zero = (w.r + w.g + w.b) * Scale<std::int16_t>::zero;
+    return sumOf(w, coding.factor / full, coding.offset - zero * coding.factor / full, errors);
+}
+
+/// The samples and luma are rounded; differences to luma are, too.
+constexpr int lumaErrors = 2;
+constexpr int chromaErrors = 4;
+
+} // namespace short_sums
+
+/// A chain's bands as such sums; none where it has others stages than sums.
+template <class... Stages>
+inline constexpr std::array<ShortSum, 0> shortSums{};
+
+template <Space S>
+inline constexpr auto shortSums<FromRgb, Normalise, ToYcc<S>> = [] {
+    constexpr Weights w = factsOf<S>.weights;
+    constexpr const Coding* codings = factsOf<S>.template bands<std::int16_t>();
+    return std::array{short_sums::coded(w, codings[0], short_sums::lumaErrors),
+                      short_sums::coded({-w.r, -w.g, 1 - w.b}, codings[1], short_sums::chromaErrors),
+                      short_sums::coded({1 - w.r, -w.g, -w.b}, codings[2], short_sums::chromaErrors)};
+}();
+template <Weights W>
+inline constexpr std::array<ShortSum, 1> shortSums<FromRgb, Normalise, Weigh<W>, Hold, ToY>{
+    {short_sums::coded(W, factsOf<ycc601>.shorts[0], short_sums::lumaErrors)}};
+/// Inks stand in the opposite order; one less the weighed inks is -1 less the weighed samples.
+template <Weights W>
+inline constexpr std::array<ShortSum, 1> shortSums<FromCmy, Normalise, OneMinus, Weigh<W>, Full, ToGrey>{
+    {short_sums::sumOf({-W.b, -W.g, -W.r}, 1, -1, 1)}};
+
+#if defined(ORV_SHORT_PIXELS)
+
 namespace short_rows_detail {
 
-#if defined(__AVX512BW__)
+using Short = std::int16_t;
+using rows_detail::blocks;
+
+inline constexpr std::size_t sourceBands = 3;
 
 /// The weights of luma in thousandths, in the order of the bands.
-inline constexpr std::int16_t weights[4] = {114, 587, 299, 0};
+inline constexpr std::int16_t lumaWeights[4] = {114, 587, 299, 0};
 
 /// The sum of each pixel's bands times their weights, in both halves of its word.
 inline lanes::I32 weighedSums(const std::int16_t* from) noexcept {
-    const lanes::U64 each = std::bit_cast<std::uint64_t>(weights) + lanes::U64{};
+    const lanes::U64 each = std::bit_cast<std::uint64_t>(lumaWeights) + lanes::U64{};
     const auto parts = (lanes::U64)lanes::pairSums((lanes::I16)lanes::loadShortPixels(from), (lanes::I16)each);
     return (lanes::I32)parts + (lanes::I32)(parts << 32 | parts >> 32);
 }
@@ -43,25 +153,221 @@ inline std::size_t weighShorts(const std::int16_t* from, std::int16_t* to, std::
     return i;
 }
 
-#endif
-
 /// Whether stages weigh shorts as they are.
 template <class... Stages>
 inline constexpr bool weighs = false;
 template <>
 inline constexpr bool weighs<FromRgb, Weigh<w601>, Quantise, ToGrey> = true;
 
+/// Runs `of(from, to)`, which makes a vector of pixels, over a row; its last pixels go by way of a whole vector.
+template <std::size_t Bands>
+void eachVector(const Short* from, Short* to, std::size_t pixels, auto of) noexcept {
+    std::size_t i = 0;
+    for (; i + lanes::shortPixels <= pixels; i += lanes::shortPixels) {
+        fetchAhead<2>(from + i * sourceBands);
+        of(from + i * sourceBands, to + i * Bands);
+    }
+    if (i == pixels) return;
+    Short source[lanes::shortPixels * sourceBands] = {};
+    Short result[lanes::shortPixels * Bands];
+    std::memcpy(source, from + i * sourceBands, (pixels - i) * sourceBands * sizeof(Short));
+    of(source, result);
+    std::memcpy(to + i * Bands, result, (pixels - i) * Bands * sizeof(Short));
+}
+
+template <std::size_t Bands>
+void store(Short* to, const Pixel<Bands, lanes::I32>& bands) noexcept {
+    if constexpr (Bands == 4) {
+        lanes::storeFourShorts(to, bands[0], bands[1], bands[2], bands[3]);
+    } else if constexpr (Bands == 3) {
+        lanes::storePixelShorts(to, bands[0], bands[1], bands[2]);
+    } else {
+        lanes::storeIntegers(to, bands[0]);
+    }
+}
+
+template <class All>
+void laneRow(const Short* from, Short* to, std::size_t pixels) noexcept {
+    constexpr std::size_t bands = All::Last::bands;
+    eachVector<bands>(from, to, pixels, [](const Short* source, Short* result) {
+        const lanes::PixelShorts s = lanes::loadPixelShorts(source);
+        store<bands>(result, All::template of<Short>(Pixel<sourceBands, lanes::I32>{s.band(0), s.band(1), s.band(2)}));
+    });
+}
+
+/// A row in blocks, by vectors of pixels that tell which of them are doubtful: `Vector::of(from, to)` makes a vector
+/// and answers with a bit for each of those. Results stay in a buffer until they have been through the chain, since the
+/// row may be its own source.
+template <class All, class Vector>
+class DoubtRow {
+public:
+    static void row(const Short* from, Short* to, std::size_t pixels) noexcept {
+        DoubtRow results;
+        const bool past = pixels * bands * sizeof(Short) >= beyondCaches;
+        for (std::size_t done = 0; done < pixels; done += most) {
+            const std::size_t count = std::min(most, pixels - done);
+            results.block(from + done * sourceBands, count);
+            (past ? copyPast : copy)(to + done * bands, results.results_, count * bands * sizeof(Short));
+        }
+        if (past) endPast();
+    }
+
+private:
+    static constexpr std::size_t bands = All::Last::bands;
+    static constexpr std::size_t most = 2048;
+    /// Pixels go through the chain by so many, for its loops to be whole vectors.
+    static constexpr std::size_t chained = 32;
+
+    static void copy(void* to, const void* from, std::size_t bytes) noexcept { std::memcpy(to, from, bytes); }
+
+    void block(const Short* from, std::size_t pixels) noexcept {
+        std::size_t doubtful = 0;
+        lanes::I32 places = firstPlaces();
+        eachVector<bands>(from, results_, pixels, [&, this](const Short* source, Short* result) {
+            doubtful += lanes::storeChosen(doubtful_ + doubtful, Vector::of(source, result), places);
+            places += static_cast<int>(lanes::shortPixels);
+        });
+        for (std::size_t i = 0; i < doubtful; i += chained) {
+            chain(from, doubtful_ + i, std::min(chained, doubtful - i), pixels);
+        }
+    }
+
+    static lanes::I32 firstPlaces() noexcept {
+        lanes::I32 places;
+        for (int i = 0; i < static_cast<int>(lanes::shortPixels); ++i) places[i] = i;
+        return places;
+    }
+
+    /// Some pixels of a block through the chain. Those beyond its end filled a vector.
+    void chain(const Short* from, const std::int32_t* places, std::size_t count, std::size_t pixels) noexcept {
+        Short sources[chained * sourceBands] = {};
+        Short results[chained * bands];
+        while (count > 0 && static_cast<std::size_t>(places[count - 1]) >= pixels) --count;
+        for (std::size_t i = 0; i < count; ++i) {
+            std::memcpy(sources + i * sourceBands, from + static_cast<std::size_t>(places[i]) * sourceBands,
+                        sourceBands * sizeof(Short));
+        }
+        blocks<Short, All>(sources, results, chained);
+        for (std::size_t i = 0; i < count; ++i) {
+            std::memcpy(results_ + static_cast<std::size_t>(places[i]) * bands, results + i * bands,
+                        bands * sizeof(Short));
+        }
+    }
+
+    alignas(64) Short results_[most * bands];
+    std::int32_t doubtful_[most + lanes::shortPixels];
+};
+
+/// Vectors of sums.
+template <const auto& Sums>
+struct SumVector {
+    static std::uint16_t of(const Short* from, Short* to) noexcept {
+        const lanes::PixelShorts s = lanes::loadPixelShorts(from);
+        Pixel<Sums.size(), lanes::I32> values;
+        unsigned doubt = 0;
+        for (std::size_t band = 0; band < Sums.size(); ++band) {
+            const auto& [weights, scale, offset, within] = Sums[band];
+            const lanes::F32 sum = lanes::toFloat(s.sum(weights));
+            const auto rounded = [sum, scale](float start) {
+                return lanes::nearest(lanes::multiplyAdd(sum, lanes::F32{} + scale, lanes::F32{} + start));
+            };
+            values[band] = rounded(offset - within);
+            doubt |= lanes::unlikeWords(values[band], rounded(offset + within));
+        }
+        store<Sums.size()>(to, values);
+        return static_cast<std::uint16_t>(doubt);
+    }
+};
+
+/// Luma and chroma to linear values, or to the inks that are their complements.
+template <Space S, class Last>
+struct LinearVector {
+    static std::uint16_t of(const Short* from, Short* to) noexcept {
+        const lanes::PixelShorts s = lanes::loadPixelShorts(from);
+        const auto v = Chain<FromYcc<S>, Matrix<S>>::template of<Short>(
+            Pixel<sourceBands, lanes::I32>{s.band(0), s.band(1), s.band(2)});
+        unsigned doubt = 0;
+        const auto linear = [&doubt](lanes::F32 value) {
+            const auto [values, doubts] = linearShorts(value);
+            doubt |= doubts;
+            // What is nearest to a value is so to its complement, away from the middle between two.
+            return std::is_same_v<Last, ToRgb> ? values : ~values;
+        };
+        const auto bands = Last::template of<Short>(Rgb{linear(v.r), linear(v.g), linear(v.b)});
+        store<Last::bands>(to, bands);
+        return static_cast<std::uint16_t>(doubt);
+    }
+};
+
+/// The vectors of a chain with doubts, if it has such.
+template <class... Stages>
+struct VectorOf {
+    static constexpr bool exists = !shortSums<Stages...>.empty();
+    using type = SumVector<shortSums<Stages...>>;
+};
+template <Space S>
+struct VectorOf<FromYcc<S>, Matrix<S>, Linear, Full, ToRgb> {
+    static constexpr bool exists = true;
+    using type = LinearVector<S, ToRgb>;
+};
+template <Space S, class Last>
+struct VectorOf<FromYcc<S>, Matrix<S>, Linear, OneMinus, Full, Last> {
+    static constexpr bool exists = true;
+    using type = LinearVector<S, Last>;
+};
+
+/// Whether a chain makes three equal bands of one.
+template <class... Stages>
+inline constexpr bool makesGrey = [] {
+    using All = Chain<Stages...>;
+    constexpr std::size_t beforeLast = sizeof...(Stages) - (sizeof...(Stages) > 1 ? 2 : 1);
+    using Before = std::tuple_element_t<beforeLast, std::tuple<Stages...>>;
+    using Last = typename All::Last;
+    return All::First::sourceBands == 1 && std::is_same_v<Before, Repeat> &&
+           (std::is_same_v<Last, ToRgb> || std::is_same_v<Last, ToCmy>);
+}();
+
+template <class All>
+void greyRow(const Short* from, Short* to, std::size_t pixels) noexcept {
+    All::template prepare<Short>();
+    constexpr std::size_t most = 2048;
+    constexpr std::size_t bands = 3;
+    constexpr bool same = std::is_same_v<All, Chain<FromGrey, Repeat, ToRgb>>;
+    Short values[most];
+    const bool past = pixels * bands * sizeof(Short) >= beyondCaches;
+    for (std::size_t done = 0; done < pixels; done += most) {
+        const std::size_t count = std::min(most, pixels - done);
+        for (std::size_t i = 0; i < count && !same; ++i) {
+            values[i] = static_cast<Short>(All::template of<Short>(Pixel<1>{from[done + i]})[0]);
+        }
+        repeatThrice(to + done * bands, same ? from + done : values, count, past);
+    }
+    if (past) endPast();
+}
+
+/// Stages that lanes of shorts go through.
+template <class Stage>
+concept InLanes = Stage::inShortLanes;
+
 } // namespace short_rows_detail
+
+#endif
 
 /// A row of shorts. The source may be the destination.
 template <class... Stages>
 void convertShorts(const std::int16_t* from, std::int16_t* to, std::size_t pixels) noexcept {
-#if defined(__AVX512BW__)
-    if constexpr (short_rows_detail::weighs<Stages...>) {
+#if defined(ORV_SHORT_PIXELS)
+    using All = Chain<Stages...>;
+    if constexpr ((short_rows_detail::InLanes<Stages> && ...)) {
+        return short_rows_detail::laneRow<All>(from, to, pixels);
+    } else if constexpr (short_rows_detail::VectorOf<Stages...>::exists) {
+        return short_rows_detail::DoubtRow<All, typename short_rows_detail::VectorOf<Stages...>::type>::row(from, to,
+                                                                                                            pixels);
+    } else if constexpr (short_rows_detail::weighs<Stages...>) {
         const std::size_t done = short_rows_detail::weighShorts(from, to, pixels);
-        from += 3 * done;
-        to += done;
-        pixels -= done;
+        return convertRow<std::int16_t, Stages...>(from + 3 * done, to + done, pixels - done);
+    } else if constexpr (short_rows_detail::makesGrey<Stages...>) {
+        return short_rows_detail::greyRow<All>(from, to, pixels);
     }
 #endif
     convertRow<std::int16_t, Stages...>(from, to, pixels);

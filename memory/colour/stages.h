@@ -1,7 +1,7 @@
 // The stages that conversions are composed of. A stage is a type with `of<Sample>(value)`: the value of the stage
 // before it goes in, its own comes out. What single precision holds is a float here, everything else is a double; the
 // order of each sum and product is part of the result. Stages that say `inLanes` take vectors of pixels as well, and
-// give the same.
+// give the same; for shorts those that say `inShortLanes` do.
 #pragma once
 
 #include <array>
@@ -101,6 +101,7 @@ template <class Sample>
 
 struct FromRgb {
     static constexpr bool inLanes = true;
+    static constexpr bool inShortLanes = true;
     static constexpr std::size_t sourceBands = 3;
     ORV_STAGE auto of(auto p) noexcept { return Rgb{p[2], p[1], p[0]}; }
 };
@@ -108,6 +109,7 @@ struct FromRgb {
 /// Inks, each in the place of the band that it takes away.
 struct FromCmy {
     static constexpr bool inLanes = true;
+    static constexpr bool inShortLanes = true;
     static constexpr std::size_t sourceBands = 3;
     ORV_STAGE auto of(auto p) noexcept { return Rgb{p[0], p[1], p[2]}; }
 };
@@ -140,6 +142,7 @@ struct FromGrey {
 template <Space S>
 struct FromYcc {
     static constexpr bool inLanes = true;
+    static constexpr bool inShortLanes = true;
     static constexpr std::size_t sourceBands = 3;
     ORV_STAGE auto of(auto p) noexcept {
         constexpr const Coding* codings = factsOf<S>.template bands<Sample>();
@@ -174,6 +177,7 @@ private:
 /// The complement of a sample, all bits inverted.
 struct Not : EachValue<Not> {
     static constexpr bool inLanes = true;
+    static constexpr bool inShortLanes = true;
     static constexpr bool ofBytes = true;
     ORV_STAGE auto each(auto sample) noexcept { return 2 * Scale<Sample>::zero + Scale<Sample>::full - sample; }
 };
@@ -231,13 +235,24 @@ struct LinearByKey : EachValue<LinearByKey> {
 /// The whole range of the sample from 0 to 1.
 struct Full : EachValue<Full> {
     static constexpr bool inLanes = true;
+    static constexpr bool inShortLanes = true;
     ORV_STAGE int each(double v) noexcept { return toSample<Sample>(v); }
-    /// For bytes. The product is exact in double, so that one rounding does for it and for the sum.
+    /// The product is exact in double, so that one rounding does for it and for the sum. Where the sum of shorts is not
+    /// exact, next to 0, it comes to the same for every float there is. Shorts are clamped where they are stored.
     ORV_STAGE lanes::I32 each(lanes::F32 v) noexcept {
         const lanes::F32 full = lanes::F32{} + static_cast<float>(Scale<Sample>::full);
-        const lanes::F32 sum = lanes::multiplyAdd(v, full, lanes::F32{} + 0.5F);
-        return lanes::truncate(lanes::smaller<lanes::F32>(lanes::larger<lanes::F32>(sum, lanes::F32{}), full));
+        if constexpr (sizeof(Sample) == 1) {
+            const lanes::F32 sum = lanes::multiplyAdd(v, full, lanes::F32{} + 0.5F);
+            return lanes::truncate(lanes::smaller<lanes::F32>(lanes::larger<lanes::F32>(sum, lanes::F32{}), full));
+        } else {
+            const lanes::F32 start = v >= firstAtZero ? lanes::F32{} - 32767.5F : lanes::F32{} - 32768.5F;
+            return lanes::truncate(lanes::multiplyAdd(v, full, start));
+        }
     }
+
+private:
+    /// The first float that comes to no less than 0 as a short.
+    static constexpr float firstAtZero = 0x1.000102p-1F;
 };
 
 struct Quantise : EachValue<Quantise> {
@@ -270,6 +285,7 @@ struct Repeat {
 template <Space S>
 struct Matrix {
     static constexpr bool inLanes = true;
+    static constexpr bool inShortLanes = true;
     template <class Sample, class V>
     [[gnu::always_inline]] static constexpr Rgb<V> of(Luma<V, V> v) noexcept {
         constexpr const YccFacts& facts = factsOf<S>;
@@ -294,6 +310,7 @@ struct LumaAlone {
 
 struct ToRgb {
     static constexpr bool inLanes = true;
+    static constexpr bool inShortLanes = true;
     static constexpr std::size_t bands = 3;
     template <class Sample, class V>
     [[gnu::always_inline]] static constexpr Pixel<bands, V> of(Rgb<V> v) noexcept {
@@ -304,6 +321,7 @@ struct ToRgb {
 /// Complements already taken.
 struct ToCmy {
     static constexpr bool inLanes = true;
+    static constexpr bool inShortLanes = true;
     static constexpr std::size_t bands = 3;
     template <class Sample, class V>
     [[gnu::always_inline]] static constexpr Pixel<bands, V> of(Rgb<V> v) noexcept {
@@ -345,6 +363,14 @@ struct ToY {
     ORV_STAGE Pixel<bands> of(double v) noexcept {
         return {encodeBand<Sample>(v, factsOf<ycc601>.template bands<Sample>()[0])};
     }
+};
+
+/// For chains that a table stands for: a sample as the pixel of one band that it is, and the other way round.
+struct AsPixel {
+    ORV_STAGE Pixel<1> of(int sample) noexcept { return {sample}; }
+};
+struct AsSample {
+    ORV_STAGE int of(Pixel<1> p) noexcept { return p[0]; }
 };
 
 // Whole conversions, or most of one, that the stages above do not tell.

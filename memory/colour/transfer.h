@@ -41,7 +41,7 @@ struct Scale<std::int16_t> {
 };
 
 /// A quotient in single precision, rounded once: all sums of a sample and an offset come to the same by a product in
-/// double, which takes less time. In lanes it is a product with the divisor's reciprocal in two parts, for bytes.
+/// double, which takes less time. In lanes it is a product with the divisor's reciprocal in two parts.
 [[gnu::always_inline]] constexpr float divided(int value, float divisor) noexcept {
     return static_cast<float>(value * (1 / double{divisor}));
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <iostream>
 #include <random>
@@ -9,6 +11,7 @@
 #include <vector>
 
 #include "memory/colour/CSoperation.h"
+#include "memory/colour/curve_lanes.h"
 #include "memory/colour/power.h"
 #include "memory/colour/tables.h"
 #include "models/colour_model.h"
@@ -123,6 +126,64 @@ TEST(ColourPower, AgreesWithAWiderFormatAndRoundsLikeIt) {
     EXPECT_LT(worst, 2e-15);
     EXPECT_LE(heldApart, 1);
     EXPECT_EQ(orvi::colour::power(1.0, 0.45), 1.0);
+}
+
+// What lanes of shorts do in fewer roundings comes to the same.
+
+TEST(ColourLanes, QuotientsOfShortsAreProductsInTwoParts) {
+    using namespace orvi::colour;
+    const auto holds = [](const YccFacts& facts) {
+        for (const Coding& coding : facts.shorts) {
+            const auto divisor = static_cast<float>(coding.factor);
+            const float high = 1 / divisor;
+            const auto low = static_cast<float>(1 / double{divisor} - double{high});
+            for (int sample = -32768; sample <= 32767; ++sample) {
+                const auto v = static_cast<float>(sample - coding.offset);
+                ASSERT_EQ(std::fma(v, high, v * low), v / divisor) << divisor << ", " << sample;
+            }
+        }
+    };
+    holds(factsOf<photoycc>);
+    holds(factsOf<ycc601>);
+    holds(factsOf<ycc709>);
+}
+
+TEST(ColourLanes, ShortsOfFloatsTakeOneRounding) {
+    const auto check = [](float v) {
+        const float start = v >= 0x1.000102p-1F ? -32767.5F : -32768.5F;
+        const int once = static_cast<int>(std::clamp(std::fma(v, 65535.0F, start), -32768.0F, 32767.0F));
+        ASSERT_EQ(once, orvi::colour::toSample<std::int16_t>(static_cast<double>(v))) << v;
+    };
+    // Where the sum in double is not exact, and every so many floats from there to 4. All there are hold as well.
+    const std::uint32_t exact = std::bit_cast<std::uint32_t>(0x1p-14F);
+    const std::uint32_t four = std::bit_cast<std::uint32_t>(4.0F);
+    for (std::uint32_t bits = std::bit_cast<std::uint32_t>(0x1p-18F); bits < four; bits += bits < exact ? 1 : 61) {
+        check(floatOfBits(bits));
+        check(-floatOfBits(bits));
+    }
+    for (std::uint32_t bits = std::bit_cast<std::uint32_t>(0.5F); bits < std::bit_cast<std::uint32_t>(0.51F); ++bits) {
+        check(floatOfBits(bits));
+    }
+}
+
+TEST(ColourLanes, PiecesOfTheCurveLeaveNoDoubtUnsaid) {
+    using namespace orvi::colour;
+    const auto fused = [](float a, float b, float c) { return std::fma(a, b, c); };
+    long doubtful = 0;
+    long all = 0;
+    // Every so many of the floats there are. All of them hold as well.
+    const std::uint32_t one = std::bit_cast<std::uint32_t>(1.0F);
+    for (std::uint32_t bits = std::bit_cast<std::uint32_t>(0x1p-9F); bits < one; bits += 23) {
+        const float v = floatOfBits(bits);
+        const float value = linearPieces.of(v, fused);
+        const float low = std::nearbyint(value - LinearPieces::doubt);
+        const float high = std::nearbyint(value + LinearPieces::doubt);
+        ++all;
+        doubtful += low != high;
+        if (low != high) continue;
+        ASSERT_EQ(low, static_cast<float>(toSample<std::int16_t>(inverseTransfer(static_cast<double>(v))))) << v;
+    }
+    EXPECT_LT(doubtful, all / 100);
 }
 
 /// Pixels that a conversion is tried on: extremes, every level of bytes, the grey axis, and random ones.

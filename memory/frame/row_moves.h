@@ -1,0 +1,37 @@
+// Rows whose samples are only moved: repeated, taken apart and put together, or put past the caches.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace orvi {
+
+/// Results from so many bytes on are not kept by caches near a core: fetching their lines only to overwrite them would
+/// cost up to a third of the time.
+inline constexpr std::size_t beyondCaches = std::size_t{4} << 20;
+
+/// Writes each sample three times, past the caches or not.
+void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, bool past) noexcept;
+void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples, bool past) noexcept;
+
+/// Copies bytes past the caches where the instruction set can write whole lines.
+void copyPast(void* to, const void* from, std::size_t bytes) noexcept;
+/// To be called behind the last of what goes past the caches.
+void endPast() noexcept;
+
+/// The first three bands of pixels of four bytes, and four bands as pixels.
+void splitThreeOfFour(const std::uint8_t* from, std::uint8_t* band0, std::uint8_t* band1, std::uint8_t* band2,
+                      std::size_t pixels) noexcept;
+void joinFour(const std::uint8_t* band0, const std::uint8_t* band1, const std::uint8_t* band2,
+              const std::uint8_t* band3, std::uint8_t* to, std::size_t pixels) noexcept;
+
+namespace plain {
+void splitThreeOfFour(const std::uint8_t* from, std::uint8_t* band0, std::uint8_t* band1, std::uint8_t* band2,
+                      std::size_t pixels) noexcept;
+void joinFour(const std::uint8_t* band0, const std::uint8_t* band1, const std::uint8_t* band2,
+              const std::uint8_t* band3, std::uint8_t* to, std::size_t pixels) noexcept;
+void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples) noexcept;
+void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples) noexcept;
+} // namespace plain
+
+} // namespace orvi
