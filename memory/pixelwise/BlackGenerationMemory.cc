@@ -1,7 +1,7 @@
 // A black band from cyan, magenta and yellow, and what it takes away from them.
 
 #include <algorithm>
-#include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -9,12 +9,16 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
+#include "memory/frame/row_moves.h"
+#include "memory/frame/short_pixels.h"
 #include "memory/frame/walk.h"
 #include "memory/pixelwise/constants.h"
 
 namespace {
 
 using namespace orvi;
+using Byte = std::uint8_t;
+using Short = std::int16_t;
 
 template <class T>
 constexpr Fetch blackFetches[] = {
@@ -27,6 +31,14 @@ constexpr unsigned allBands = 4;
 
 constexpr std::size_t chunk = 256;
 
+/// What the parameters say: the black band and what the inks lose, as shares of the least ink.
+struct Shares {
+    float black;
+    float undercolor;
+
+    bool operator==(const Shares&) const noexcept = default;
+};
+
 /// The inks of a chunk, each as a plane, and what becomes of them.
 struct Planes {
     alignas(64) float samples[inks][chunk];
@@ -34,7 +46,7 @@ struct Planes {
 };
 
 template <class T>
-void separatePlanes(Planes& planes, float black, float undercolor) noexcept {
+void separatePlanes(Planes& planes, Shares shares) noexcept {
     using lanes::F32;
     const auto put = [&planes](unsigned band, std::size_t at, F32 value) {
         lanes::store(planes.results[band] + at, lanes::rounded(value, lowest<T>, highest<T>));
@@ -43,24 +55,24 @@ void separatePlanes(Planes& planes, float black, float undercolor) noexcept {
         F32 ink[inks];
         for (unsigned band = 0; band < inks; ++band) ink[band] = lanes::load<F32>(planes.samples[band] + i);
         const F32 k = lanes::smaller<F32>(lanes::smaller<F32>(ink[0], ink[1]), ink[2]);
-        const F32 removed = k * undercolor;
+        const F32 removed = k * shares.undercolor;
         for (unsigned band = 0; band < inks; ++band) put(band, i, ink[band] - removed);
-        put(inks, i, k * black);
+        put(inks, i, k * shares.black);
     }
 }
 
-/// A source without black.
-template <class T>
-void separate(T* d, const T* s, std::size_t pixels, float black, float undercolor) noexcept {
+/// The source's black takes no part.
+template <unsigned SourceBands, class T>
+void separate(T* d, const T* s, std::size_t pixels, Shares shares) noexcept {
     static Planes planes;
-    for (std::size_t done = 0; done < pixels; done += chunk, d += chunk * allBands, s += chunk * inks) {
+    for (std::size_t done = 0; done < pixels; done += chunk, d += chunk * allBands, s += chunk * SourceBands) {
         const std::size_t count = std::min(chunk, pixels - done);
         for (std::size_t i = 0; i < count; ++i) {
             for (unsigned ink = 0; ink < inks; ++ink) {
-                planes.samples[ink][i] = static_cast<float>(s[inks * i + ink]);
+                planes.samples[ink][i] = static_cast<float>(s[SourceBands * i + ink]);
             }
         }
-        separatePlanes<T>(planes, black, undercolor);
+        separatePlanes<T>(planes, shares);
         for (std::size_t i = 0; i < count; ++i) {
             for (unsigned band = 0; band < allBands; ++band) {
                 d[allBands * i + band] = static_cast<T>(planes.results[band][i]);
@@ -69,80 +81,192 @@ void separate(T* d, const T* s, std::size_t pixels, float black, float undercolo
     }
 }
 
-// Pixels of four bands in both images stay together: vectors of words, which hold a pixel of bytes or half a pixel of
-// shorts each. The source's black takes no part.
+/// Bytes by tables of the least ink k, of which there are 256. What an ink x becomes is x - loss(k), saturated, plus 1
+/// where x is above last(k): with the half of a rounding next to a whole number it depends on the size of the
+/// difference, in single precision, to which side that goes.
+class ByteTables {
+public:
+    /// Tables for the shares; null where no such tables serve, because a share is no number or far too large.
+    static const ByteTables* of(Shares shares) noexcept {
+        static ByteTables tables;
+        if (!tables.made_ || !(tables.shares_ == shares)) tables.make(shares);
+        return tables.serves_ ? &tables : nullptr;
+    }
 
-constexpr bool lowestFirst = std::endian::native == std::endian::little;
+    template <unsigned SourceBands>
+    void separate(Byte* d, const Byte* s, std::size_t pixels) const noexcept {
+        for (std::size_t done = 0; done < pixels; done += most, d += most * allBands, s += most * SourceBands) {
+            const std::size_t count = std::min(most, pixels - done);
+            alignas(64) Byte ink[allBands][most];
+            split<SourceBands>(s, ink, count);
+            change(ink, count);
+            joinFour(ink[0], ink[1], ink[2], ink[inks], d, count);
+        }
+    }
 
-template <class T>
-lanes::U32 separated(lanes::U32 pixels, float black, float undercolor) noexcept;
+private:
+    static constexpr int levels = 256;
+    static constexpr std::size_t most = 1024;
 
-template <>
-lanes::U32 separated<std::uint8_t>(lanes::U32 pixels, float black, float undercolor) noexcept {
+    template <unsigned SourceBands>
+    static void split(const Byte* s, Byte (&ink)[allBands][most], std::size_t pixels) noexcept {
+        if constexpr (SourceBands == inks) {
+            lanes::splitBands(s, ink[0], ink[1], ink[2], pixels);
+        } else {
+            splitThreeOfFour(s, ink[0], ink[1], ink[2], pixels);
+        }
+    }
+
+    void change(Byte (&ink)[allBands][most], std::size_t pixels) const noexcept {
+        alignas(64) Byte least[most];
+        alignas(64) Byte loss[most];
+        alignas(64) Byte last[most];
+        const auto smaller = [](auto a, auto b) { return lanes::smaller<decltype(a)>(a, b); };
+        lanes::mapRow(least, pixels, smaller, ink[0], ink[1]);
+        lanes::mapRow(least, pixels, smaller, least, ink[2]);
+        lanes::mapBytes(loss, least, pixels, loss_);
+        if (hasLast_) lanes::mapBytes(last, least, pixels, last_);
+        for (unsigned band = 0; band < inks; ++band) take(ink[band], loss, last, pixels);
+        lanes::mapBytes(ink[inks], least, pixels, black_);
+    }
+
+    void take(Byte* ink, const Byte* loss, const Byte* last, std::size_t pixels) const noexcept {
+        const auto moved = [gains = gains_](auto x, auto by) {
+            return gains ? lanes::addSaturated(x, by) : lanes::subtractSaturated(x, by);
+        };
+        if (!hasLast_) {
+            lanes::mapRow(ink, pixels, moved, ink, loss);
+            return;
+        }
+        const auto raised = [moved](auto x, auto by, auto end) {
+            if constexpr (std::is_same_v<decltype(x), Byte>) return moved(x, by) + (x > end);
+            // A comparison of vectors gives -1.
+            if constexpr (std::is_same_v<decltype(x), lanes::U8>) return moved(x, by) - (lanes::U8)(x > end);
+        };
+        lanes::mapRow(ink, pixels, raised, ink, loss, last);
+    }
+
+    void make(Shares shares) noexcept {
+        shares_ = shares;
+        made_ = true;
+        hasLast_ = false;
+        gains_ = shares.undercolor < 0;
+        serves_ = true;
+        for (int k = 0; k < levels && serves_; ++k) {
+            const auto least = static_cast<float>(k);
+            black_[k] = roundTo<Byte>(least * shares.black);
+            serves_ = level(k, least * shares.undercolor);
+        }
+    }
+
+    /// The tables' entries of a level; false where there are none.
+    bool level(int k, float removed) noexcept {
+        constexpr float far = 65536; // beyond all that inks can lose, and small enough for what follows
+        if (!(removed > -far && removed < far)) return false;
+        const int whole = static_cast<int>(std::ceil(double{removed} - 0.5));
+        loss_[k] = saturate<Byte>(gains_ ? -whole : whole);
+        last_[k] = Byte{levels - 1};
+        // Differences of so many bits less are exact, and others too far from a half to be rounded across it.
+        constexpr float exactParts = 0x1p13F;
+        const float parts = removed * exactParts;
+        const bool exact = parts == std::trunc(parts);
+        const double fromHalf = std::fabs(double{removed} - std::floor(double{removed}) - 0.5);
+        if (exact || fromHalf > 1 / double{exactParts}) return true;
+        return findLast(k, removed);
+    }
+
+    /// No ink is below the least of them.
+    bool findLast(int k, float removed) noexcept {
+        for (int x = levels - 1; x >= k; --x) {
+            const int plain = gains_ ? saturate<Byte>(x + loss_[k]) : saturate<Byte>(x - loss_[k]);
+            const int result = roundTo<Byte>(static_cast<float>(x) - removed);
+            const bool above = result == plain + 1;
+            if (!above && result != plain) return false;
+            if (above && x != last_[k]) return false;
+            if (!above) continue;
+            last_[k] = static_cast<Byte>(x - 1);
+            hasLast_ = true;
+        }
+        return true;
+    }
+
+    Shares shares_;
+    bool made_;
+    bool serves_;
+    bool gains_;
+    bool hasLast_;
+    Byte black_[levels];
+    Byte loss_[levels];
+    Byte last_[levels];
+};
+
+/// Runs that are worth the tables.
+constexpr std::size_t worthTables = 256;
+
+template <unsigned SourceBands>
+void separateRun(Byte* d, const Byte* s, std::size_t pixels, Shares shares) noexcept {
+    const ByteTables* tables = pixels >= worthTables ? ByteTables::of(shares) : nullptr;
+    if (tables != nullptr) return tables->separate<SourceBands>(d, s, pixels);
+    separate<SourceBands>(d, s, pixels, shares);
+}
+
+#if defined(ORV_SHORT_PIXELS)
+
+/// Shorts by vectors of pixels.
+template <unsigned SourceBands>
+void separateVector(Short* d, const Short* s, Shares shares) noexcept {
     using lanes::F32;
-    const auto place = [](unsigned band) { return static_cast<int>(8 * (lowestFirst ? band : allBands - 1 - band)); };
-    F32 ink[inks];
-    for (unsigned band = 0; band < inks; ++band) ink[band] = lanes::toFloat((lanes::I32)(pixels >> place(band) & 255));
-    const F32 k = lanes::smaller<F32>(lanes::smaller<F32>(ink[0], ink[1]), ink[2]);
-    const F32 removed = k * undercolor;
-    // The sign of the half does not matter to what is clamped to 0.
-    const auto byte = [](F32 value) {
-        const F32 sum = lanes::larger<F32>(value + 0.5F, F32{});
-        return (lanes::U32)lanes::truncate(lanes::smaller<F32>(sum, 255.0F - F32{}));
-    };
-    lanes::U32 results = byte(k * black) << place(inks);
-    for (unsigned band = 0; band < inks; ++band) results |= byte(ink[band] - removed) << place(band);
-    return results;
+    using lanes::I32;
+    I32 ink[inks];
+    if constexpr (SourceBands == inks) {
+        const lanes::PixelShorts bands = lanes::loadPixelShorts(s);
+        for (unsigned band = 0; band < inks; ++band) ink[band] = bands.band(band);
+    } else {
+        const lanes::FourShorts bands = lanes::loadFourShorts(s);
+        ink[0] = bands.firstTwo << 16 >> 16;
+        ink[1] = bands.firstTwo >> 16;
+        ink[2] = bands.lastTwo << 16 >> 16;
+    }
+    const F32 k = lanes::toFloat(lanes::smaller<I32>(lanes::smaller<I32>(ink[0], ink[1]), ink[2]));
+    const F32 removed = k * shares.undercolor;
+    const auto result = [removed](I32 x) { return roundedShort(lanes::toFloat(x) - removed); };
+    lanes::storeFourShorts(d, result(ink[0]), result(ink[1]), result(ink[2]), roundedShort(k * shares.black));
 }
 
-/// Words of the first two bands take turns with those of the last two.
-template <>
-lanes::U32 separated<std::int16_t>(lanes::U32 pixels, float black, float undercolor) noexcept {
-    using lanes::F32, lanes::I32, lanes::U32, lanes::U64;
-    const auto last = (I32)(lanes::U64{} + (lowestFirst ? 0xffffffff00000000ULL : 0xffffffffULL));
-    const F32 earlier = lanes::toFloat((I32)(lowestFirst ? pixels << 16 : pixels) >> 16);
-    const F32 later = lanes::toFloat((I32)(lowestFirst ? pixels : pixels << 16) >> 16);
-    const F32 either = lanes::smaller<F32>(earlier, last != 0 ? earlier : later);
-    const auto turned = (F32)((U64)either >> 32 | (U64)either << 32);
-    const F32 k = lanes::smaller<F32>(either, turned);
-    const F32 removed = k * undercolor;
-    const auto rounded = [](F32 value) {
-        return (U32)lanes::rounded(value, lowest<std::int16_t>, highest<std::int16_t>);
-    };
-    const U32 first = rounded(earlier - removed);
-    const U32 second = rounded(last != 0 ? k * black : later - removed);
-    return lowestFirst ? (first & 0xffff) | second << 16 : first << 16 | (second & 0xffff);
-}
-
-template <class T>
-void separateWords(T* d, const T* s, std::size_t pixels, float black, float undercolor) noexcept {
-    constexpr std::size_t n = lanes::vectorBytes / sizeof(T);
-    const std::size_t samples = pixels * allBands;
-    const auto vector = [=](T* to, const T* from) {
-        lanes::store(to, separated<T>(lanes::load<lanes::U32>(from), black, undercolor));
-    };
+template <unsigned SourceBands>
+void separateRun(Short* d, const Short* s, std::size_t pixels, Shares shares) noexcept {
+    constexpr std::size_t n = lanes::shortPixels;
     std::size_t i = 0;
-    for (; i + n <= samples; i += n) vector(d + i, s + i);
-    if (i == samples) return;
-    T rest[n] = {};
-    std::memcpy(rest, s + i, (samples - i) * sizeof(T));
-    vector(rest, rest);
-    std::memcpy(d + i, rest, (samples - i) * sizeof(T));
+    for (; i + n <= pixels; i += n) separateVector<SourceBands>(d + i * allBands, s + i * SourceBands, shares);
+    if (i == pixels) return;
+    Short source[n * SourceBands] = {};
+    Short result[n * allBands];
+    std::memcpy(source, s + i * SourceBands, (pixels - i) * SourceBands * sizeof(Short));
+    separateVector<SourceBands>(result, source, shares);
+    std::memcpy(d + i * allBands, result, (pixels - i) * allBands * sizeof(Short));
 }
+
+#else
+
+template <unsigned SourceBands>
+void separateRun(Short* d, const Short* s, std::size_t pixels, Shares shares) noexcept {
+    separate<SourceBands>(d, s, pixels, shares);
+}
+
+#endif
 
 template <class T>
 OrvStatus blackGeneration(OrvOp* op, const char* file) noexcept {
     Frame frame(op);
     if (frame.open({file, blackFetches<T>, {"di-12", 0, 1}, src1}) != ORV_SUCCESS) return ORV_FAILURE;
-    const float black = constantOf(op->getFloatParam(1));
-    const float undercolor = constantOf(op->getFloatParam(2));
+    const Shares shares{constantOf(op->getFloatParam(1)), constantOf(op->getFloatParam(2))};
     const unsigned sourceBands = std::min(frame[src1].bands, allBands);
     if (sourceBands < inks || frame[dst].bands < allBands) return ORV_SUCCESS;
     walkRuns<T, T>(
         frame.rects(),
         [=](T* d, const T* s, std::size_t pixels) {
-            if (sourceBands == inks) return separate<T>(d, s, pixels, black, undercolor);
-            separateWords<T>(d, s, pixels, black, undercolor);
+            if (sourceBands == inks) return separateRun<inks>(d, s, pixels, shares);
+            separateRun<allBands>(d, s, pixels, shares);
         },
         Operand{&frame[dst], allBands}, Operand{&frame[src1], sourceBands});
     return ORV_SUCCESS;
@@ -151,8 +275,8 @@ OrvStatus blackGeneration(OrvOp* op, const char* file) noexcept {
 } // namespace
 
 OrvStatus OrvDeviceComputeTypeMemory::BlackGeneration8(OrvOp* op, int) noexcept {
-    return blackGeneration<std::uint8_t>(op, "BlackGeneration8Memory.cc");
+    return blackGeneration<Byte>(op, "BlackGeneration8Memory.cc");
 }
 OrvStatus OrvDeviceComputeTypeMemory::BlackGeneration16(OrvOp* op, int) noexcept {
-    return blackGeneration<std::int16_t>(op, "BlackGeneration16Memory.cc");
+    return blackGeneration<Short>(op, "BlackGeneration16Memory.cc");
 }

@@ -15,24 +15,27 @@ namespace orvi {
 /// NaN counts as 0.
 constexpr float constantOf(float value) noexcept { return value == value ? value : 0.0F; }
 
+#if defined(__AVX512BW__)
+/// A vector of floats as shorts, rounded as roundTo does, but that what is too low saturates only as it narrows: the
+/// half takes the sign bit. The forms with masks are for compilers that take the plain ones' unset operand for a fault.
+inline lanes::I32 roundedShort(lanes::F32 x) noexcept {
+    constexpr __mmask16 all = 0xffff;
+    constexpr int signOrThird = 0xea;
+    const __m512i half = _mm512_ternarylogic_epi32((__m512i)x, _mm512_set1_epi32(lowest<std::int32_t>),
+                                                   (__m512i)_mm512_set1_ps(0.5F), signOrThird);
+    const lanes::F32 sum = x + (lanes::F32)half;
+    const __m512 capped = _mm512_maskz_min_ps(all, (__m512)sum, _mm512_set1_ps(highest<std::int16_t>));
+    const __mmask16 numbers = _mm512_cmp_ps_mask((__m512)sum, (__m512)sum, _CMP_ORD_Q);
+    return (lanes::I32)_mm512_maskz_cvttps_epi32(numbers, capped);
+}
+#endif
+
 /// Two vectors of floats as shorts, rounded as roundTo does: half added by sign in single precision (equal to the wider
 /// sum rounded once, since that is exact wherever it could matter), clamped, truncated; NaN gives 0.
 inline void storeRounded(std::int16_t* to, lanes::F32 first, lanes::F32 second) noexcept {
 #if defined(__AVX512BW__)
-    // In fewer steps: the half takes the sign bit, what is too low saturates as it narrows. The forms with masks are
-    // for compilers that take the plain ones' unset operand for a fault.
-    const auto whole = [](lanes::F32 x) {
-        constexpr __mmask16 all = 0xffff;
-        constexpr int signOrThird = 0xea;
-        const __m512i half = _mm512_ternarylogic_epi32((__m512i)x, _mm512_set1_epi32(lowest<std::int32_t>),
-                                                       (__m512i)_mm512_set1_ps(0.5F), signOrThird);
-        const lanes::F32 sum = x + (lanes::F32)half;
-        const __m512 capped = _mm512_maskz_min_ps(all, (__m512)sum, _mm512_set1_ps(highest<std::int16_t>));
-        const __mmask16 numbers = _mm512_cmp_ps_mask((__m512)sum, (__m512)sum, _CMP_ORD_Q);
-        return _mm512_maskz_cvttps_epi32(numbers, capped);
-    };
     // Narrowing takes turns with the quarters of its operands.
-    const lanes::Raw inTurns = _mm512_packs_epi32(whole(first), whole(second));
+    const lanes::Raw inTurns = _mm512_packs_epi32((lanes::Raw)roundedShort(first), (lanes::Raw)roundedShort(second));
     const lanes::Raw order = _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0);
     lanes::store(to, _mm512_maskz_permutexvar_epi64(0xff, order, inTurns));
 #else

@@ -110,4 +110,32 @@ TEST_P(Blacks, FollowTheModel) {
 
 INSTANTIATE_TEST_SUITE_P(All, Blacks, testing::Values(ORV_BYTE, ORV_SHORT));
 
+/// Every ink with every least one, under shares whose losses lie at halves, next to them and far from them.
+TEST(BlackGeneration, EveryInkAndLeastInk) {
+    for (float undercolor : {0.0F, 0.1F, 0.3F, 0.5F, 0.6F, 0.7F, 0.9F, 1.0F, 1.1F, 1.5F, 300.0F, 2000.0F, 1e30F, -0.1F,
+                             -0.3F, -0.5F, -1.0F, -2000.0F, -1e30F}) {
+        Case c{.name = "blackgeneration8"};
+        for (const char* name : {"s", "d"}) {
+            c.images.push_back({.name = name, .type = ORV_BYTE, .width = 256, .height = 256, .bands = 4});
+            c.images.back().data.resize(c.images.back().sampleCount());
+        }
+        std::vector<double>& samples = c.images[0].data;
+        for (unsigned least = 0; least < 256; ++least) {
+            for (unsigned ink = 0; ink < 256; ++ink) {
+                double* const pixel = &samples[4 * (least * 256 + ink)];
+                for (unsigned band = 0; band < 4; ++band) pixel[band] = std::max(ink, least);
+                pixel[ink % 3] = least;
+                pixel[(ink + 1) % 3] = (ink + least) / 2 < least ? least : (ink + least) / 2;
+            }
+        }
+        orvcase::Call call{
+            .op = c.name, .src = {"s"}, .dst = "d", .params = {orvcase::Param::f(0.8F), orvcase::Param::f(undercolor)}};
+        expectPixelwise(c, call, {"s"}, [&](const auto& pixel, unsigned band, double) {
+            return inkOf(pixel[0], band, 0.8F, undercolor, ORV_BYTE);
+        });
+        c.addCall(call);
+        if (!passes(c)) return;
+    }
+}
+
 } // namespace
