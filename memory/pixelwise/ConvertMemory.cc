@@ -1,10 +1,15 @@
 // Conversion of the data type without any scaling: a sample keeps its value or its low bits.
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
+#include "memory/frame/row_moves.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -27,11 +32,152 @@ constexpr FrameFacts withListId(const char* file) noexcept {
 
 bool sameTypes(Frame& frame) noexcept { return frame.image(src1)->getDataType() == frame.image(dst)->getDataType(); }
 
+#if defined(__AVX512BW__)
+
+/// The samples of an image of one band as runs beside the bits of another:
+/// `run(BitPosition bits, T* samples, std::size_t pixels)`. False where the pixels lie apart.
+template <class T, class Run>
+bool besideBits(Frame& frame, const Raster& bits, const Raster& samples, Run run) noexcept {
+    if (samples.pixel != sizeof(T)) return false;
+    for (Rect rect{}; frame.rects().next(rect);) {
+        const bool touch =
+            bitRowsTouch(rect, bits) && samples.stride == static_cast<std::ptrdiff_t>(sizeof(T)) * rect.width;
+        const std::size_t rows = touch ? 1 : rect.height;
+        const std::size_t pixels = touch ? std::size_t{rect.width} * rect.height : rect.width;
+        for (std::size_t row = 0; row < rows; ++row) {
+            const long y = rect.y + static_cast<long>(row);
+            run(bits.bit(rect.x, y, 0), samples.at<T>(rect.x, y), pixels);
+        }
+    }
+    return true;
+}
+
+/// Samples of a byte's bits, and of a vector's.
+constexpr std::size_t bitsOfByte = 8;
+template <class T>
+constexpr std::size_t bytesOfVector = lanes::count<T> / bitsOfByte;
+
+/// Places of bytes that turn every eight samples round.
+template <class T>
+struct Turned {
+    alignas(64) Byte places[64];
+
+    constexpr Turned() noexcept : places{} {
+        constexpr unsigned size = sizeof(T);
+        for (unsigned i = 0; i < 64; ++i)
+            places[i] =
+                static_cast<Byte>(i % 16 / (8 * size) * 8 * size + (7 - i % (8 * size) / size) * size + i % size);
+    }
+};
+template <class T>
+constexpr Turned<T> turned;
+
+/// The low bits of a vector of samples, the first one's the highest of the lowest byte.
+template <class T>
+std::uint64_t lowBits(const T* from) noexcept {
+    const lanes::Raw samples =
+        _mm512_shuffle_epi8(lanes::load<lanes::Raw>(from), lanes::load<lanes::Raw>(turned<T>.places));
+    if constexpr (sizeof(T) == 1) return _mm512_test_epi8_mask(samples, _mm512_set1_epi8(1));
+    if constexpr (sizeof(T) == 2) return _mm512_test_epi16_mask(samples, _mm512_set1_epi16(1));
+}
+
+template <class T>
+void packLowBits(BitPosition to, const T* from, std::size_t pixels) noexcept {
+    const auto few = [&](std::size_t count) {
+        Byte bytes[lanes::count<Byte>];
+        for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<Byte>(from[i] & 1);
+        packBits(bytes, 1, to.byte, to.offset, count);
+        from += count;
+        pixels -= count;
+    };
+    if (to.offset != 0) {
+        few(std::min<std::size_t>(pixels, bitsOfByte - to.offset));
+        to = {to.byte + 1, 0};
+    }
+    constexpr std::size_t n = lanes::count<T>;
+    for (; pixels >= n; pixels -= n, from += n, to.byte += bytesOfVector<T>) {
+        const std::uint64_t bits = lowBits(from);
+        std::memcpy(to.byte, &bits, bytesOfVector<T>);
+    }
+    if (pixels > 0) few(pixels);
+}
+
+/// Which byte each of a vector of shorts takes its bit from, and which bit.
+struct Spread {
+    alignas(64) Byte places[64];
+    alignas(64) std::uint16_t bit[32];
+
+    constexpr Spread() noexcept : places{}, bit{} {
+        for (unsigned i = 0; i < 32; ++i) {
+            places[2 * i] = static_cast<Byte>(i / bitsOfByte);
+            places[2 * i + 1] = 0x80;
+            bit[i] = static_cast<std::uint16_t>(0x80 >> (i % bitsOfByte));
+        }
+    }
+};
+constexpr Spread spread;
+
+void unpackToShorts(Short* to, BitPosition from, std::size_t pixels) noexcept {
+    const auto few = [&](std::size_t count) {
+        Byte bytes[lanes::count<Byte>];
+        unpackBits(from.byte, from.offset, bytes, 1, count);
+        for (std::size_t i = 0; i < count; ++i) to[i] = bytes[i];
+        to += count;
+        pixels -= count;
+    };
+    const bool past = pixels * sizeof(Short) >= beyondCaches;
+    if (from.offset != 0) {
+        few(std::min<std::size_t>(pixels, bitsOfByte - from.offset));
+        from = {from.byte + 1, 0};
+    }
+    const lanes::Raw places = lanes::load<lanes::Raw>(spread.places);
+    const lanes::U16 bit = lanes::load<lanes::U16>(spread.bit);
+    constexpr std::size_t most = 2048;
+    constexpr std::size_t n = lanes::count<Short>;
+    const auto vectors = [&](Short* d, std::size_t count) {
+        for (std::size_t i = 0; i < count; i += n, from.byte += bytesOfVector<Short>) {
+            const lanes::Raw copies = _mm512_shuffle_epi8(_mm512_set1_epi32(lanes::load<int>(from.byte)), places);
+            lanes::store(d + i, lanes::smaller<lanes::U16>((lanes::U16)copies & bit, 1 - lanes::U16{}));
+        }
+    };
+    while (pixels >= n) {
+        const std::size_t count = std::min(past ? most : pixels, pixels) / n * n;
+        if (past) {
+            Short values[most];
+            vectors(values, count);
+            copyPast(to, values, count * sizeof(Short));
+        } else {
+            vectors(to, count);
+        }
+        to += count;
+        pixels -= count;
+    }
+    if (past) endPast();
+    if (pixels > 0) few(pixels);
+}
+
+#endif
+
+/// Conversions of one band between bits and samples that lie side by side; false where the images are not such.
+template <class S, class D>
+bool convertRuns([[maybe_unused]] Frame& frame) noexcept {
+#if defined(__AVX512BW__)
+    if constexpr (std::is_same_v<D, Bit>) {
+        return besideBits<S>(frame, frame[dst], frame[src1], packLowBits<S>);
+    } else if constexpr (std::is_same_v<S, Bit> && std::is_same_v<D, Short>) {
+        return besideBits<D>(frame, frame[src1], frame[dst],
+                             [](BitPosition from, Short* to, std::size_t pixels) { unpackToShorts(to, from, pixels); });
+    }
+#endif
+    return false;
+}
+
 /// d = the low bits of s, or s itself.
 template <class S, class D, class Cut>
 OrvStatus convert(Frame& frame, const FrameFacts& facts, Cut cut) noexcept {
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = commonBands(frame[dst], frame[src1]);
+    if (bands == 1 && convertRuns<S, D>(frame)) return ORV_SUCCESS;
     walkRuns<D, S>(
         frame.rects(),
         [cut, bands](SampleOf<D>* d, const SampleOf<S>* s, std::size_t pixels) {
