@@ -11,6 +11,8 @@
 #include "memory/frame/bit_rows.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
+#include "memory/frame/orv_bit_utils.h"
+#include "memory/frame/row_moves.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -41,12 +43,43 @@ void walkBlend(Frame& frame, unsigned bands, Kernel&& kernel) noexcept {
                              Operand{&frame[src2], bands}, Operand{&frame[src3], 1});
 }
 
+/// Chooses bits by alpha samples that lie side by side; false where they do not. Some of a row at a time become bits,
+/// that choose for all bands.
+template <class Mix, class Alpha>
+bool chooseBits(Frame& frame, unsigned bands) noexcept {
+    if (frame[src3].pixel != sizeof(Alpha)) return false;
+    constexpr std::size_t most = 4096;
+    for (Rect rect{}; frame.rects().next(rect);) {
+        for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
+            for (std::size_t done = 0; done < rect.width; done += most) {
+                const std::size_t pixels = std::min(most, rect.width - done);
+                const long x = rect.x + static_cast<long>(done);
+                const Alpha* alpha = frame[src3].at<Alpha>(x, y);
+                Byte above[most];
+                for (std::size_t i = 0; i < pixels; ++i) above[i] = alpha[i] > Mix::threshold;
+                Byte mask[most / 8];
+                packBits(above, 1, mask, 0, pixels);
+                for (unsigned band = 0; band < bands; ++band) {
+                    combineBits(
+                        frame[dst].bit(x, y, band), pixels,
+                        [](auto a, auto b, auto chosen) { return (a & ~chosen) | (b & chosen); },
+                        frame[src1].bit(x, y, band), frame[src2].bit(x, y, band), BitPosition{mask, 0});
+                }
+            }
+        }
+    }
+    return true;
+}
+
 /// A member whose samples are `mix(alpha, s1, s2)`.
 template <class T, class Alpha, class Mix>
 OrvStatus blend(OrvOp* op, const char* file, Mix mix) noexcept {
     Frame frame(op);
     if (openBlend<T, Alpha>(frame, file) != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = blendBands(frame);
+    if constexpr (std::is_same_v<T, Bit>) {
+        if (chooseBits<Mix, Alpha>(frame, bands)) return ORV_SUCCESS;
+    }
     using Sample = SampleOf<T>;
     walkBlend<T, Alpha>(
         frame, bands,
@@ -69,45 +102,59 @@ OrvStatus blend(OrvOp* op, const char* file, Mix mix) noexcept {
 /// The second sample where alpha is above a threshold.
 template <int Threshold>
 struct Choose {
+    static constexpr int threshold = Threshold;
     template <class Alpha, class T>
     T operator()(Alpha alpha, T s1, T s2) const noexcept {
         return alpha > Threshold ? s2 : s1;
     }
 };
 
-// Alpha and the mix are held in single precision, and computed wider between.
+// Alpha and the mix are held in single precision, and computed wider between. Alpha has so few bits that all products
+// and sums of a mix are exact in double: one rounding does for them, where the build has it.
 
+using lanes::F32;
+using lanes::I32;
 using Doubles [[gnu::vector_size(2 * lanes::vectorBytes)]] = double;
 
-lanes::F32 mixed(lanes::F32 alpha, lanes::I32 s1, lanes::I32 s2) noexcept {
-    const Doubles a = __builtin_convertvector(alpha, Doubles);
-    const Doubles first = (1 - a) * __builtin_convertvector(s1, Doubles);
-    const Doubles second = a * __builtin_convertvector(s2, Doubles);
-    return __builtin_convertvector(first + second, lanes::F32);
+F32 mixed(F32 alpha, I32 s1, I32 s2) noexcept {
+    if constexpr (lanes::hasMultiplyAdd) {
+        return lanes::multiplyAdd(alpha, lanes::toFloat(s2 - s1), lanes::toFloat(s1));
+    } else {
+        const Doubles a = __builtin_convertvector(alpha, Doubles);
+        const Doubles first = (1 - a) * __builtin_convertvector(s1, Doubles);
+        const Doubles second = a * __builtin_convertvector(s2, Doubles);
+        return __builtin_convertvector(first + second, F32);
+    }
 }
 
-/// a * factor + offset.
-lanes::F32 alphaOf(lanes::I32 a, double factor, double offset) noexcept {
-    return __builtin_convertvector(__builtin_convertvector(a, Doubles) * factor + offset, lanes::F32);
+/// A quotient of every alpha there is, rounded once: a product with the divisor's reciprocal, in two parts or in
+/// double.
+template <int Divisor>
+F32 quotient(F32 value) noexcept {
+    if constexpr (lanes::hasMultiplyAdd) {
+        constexpr float high = 1 / static_cast<float>(Divisor);
+        constexpr auto low = static_cast<float>(1 / double{Divisor} - double{high});
+        return lanes::multiplyAdd(value, F32{} + high, value * low);
+    } else {
+        return __builtin_convertvector(__builtin_convertvector(value, Doubles) * (1.0 / Divisor), F32);
+    }
 }
 
-/// The range of shorts moved to 0 to 1. The product with 1 / 65535 is rounded to what the quotient is for every alpha.
+/// The range of shorts moved to 0 to 1, and a little below: a / 65535 + 0.5.
 struct MixBytes {
-    static constexpr double factor = 1 / 65535.0;
-    static constexpr double offset = 0.5;
-    static lanes::I32 finish(lanes::F32 x) noexcept {
-        const lanes::F32 rounded = lanes::smaller<lanes::F32>(x + 0.5F, 255.0F - lanes::F32{});
-        return lanes::truncate(x < 0.5F ? lanes::F32{} : rounded);
+    static F32 alpha(I32 a) noexcept { return quotient<131070>(lanes::toFloat(2 * a + 65535)); }
+    static I32 finish(F32 x) noexcept {
+        const F32 rounded = lanes::smaller<F32>(x + 0.5F, 255.0F - F32{});
+        return lanes::truncate(x < 0.5F ? F32{} : rounded);
     }
 };
 
-/// Alpha from 0 to a divisor, by a product as above. A short's is not moved: a negative one weighs less than nothing,
-/// the highest one half, as intended.
+/// Alpha from 0 to a divisor. A short's is not moved: a negative one weighs less than nothing, the highest one half, as
+/// intended.
 template <int Divisor>
 struct MixShorts {
-    static constexpr double factor = 1.0 / Divisor;
-    static constexpr double offset = 0;
-    static lanes::I32 finish(lanes::F32 x) noexcept { return lanes::rounded(x, lowest<Short>, highest<Short>); }
+    static F32 alpha(I32 a) noexcept { return quotient<Divisor>(lanes::toFloat(a)); }
+    static I32 finish(F32 x) noexcept { return lanes::rounded(x, lowest<Short>, highest<Short>); }
 };
 
 constexpr std::size_t spreadSamples = 65536;
@@ -122,11 +169,9 @@ template <class Alpha>
 const Alpha* spread(const Alpha* alpha, std::size_t pixels, unsigned bands) noexcept {
     if (bands == 1) return alpha;
     Alpha* to = spreadAlpha<Alpha>;
-    if constexpr (sizeof(Alpha) == 1) {
-        if (bands == 3) {
-            lanes::joinBands(alpha, alpha, alpha, to, pixels);
-            return spreadAlpha<Alpha>;
-        }
+    if (bands == 3) {
+        repeatThrice(to, alpha, pixels, false);
+        return to;
     }
     for (std::size_t i = 0; i < pixels; ++i, to += bands) std::fill_n(to, bands, alpha[i]);
     return spreadAlpha<Alpha>;
@@ -137,8 +182,7 @@ template <class Mix, class T, class Alpha>
 void mixRow(T* d, const T* s1, const T* s2, const Alpha* alpha, std::size_t samples) noexcept {
     constexpr std::size_t n = lanes::count<float>;
     const auto mixVector = [](T* to, const T* a, const T* b, const Alpha* weight) {
-        const lanes::F32 x = mixed(alphaOf(lanes::integersOf(weight), Mix::factor, Mix::offset), lanes::integersOf(a),
-                                   lanes::integersOf(b));
+        const F32 x = mixed(Mix::alpha(lanes::integersOf(weight)), lanes::integersOf(a), lanes::integersOf(b));
         lanes::storeIntegers(to, Mix::finish(x));
     };
     std::size_t i = 0;
@@ -200,8 +244,8 @@ Byte tableMix(const BlendRow* table, Byte alpha, Byte s1, Byte s2) noexcept {
     return static_cast<Byte>((table[255 - alpha][s1] + table[alpha][s2]) >> 8);
 }
 
-/// The table's entries are within 1 of the exact quotients, and their sums within 1 of the exact sum wherever that
-/// matters: computed sums whose low byte lies next to a carry are looked up, the others are not.
+/// What the table gives is the mix in whole numbers, over 255, rounded: but where its rest is 128, next to the half,
+/// the roundings of the table's entries decide, and it is looked up.
 class ByteMixer {
 public:
     explicit ByteMixer(const BlendRow* table) noexcept : table_(table) {}
@@ -221,23 +265,30 @@ public:
     }
 
 private:
-    /// p + p / 255, which is p * 256 / 255, truncated.
-    static lanes::U16 scaled(lanes::U16 p) noexcept { return p + ((p + 1 + (p >> 8)) >> 8); }
+    static constexpr int half = 127;
 
-    static lanes::U16 sum(lanes::U16 alpha, lanes::U16 s1, lanes::U16 s2) noexcept {
-        return scaled((255 - alpha) * s1) + scaled(alpha * s2) + 128;
+    /// The mix times 255, and what rounds it.
+    static lanes::U16 raised(lanes::U16 alpha, lanes::U16 s1, lanes::U16 s2) noexcept {
+        return alpha * (s2 - s1) + (s1 << 8) - s1 + half;
     }
+    /// Over 255, for all there are.
+    static lanes::U16 quotient(lanes::U16 sum) noexcept { return (sum + 1 + (sum >> 8)) >> 8; }
+    /// 0 where no rest is left, which is where the mix has one of 128.
+    static lanes::U16 rest(lanes::U16 sum, lanes::U16 quotient) noexcept { return sum + quotient - (quotient << 8); }
 
     lanes::U8 mixVector(const Byte* s1, const Byte* s2, const Byte* alpha) const noexcept {
         using lanes::I16, lanes::Pair, lanes::U16, lanes::U8;
         const Pair<U16> a = lanes::widen(lanes::load<U8>(alpha));
         const Pair<U16> v1 = lanes::widen(lanes::load<U8>(s1));
         const Pair<U16> v2 = lanes::widen(lanes::load<U8>(s2));
-        const Pair<U16> sums{sum(a.first, v1.first, v2.first), sum(a.second, v1.second, v2.second)};
-        const U8 result = lanes::narrow(Pair<I16>{(I16)(sums.first >> 8), (I16)(sums.second >> 8)});
-        const U8 distance = lanes::narrow(Pair<I16>{(I16)((sums.first + 1) & 0xfe), (I16)((sums.second + 1) & 0xfe)});
-        std::uint64_t doubtful = lanes::zeroSamples(distance);
-        if (doubtful == 0) return result;
+        const Pair<U16> sums{raised(a.first, v1.first, v2.first), raised(a.second, v1.second, v2.second)};
+        const Pair<U16> mixes{quotient(sums.first), quotient(sums.second)};
+        const U8 result = lanes::narrow(Pair<I16>{(I16)mixes.first, (I16)mixes.second});
+        const U8 rests =
+            lanes::narrow(Pair<I16>{(I16)rest(sums.first, mixes.first), (I16)rest(sums.second, mixes.second)});
+        std::uint64_t doubtful = lanes::zeroSamples(rests);
+        if (doubtful == 0) [[likely]]
+            return result;
         alignas(64) Byte samples[lanes::count<Byte>];
         lanes::store(samples, result);
         for (; doubtful != 0; doubtful &= doubtful - 1) {

@@ -1,6 +1,8 @@
 // The blends held against a model that follows their rules sample by sample; the one of bytes under bytes for every
 // alpha and every pair of samples.
 
+#include <cmath>
+
 #include "models/pixel_rules.h"
 #include "replay/Runner.h"
 #include "support/PixelModel.h"
@@ -74,6 +76,41 @@ TEST(BlendOfBytes, EveryAlphaOnEveryPair) {
     for (const std::string& build : orvcase::availableBuilds()) {
         const orvcase::Outcome outcome = orvcase::runCase(c, {.build = build});
         EXPECT_TRUE(outcome.passed()) << build << ": " << outcome.mismatches.front().text;
+    }
+}
+
+// Mixes in single precision take one rounding where the build has it. That gives the same because alpha, and all that
+// is made of it in double, has bits to spare: the products and sums are exact there.
+
+float once(int value, int divisor) {
+    const float high = 1 / static_cast<float>(divisor);
+    const auto low = static_cast<float>(1 / double{static_cast<double>(divisor)} - double{high});
+    const auto v = static_cast<float>(value);
+    return std::fma(v, high, v * low);
+}
+
+/// Bits of a double that a product of 1 - alpha and a sample of so many bits needs, and the sum of two.
+void exactWithin(float alpha, int sampleBits) {
+    constexpr int bitsOfDouble = 53;
+    const int places = bitsOfDouble - sampleBits - 2;
+    const double parts = std::ldexp(static_cast<double>(alpha), places);
+    EXPECT_EQ(parts, std::trunc(parts)) << alpha;
+    EXPECT_LE(std::fabs(alpha), 1.0F);
+}
+
+TEST(BlendAlphas, AreExactEnough) {
+    for (int a = -32768; a <= 32767; ++a) {
+        const auto moved = static_cast<float>(a * (1 / 65535.0) + 0.5);
+        EXPECT_EQ(once(2 * a + 65535, 131070), moved) << a;
+        exactWithin(moved, 8);
+        const auto share = static_cast<float>(a * (1 / 65535.0));
+        EXPECT_EQ(once(a, 65535), share) << a;
+        exactWithin(share, 16);
+    }
+    for (int a = 0; a <= 255; ++a) {
+        const auto share = static_cast<float>(a * (1 / 255.0));
+        EXPECT_EQ(once(a, 255), share) << a;
+        exactWithin(share, 16);
     }
 }
 
