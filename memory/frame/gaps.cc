@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -16,6 +17,7 @@ namespace {
 template <std::size_t Size>
 void movePixels(std::byte* to, std::ptrdiff_t toStep, const std::byte* from, std::ptrdiff_t fromStep,
                 std::size_t pixels) noexcept {
+#pragma GCC unroll 8
     for (std::size_t i = 0; i < pixels; ++i, to += toStep, from += fromStep) std::memcpy(to, from, Size);
 }
 
@@ -180,10 +182,36 @@ std::size_t closeVectors(std::byte* to, const std::byte* from, const Groups& gro
 
 #endif
 
+#if defined(__SSE2__) && !defined(__SSSE3__)
+
+/// Pixels of one byte, or of two, with a gap of as many: two vectors of them are packed to one. Two vectors end with a
+/// gap, which may lie beyond the row: so there must be a pixel behind them.
+std::size_t closePairs(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size,
+                       std::size_t pixels) noexcept {
+    constexpr std::size_t bytes = sizeof(__m128i);
+    if (step != static_cast<std::ptrdiff_t>(2 * size) || size > 2) return 0;
+    const std::size_t group = bytes / size;
+    std::size_t i = 0;
+    for (; i + group < pixels; i += group, to += bytes, from += 2 * bytes) {
+        const __m128i lower = lanes::load<__m128i>(from);
+        const __m128i upper = lanes::load<__m128i>(from + bytes);
+        const auto low = [](__m128i v) { return _mm_and_si128(v, _mm_set1_epi16(0xff)); };
+        const auto extended = [](__m128i v) { return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16); };
+        lanes::store(to, size == 1 ? _mm_packus_epi16(low(lower), low(upper))
+                                   : _mm_packs_epi32(extended(lower), extended(upper)));
+    }
+    return i;
+}
+
+#endif
+
 std::size_t closeGroups([[maybe_unused]] std::byte* to, [[maybe_unused]] const std::byte* from,
                         [[maybe_unused]] std::ptrdiff_t step, [[maybe_unused]] std::size_t size,
                         [[maybe_unused]] std::size_t pixels) noexcept {
     std::size_t done = 0;
+#if defined(__SSE2__) && !defined(__SSSE3__)
+    done = closePairs(to, from, step, size, pixels);
+#endif
 #if defined(__AVX2__)
     done = closeVectors(to, from, vectorGroups(step, size, pixels));
 #endif
@@ -228,8 +256,37 @@ std::size_t openGroups(std::byte* to, const std::byte* from, std::ptrdiff_t step
 
 #else
 
-// Without stores of single bytes under a mask one pixel after the other is as fast.
-std::size_t openGroups(std::byte*, const std::byte*, std::ptrdiff_t, std::size_t, std::size_t) noexcept { return 0; }
+/// Without stores of single bytes under a mask every pixel takes a store of its own; those of a word are loaded at
+/// once.
+template <class Pixel>
+std::size_t openWords(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t pixels) noexcept {
+    using Word = std::uint64_t;
+    constexpr std::size_t inWord = sizeof(Word) / sizeof(Pixel);
+    constexpr std::size_t bits = 8 * sizeof(Pixel);
+    std::size_t i = 0;
+    for (; i + inWord <= pixels; i += inWord, from += sizeof(Word)) {
+        auto word = lanes::load<Word>(from);
+        for (std::size_t k = 0; k < inWord; ++k, to += step) {
+            const std::size_t place = std::endian::native == std::endian::little ? k : inWord - 1 - k;
+            lanes::store<Pixel>(to, static_cast<Pixel>(word >> bits * place));
+        }
+    }
+    return i;
+}
+
+std::size_t openGroups(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size,
+                       std::size_t pixels) noexcept {
+    switch (size) {
+    case 1:
+        return openWords<std::uint8_t>(to, from, step, pixels);
+    case 2:
+        return openWords<std::uint16_t>(to, from, step, pixels);
+    case 4:
+        return openWords<std::uint32_t>(to, from, step, pixels);
+    default:
+        return 0;
+    }
+}
 
 #endif
 
