@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 run() {
     local found=build/fuzz/corpus/$2
     mkdir -p "$found"
-    local options=(-max_total_time="$1" -max_len=4096 -rss_limit_mb=4096 -timeout=20 -verbosity=0 -print_final_stats=1)
+    local options=(-max_total_time="$1" -max_len=4096 -rss_limit_mb=4096 -timeout=120 -verbosity=0 -print_final_stats=1)
     [[ "$2" = case_* ]] && options+=(-dict=fuzz/case.dict)
     if "build/fuzz/bin/$2" "${options[@]}" -artifact_prefix="build/fuzz/$2-" "$found" "fuzz/corpus/$2" >"$found.log" 2>&1; then
         echo "$2: $(sed -n 's/^stat::number_of_executed_units: *//p' "$found.log") inputs in $1 seconds, nothing found"
@@ -30,7 +30,7 @@ scripts/setup.sh --fuzz
 launcher=()
 if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
 cmake --preset fuzz -DORV_PYTHON=OFF "${launcher[@]}" >/dev/null
-cmake --build --preset fuzz
+cmake --build --preset fuzz --target fuzzers
 targets=("$@")
 [ "${#targets[@]}" -gt 0 ] || mapfile -t targets < <(basename -a build/fuzz/bin/*_fuzz)
 printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I '{}' scripts/fuzz.sh --run "$seconds" '{}'

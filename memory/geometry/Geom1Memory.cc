@@ -84,8 +84,8 @@ struct WeightedBit {
     static constexpr Interpolation interpolation = Interpolation::general;
     using Dda = FloatDda;
 
-    const Taps& h;
-    const Taps& v;
+    const AxisTaps& h;
+    const AxisTaps& v;
     float* rowSums;
 
     void write(BitRun& to, const BitPlane& plane, const Dda& dda) const noexcept {
@@ -170,8 +170,8 @@ OrvStatus bicubicEngine(OrvImage* src, OrvImage* dst, const Matrix& m, OrvInterp
 
 OrvStatus weightedEngine(OrvImage* src, OrvImage* dst, const Matrix& m, OrvInterpolationTable* horizontal,
                          OrvInterpolationTable* vertical) noexcept {
-    Taps h;
-    Taps v;
+    AxisTaps h;
+    AxisTaps v;
     const bool read = h.read(horizontal) && v.read(vertical);
     const Array<float> rowSums(static_cast<std::size_t>(v.size()));
     if (!read || !rowSums) return noMemoryFor(dst, Interpolation::general);

@@ -177,8 +177,8 @@ OrvStatus pixelEngine(OrvImage* src, OrvImage* dst, const Matrix& m, OrvInterpol
 template <class T>
 struct KernelRuns {
     const GeomCall& call;
-    const Taps& h;
-    const Taps& v;
+    const AxisTaps& h;
+    const AxisTaps& v;
     int* rowSums;
 
     void operator()(const geom::scan* scan, const Rect& rect) const noexcept {
@@ -206,8 +206,8 @@ struct KernelRuns {
 template <class T>
 OrvStatus kernelEngine(OrvImage* src, OrvImage* dst, const Matrix& m, OrvInterpolationTable* horizontal,
                        OrvInterpolationTable* vertical) noexcept {
-    Taps h;
-    Taps v;
+    AxisTaps h;
+    AxisTaps v;
     const bool read = h.read(horizontal) && v.read(vertical);
     const Array<int> rowSums(static_cast<std::size_t>(v.size()));
     if (!read || !rowSums) return fail(dst, noMemory, geomConfig(Interpolation::general).files[dataTypeOf<T>]);

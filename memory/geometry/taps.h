@@ -12,7 +12,7 @@ namespace orvi {
 
 /// One axis of a general interpolation: rows of weights, one row for each subsample position. The copy of the weights
 /// that a table hands out is released at the end.
-class Taps {
+class AxisTaps {
 public:
     /// False where the weights could not be had. No table counts as one without taps.
     bool read(OrvInterpolationTable* table) noexcept {
@@ -44,8 +44,8 @@ private:
 /// Both axes of an op, from its parameters 3 and 4, and a sum for each row of a window.
 template <class Sum>
 struct SeparableTaps {
-    Taps h;
-    Taps v;
+    AxisTaps h;
+    AxisTaps v;
     Array<Sum> rowSums;
 
     /// False without memory.
@@ -65,7 +65,7 @@ struct Window {
 
 /// Rows of a window about `at`, in an image whose rows are low to high - 1. At the low edge the window begins at `edge`
 /// and the weights do not move along with it: this asymmetry is intended.
-inline Window rowWindow(long at, long low, long high, long edge, const Taps& taps) noexcept {
+inline Window rowWindow(long at, long low, long high, long edge, const AxisTaps& taps) noexcept {
     const long half = taps.half();
     if (at < low + half) return {edge, std::max(0L, at - low + half + 1)};
     if (at >= high) return {at, -1};
@@ -74,7 +74,7 @@ inline Window rowWindow(long at, long low, long high, long edge, const Taps& tap
 }
 
 /// Columns alike, but that no column is left out.
-inline Window columnWindow(long at, long low, long high, long edge, const Taps& taps) noexcept {
+inline Window columnWindow(long at, long low, long high, long edge, const AxisTaps& taps) noexcept {
     const long half = taps.half();
     if (at < low + half) return {edge, std::max(0L, at - low + half + 1)};
     if (at < high - half) return {at - half, taps.size()};

@@ -2,8 +2,8 @@
 // every position. Each call runs in a process of its own, or of its own after a sound one, so that nothing is made
 // beforehand; after the failure the same call must do what it does without one.
 //
-// ORV_FAULT_VARIANTS=N plays N different calls of each function; ORV_FAULT_LIST=1 prints every outcome, and whether
-// behaviour names it.
+// ORV_FAULT_VARIANTS=N plays N different calls of each function; ORV_FAULT_EVERY=N only every Nth function, for builds
+// in which a process costs more than a call; ORV_FAULT_LIST=1 prints every outcome, and whether behaviour names it.
 #include <fnmatch.h>
 #include <gtest/gtest.h>
 
@@ -310,9 +310,12 @@ private:
 
 TEST(Faults, everyFunctionAndEveryFailure) {
     Matrix matrix;
-    for (const orvmodel::Function& f : orvmodel::functions()) matrix.function(f);
-    matrix.seekRows();
+    const unsigned every = fromEnvironment("ORV_FAULT_EVERY", 1);
+    const auto& functions = orvmodel::functions();
+    for (std::size_t i = 0; i < functions.size(); i += every) matrix.function(functions[i]);
+    if (every == 1) matrix.seekRows();
     matrix.print();
+    if (every != 1) return;
     for (const std::string& row : matrix.unmet()) ADD_FAILURE() << "nothing met the row " << row;
 }
 

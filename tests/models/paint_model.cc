@@ -17,7 +17,7 @@ long toPlace(float coordinate) {
 double wrapped(float a, float colour, double sample) {
     const auto premultiplied = static_cast<float>(double{a} * double{colour} + 0.5);
     const auto inverse = static_cast<float>(1.0 - double{a});
-    const double sum = std::trunc(sample * double{inverse} + double{premultiplied});
+    const double sum = std::clamp(sample * double{inverse} + double{premultiplied}, -2147483648.0, 2147483647.0);
     return static_cast<double>(static_cast<std::uint8_t>(static_cast<long>(sum)));
 }
 
@@ -36,7 +36,7 @@ void answerPaint(const orvcase::Case& c, orvcase::Call& call, Scene& scene) {
     const orvcase::Kernel& brush = c.kernels.at(0);
     const orvcase::Values& colour = c.floats.at(0).data;
     const orvcase::Values& places = c.floats.at(1).data;
-    onlyWithin(1e5, brush.data);
+    onlyWithin(1e9, brush.data);
     onlyWithin(1e5, colour);
     const bool wraps = image.type == ORV_BYTE && image.bands == 3;
     std::vector<orvcase::Rect> touched;

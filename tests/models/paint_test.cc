@@ -21,8 +21,9 @@ auto makePaint(const char* op, OrvDataType type) {
         brush.keyX = maker.random.below(width + 3);
         brush.keyY = maker.random.below(height + 3);
         for (unsigned i = 0; i < width * height; ++i) {
-            const float weight = maker.random.chance(30) ? maker.random.pick({0.0F, 1.0F, 0.5F, 2.0F, -1.0F})
-                                                         : maker.random.real(0.0F, 1.0F);
+            const float weight = maker.random.chance(30)
+                                     ? maker.random.pick({0.0F, 1.0F, 0.5F, 2.0F, -1.0F, 2e6F, -3e7F})
+                                     : maker.random.real(0.0F, 1.0F);
             brush.data.push_back(weight);
         }
         maker.c.kernels.push_back(brush);
