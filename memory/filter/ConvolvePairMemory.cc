@@ -100,34 +100,38 @@ public:
     void interior(const Rect& rect) const noexcept {
         const long bands = images_.bands();
         if (!images_.fits(window_) || bands > mostBands) return everyPixel(rect);
-        const long most = chunkSamples / bands;
-        for (long x = 0; x < static_cast<long>(rect.width); x += most) {
-            const long pixels = std::min(most, static_cast<long>(rect.width) - x);
-            const Rect part{rect.x + x, rect.y, static_cast<unsigned>(pixels), rect.height};
-            if constexpr (sizeof(T) == 2) {
-                if (inner_.inShorts() && outer_.inShorts()) {
-                    strip<T>(part);
-                    continue;
-                }
-            }
-            strip<float>(part);
+        if constexpr (sizeof(T) == 2) {
+            if (inner_.inShorts() && outer_.inShorts()) return strips<T>(rect);
         }
+        strips<float>(rect);
     }
 
 private:
     static constexpr double largest = sizeof(T) == 1 ? 255 : 32768;
-    static constexpr long chunkSamples = 1024;
     static constexpr long mostBands = 64;
+    /// Samples of a strip whose rows stay in the first cache.
+    template <class Between>
+    static constexpr long chunkSamples = 4096 / static_cast<long>(sizeof(Between));
     /// Vectors are made whole beyond the last sample of a row.
-    static constexpr long chunkRoom =
-        chunkSamples + (pairTaps - 1) * mostBands + 4 * static_cast<long>(Lanes<float>::count);
+    template <class Between>
+    static constexpr long chunkRoom = chunkSamples<Between> + (pairTaps - 1) * mostBands +
+                                      4 * static_cast<long>(Lanes<float>::count);
+
+    template <class Between>
+    void strips(const Rect& rect) const noexcept {
+        const long most = chunkSamples<Between> / static_cast<long>(images_.bands());
+        for (long x = 0; x < static_cast<long>(rect.width); x += most) {
+            const long pixels = std::min(most, static_cast<long>(rect.width) - x);
+            strip<Between>({rect.x + x, rect.y, static_cast<unsigned>(pixels), rect.height});
+        }
+    }
 
     /// Five rows are kept: of the source where the inner kernel is a column, else of what lies between the stages.
     template <class Between>
     void strip(const Rect& rect) const noexcept {
-        alignas(64) static Between kept[pairTaps][chunkRoom];
-        alignas(64) static Between line[chunkRoom];
-        alignas(64) static T results[chunkRoom];
+        alignas(64) static Between kept[pairTaps][chunkRoom<Between>];
+        alignas(64) static Between line[chunkRoom<Between>];
+        alignas(64) static T results[chunkRoom<Between>];
         const long bands = images_.bands();
         const long left = rect.x + images_.source().ox - window_.keyX;
         const long top = rect.y + images_.source().oy - window_.keyY;
@@ -135,23 +139,41 @@ private:
         const long wide = static_cast<long>(rect.width) + pairTaps - 1;
         const Between* columns[pairTaps];
         for (long i = 0; i < pairTaps; ++i) columns[i] = line + i * bands;
-        for (long i = 0; i < static_cast<long>(rect.height) + pairTaps - 1; ++i) {
-            Between* newest = kept[i % pairTaps];
-            packRow(outerIsRow_ ? newest : line, source_.at(left, top + i), source_.pixel, bands, wide);
-            if (!outerIsRow_) fiveTaps(newest, columns, inner_, samples);
-            if (i < pairTaps - 1) continue;
+        const long sourceRows = static_cast<long>(rect.height) + pairTaps - 1;
+        const Raster& to = images_.destination();
+        const auto pack = [&](long row) {
+            if (row >= sourceRows) return;
+            packRow(outerIsRow_ ? kept[row % pairTaps] : line, source_.at(left, top + row), source_.pixel, bands, wide);
+            if (row + 1 < sourceRows) expect<0>(source_.at(left, top + row + 1), wide * source_.pixel);
+        };
+        pack(0);
+        for (long i = 0; i < sourceRows; ++i) {
+            if (!outerIsRow_) fiveTaps(kept[i % pairTaps], columns, inner_, samples);
+            if (i < pairTaps - 1) {
+                pack(i + 1);
+                continue;
+            }
+            T* result = to.at<T>(rect.x, rect.y + i - pairTaps + 1);
+            expect<1>(result, static_cast<long>(rect.width) * to.pixelOf<T>());
             const Between* rows[pairTaps];
             for (long k = 0; k < pairTaps; ++k) rows[k] = kept[(i + 1 + k) % pairTaps];
             if (outerIsRow_) fiveTaps(line, rows, inner_, wide * bands);
             fiveTaps(results, outerIsRow_ ? columns : rows, outer_, samples);
-            const Raster& to = images_.destination();
-            unpackRow(to.at<T>(rect.x, rect.y + i - pairTaps + 1), results, to.pixelOf<T>(), bands,
-                      static_cast<long>(rect.width));
+            // Before this row is written: where rows lie 4096 bytes apart, what is read would wait for what is written.
+            pack(i + 1);
+            unpackRow(result, results, to.pixelOf<T>(), bands, static_cast<long>(rect.width));
         }
     }
 
     static void fiveTaps(std::int16_t* to, const std::int16_t* const* from, const Stage& stage, long samples) noexcept {
         stage.shorts.sum(to, from, samples);
+    }
+
+    /// Brings the lines of samples that are read, or written (1), next.
+    template <int write>
+    static void expect(const T* from, long samples) noexcept {
+        constexpr long line = 64 / static_cast<long>(sizeof(T));
+        for (long i = 0; i < samples; i += line) __builtin_prefetch(from + i, write);
     }
 
     /// Sums of five rows, to floats or samples, in whole vectors.

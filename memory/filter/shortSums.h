@@ -66,11 +66,11 @@ public:
             const Turns e = inTurn(v[4], I16{});
             const I32 first = level(ab.first, cd.first, e.first);
             const I32 second = level(ab.second, cd.second, e.second);
-            if (someBelow(first & fraction, second & fraction, certain)) [[unlikely]] {
-                exactly(to + i, rows, i);
-                continue;
-            }
             lanes::store(to + i, lanes::narrow(lanes::Pair<I32>{first >> bits, second >> bits}));
+            if (someBelow(first & fraction, second & fraction, certain)) [[unlikely]] {
+                const lanes::Pair<I32> doubtful{(first & fraction) < certain, (second & fraction) < certain};
+                exactly(to + i, rows, i, lanes::narrow(doubtful));
+            }
         }
     }
 
@@ -104,10 +104,15 @@ private:
         }
     };
 
-    /// A vector by the sums themselves.
-    [[gnu::noinline]] void exactly(std::int16_t* to, const std::int16_t* const* rows, long at) const noexcept {
+    /// The doubtful parts of a vector by the sums themselves.
+    [[gnu::noinline]] void exactly(std::int16_t* to, const std::int16_t* const* rows, long at,
+                                   I16 doubtful) const noexcept {
         using Rule = WholeRule<std::int16_t>;
-        for (long i = 0; i < count; i += Lanes<double>::count) {
+        constexpr long part = Lanes<double>::count;
+        std::int16_t doubts[count];
+        lanes::store(doubts, doubtful);
+        for (long i = 0; i < count; i += part) {
+            if (std::find(doubts + i, doubts + i + part, -1) == doubts + i + part) continue;
             Rule::Vector sum = Rule::start();
             for (long k = 0; k < taps; ++k) {
                 const auto samples = loadSamples<Lanes<double>::Ints>(rows[k] + at + i);
