@@ -40,10 +40,10 @@ struct Scale<std::int16_t> {
     static constexpr int full = 65535;
 };
 
-/// A quotient in single precision, rounded once: all sums of a sample and an offset come to the same by a product in
-/// double, which takes less time. In lanes it is a product with the divisor's reciprocal in two parts.
+/// A quotient, rounded once. In lanes it is a product with the divisor's reciprocal in two parts: all sums of a sample
+/// and an offset come to the same.
 [[gnu::always_inline]] constexpr float divided(int value, float divisor) noexcept {
-    return static_cast<float>(value * (1 / double{divisor}));
+    return static_cast<float>(value) / divisor;
 }
 [[gnu::always_inline]] inline lanes::F32 divided(lanes::I32 value, float divisor) noexcept {
     const float high = 1 / divisor;

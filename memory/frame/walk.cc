@@ -15,6 +15,11 @@ constexpr std::size_t bufferBytes = 65536;
 alignas(64) std::byte buffers[maxOperands][bufferBytes];
 /// The bits of a chunk as bytes, where bands are put together or taken apart by vectors.
 constexpr unsigned joinedBands = 3;
+#if defined(__AVX2__)
+constexpr bool joinsBands = true;
+#else
+constexpr bool joinsBands = false;
+#endif
 alignas(64) std::uint8_t planes[joinedBands][chunkPixels];
 
 std::size_t sampleSize(OrvDataType type) noexcept {
@@ -54,7 +59,7 @@ struct Lane {
     void load(std::byte* buffer, long x, long y, std::size_t pixels) const noexcept {
         if (!bits) return closeGaps(buffer, at(x, y), raster->pixel, size, pixels);
         auto* const bytes = reinterpret_cast<std::uint8_t*>(buffer);
-        const bool joined = bands == joinedBands;
+        const bool joined = joinsBands && bands == joinedBands;
         for (unsigned band = 0; band < bands; ++band) {
             const BitPosition from = raster->bit(x, y, band);
             if (joined) {
@@ -69,7 +74,7 @@ struct Lane {
     void store(const std::byte* buffer, long x, long y, std::size_t pixels) const noexcept {
         if (!bits) return openGaps(at(x, y), buffer, raster->pixel, size, pixels);
         const auto* const bytes = reinterpret_cast<const std::uint8_t*>(buffer);
-        const bool split = bands == joinedBands;
+        const bool split = joinsBands && bands == joinedBands;
         if (split) lanes::splitBands(bytes, planes[0], planes[1], planes[2], pixels);
         for (unsigned band = 0; band < bands; ++band) {
             const BitPosition to = raster->bit(x, y, band);
