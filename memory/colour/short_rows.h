@@ -188,10 +188,10 @@ void store(Short* to, const Pixel<Bands, lanes::I32>& bands) noexcept {
 
 template <class All>
 void laneRow(const Short* from, Short* to, std::size_t pixels) noexcept {
-    constexpr std::size_t bands = All::Last::bands;
-    eachVector<bands>(from, to, pixels, [](const Short* source, Short* result) {
+    eachVector<All::Last::bands>(from, to, pixels, [](const Short* source, Short* result) {
         const lanes::PixelShorts s = lanes::loadPixelShorts(source);
-        store<bands>(result, All::template of<Short>(Pixel<sourceBands, lanes::I32>{s.band(0), s.band(1), s.band(2)}));
+        store<All::Last::bands>(
+            result, All::template of<Short>(Pixel<sourceBands, lanes::I32>{s.band(0), s.band(1), s.band(2)}));
     });
 }
 
