@@ -316,25 +316,6 @@ inline bool holdsZero(I16 v) noexcept {
 #endif
 }
 
-// Rows of samples: `op` is given vectors of T, some samples twice, or single ones where there are too few for a vector.
-// A source may be the destination itself. The answer is the operation, with what it has noted on its way.
-
-template <class T, class Op, class... Sources>
-inline Op mapRow(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
-    constexpr std::size_t n = count<T>;
-    if (samples < n) {
-        for (std::size_t i = 0; i < samples; ++i) to[i] = static_cast<T>(op(from[i]...));
-        return op;
-    }
-    // The last vector overlaps the one before it where no whole number of them fits: it is made first, since the row
-    // may be its own source.
-    const std::size_t end = samples - n;
-    const Vec<T> last = op(load<Vec<T>>(from + end)...);
-    for (std::size_t i = 0; i < end; i += n) store<Vec<T>>(to + i, op(load<Vec<T>>(from + i)...));
-    store<Vec<T>>(to + end, last);
-    return op;
-}
-
 // Rows of pixels of three bands. A chunk's three planes and its pixels do not overlap.
 
 /// Takes `pixels` pixels of three bands apart.

@@ -11,6 +11,7 @@
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
 #include "memory/frame/row_moves.h"
+#include "memory/frame/sample_rows.h"
 #include "memory/frame/short_pixels.h"
 #include "memory/frame/walk.h"
 #include "memory/pixelwise/constants.h"
@@ -177,8 +178,8 @@ private:
         alignas(64) Byte loss[most];
         alignas(64) Byte last[most];
         const auto smaller = [](auto a, auto b) { return lanes::smaller<decltype(a)>(a, b); };
-        lanes::mapRow(least, pixels, smaller, ink[0], ink[1]);
-        lanes::mapRow(least, pixels, smaller, least, ink[2]);
+        mapSamples(least, pixels, smaller, ink[0], ink[1]);
+        mapSamples(least, pixels, smaller, least, ink[2]);
         lanes::mapBytes(loss, least, pixels, loss_);
         if (hasLast_) lanes::mapBytes(last, least, pixels, last_);
         for (unsigned band = 0; band < inks; ++band) take(ink[band], loss, last, pixels);
@@ -190,7 +191,7 @@ private:
             return gains ? lanes::addSaturated(x, by) : lanes::subtractSaturated(x, by);
         };
         if (!hasLast_) {
-            lanes::mapRow(ink, pixels, moved, ink, loss);
+            mapSamples(ink, pixels, moved, ink, loss);
             return;
         }
         const auto raised = [moved](auto x, auto by, auto end) {
@@ -198,7 +199,7 @@ private:
             // A comparison of vectors gives -1.
             if constexpr (std::is_same_v<decltype(x), lanes::U8>) return moved(x, by) - (lanes::U8)(x > end);
         };
-        lanes::mapRow(ink, pixels, raised, ink, loss, last);
+        mapSamples(ink, pixels, raised, ink, loss, last);
     }
 
     void make(Shares shares) noexcept {
