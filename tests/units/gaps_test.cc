@@ -41,4 +41,27 @@ TEST(Gaps, CloseAndOpen) {
     }
 }
 
+TEST(Gaps, CopyAcross) {
+    for (const std::size_t size : {1U, 2U, 3U, 4U, 6U, 9U}) {
+        for (const std::size_t toGap : {0U, 1U, 2U, 13U}) {
+            for (const std::size_t fromGap : {0U, 1U, 2U, 13U}) {
+                for (const std::size_t pixels : {1U, 5U, 16U, 33U, 64U, 130U, 5000U}) {
+                    const std::size_t toStep = size + toGap;
+                    const std::size_t fromStep = size + fromGap;
+                    const Bytes from = numbered((pixels - 1) * fromStep + size, 1);
+                    const Bytes before = numbered((pixels - 1) * toStep + size, 77);
+                    Bytes to = before;
+                    orvi::copyAcrossGaps(to.data(), static_cast<std::ptrdiff_t>(toStep), from.data(),
+                                         static_cast<std::ptrdiff_t>(fromStep), size, pixels);
+                    for (std::size_t i = 0; i < to.size(); ++i) {
+                        const std::size_t byte = i % toStep;
+                        ASSERT_EQ(to[i], byte < size ? from[i / toStep * fromStep + byte] : before[i])
+                            << size << " " << toGap << " " << fromGap << " " << pixels;
+                    }
+                }
+            }
+        }
+    }
+}
+
 } // namespace
