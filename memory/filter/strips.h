@@ -232,7 +232,7 @@ private:
     template <int Together, int Vectors, int Height>
     bool strips(const Rect& rect) noexcept {
         ringRows_ = window_.height + Together - 1;
-        if (ringRows_ > maxStripRows) return false;
+        if (ringRows_ < 1 || ringRows_ > maxStripRows) return false; // a kernel may have no rows
         rowSamples_ = static_cast<long>(stripBytes / sizeof(Element)) / ringRows_ & ~15L;
         const long room = rowSamples_ - (window_.width - 1) * bands_ - stripSlack;
         const long pixels = std::min(room, stripSamples) / bands_;

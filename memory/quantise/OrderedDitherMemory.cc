@@ -113,12 +113,18 @@ OrvStatus prepare(Dither<S>& dither, Frame& frame, OrvLookup* lookup, OrvDitherM
     for (unsigned band = 0; band < lookupBands; ++band) --dither.highest[band];
 
     const Thresholds thresholds(mask);
-    dither.mask = Array<typename Scale<S>::Threshold>(std::size_t{sourceBands} * thresholds.cells);
+    const std::size_t cells = std::size_t{sourceBands} * std::max(thresholds.cells, 1U);
+    dither.mask = Array<typename Scale<S>::Threshold>(cells);
     if (!dither.mask) return fail(frame.image(src1), noMemory, file);
+    dither.bands = std::min(sourceBands, lookupBands);
+    if (thresholds.cells == 0) {
+        // No modulo has an answer there: a mask without thresholds counts as one threshold of 0.
+        std::fill_n(dither.mask.get(), cells, typename Scale<S>::Threshold{});
+        return ORV_SUCCESS;
+    }
     thresholds.scaleTo<S>(dither.mask.get(), sourceBands);
     dither.width = mask->getWidth();
     dither.height = mask->getHeight();
-    dither.bands = std::min(sourceBands, lookupBands);
     return ORV_SUCCESS;
 }
 
