@@ -245,7 +245,7 @@ public:
             }
             if (alike.count++ == 0) alike.first = span;
         }
-        if (alike.count > 0) down(alike);
+        down(alike);
     }
 
 private:

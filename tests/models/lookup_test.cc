@@ -88,6 +88,32 @@ Case randomCase(Dice& dice, OrvDataType in, OrvDataType out) {
     return c;
 }
 
+/// A lookup of as many entries as there are shorts.
+Case wholeCase(Dice& dice, short offset, unsigned outputs) {
+    Case c{.name = "lookup16_8"};
+    const Layout dense{.gaps = 0};
+    c.images.push_back(randomImage(dice, "s", ORV_SHORT, 300, 2, 1, dense));
+    c.images.push_back(randomImage(dice, "d", ORV_BYTE, 300, 2, 1, dense));
+    Lookup lookup{.name = "t", .in = ORV_SHORT, .out = ORV_BYTE};
+    lookup.bands = outputs;
+    lookup.tables.push_back({.offset = offset, .data = randomSamples(dice, ORV_BYTE, std::size_t{65536} * outputs)});
+    c.lookups.push_back(lookup);
+    orvcase::Call call{.op = c.name, .src = {"s"}, .dst = "d", .params = {orvcase::Param::ref("t")}};
+    expectPixelwise(c, call, {"s"}, [&](const auto& sources, unsigned band, double old) {
+        return lookUp(lookup, sources[0], band, old, 1);
+    });
+    c.addCall(call);
+    return c;
+}
+
+TEST(WholeLookups, AreTheTableWhereTheyCoverTheSamplesExactly) {
+    for (const short offset : {short{-32768}, short{-32000}}) {
+        for (const unsigned outputs : {1U, 2U}) {
+            rounds(5, 7000, [&](Dice& dice) { return wholeCase(dice, offset, outputs); });
+        }
+    }
+}
+
 class Lookups : public testing::TestWithParam<std::tuple<OrvDataType, OrvDataType>> {};
 
 TEST_P(Lookups, FollowTheClampRule) {
