@@ -24,7 +24,7 @@ struct NearestRuns {
 
     void operator()(const geom::scan* scan, const Rect&) const noexcept {
         const bool shared = Extent(call.src.raster, sizeof(T)).overlaps(Extent(call.dst.raster, sizeof(T)));
-        const std::size_t most = shared ? 1 : tileRows;
+        const std::size_t most = shared || call.src.height * call.src.raster.stride < crowded ? 1 : tileRows;
         Row rows[tileRows];
         std::size_t count = 0;
         for (; scan != nullptr; scan = scan->next) {
@@ -36,7 +36,7 @@ struct NearestRuns {
                 continue;
             }
             rows[count++] = {dda, run.y, run.x1, run.x2};
-            if (count < most) continue;
+            if (dda.dy != 0 && count < most) continue; // a run along a row crosses no lines
             byTiles(rows, count);
             count = 0;
         }
@@ -48,6 +48,8 @@ private:
     /// the rows below.
     static constexpr std::size_t tileRows = 128;
     static constexpr long tileColumns = 256;
+    /// The bytes of sources whose lines stay in the caches from row to row without tiles.
+    static constexpr std::ptrdiff_t crowded = 6 << 20;
 
     /// A run that stays in the image.
     struct Row {
@@ -115,7 +117,7 @@ private:
         const auto dy = static_cast<std::uint32_t>(dda.dy);
         const auto x = static_cast<std::uint32_t>(dda.x + from.ox * FixedDda::one);
         const auto y = static_cast<std::uint32_t>(dda.y + from.oy * FixedDda::one);
-        const auto pixels = static_cast<std::uint32_t>(row.x2 - row.x1 + 1);
+        const auto pixels = static_cast<std::uint32_t>(std::min(tileColumns, row.x2 - row.x1 + 1));
         std::int32_t offset[tileColumns];
         for (std::uint32_t k = 0; k < pixels; ++k) {
             offset[k] = static_cast<std::int32_t>((y + k * dy) >> 16) * stride +

@@ -65,19 +65,14 @@ struct Columns {
     long end;
 };
 
-/// Makes columns of a row by `rule.many(to, upper, lower, columns)` of dense source rows, those of `rule.upper(y)` and
-/// `rule.lower(y)` from `rule.column(x)` on.
+/// Makes columns of a row by way of dense blocks, where the pixels of an image lie apart.
 template <class T, class Rule>
-void scaleMany(const ScaledRegion& region, const Rule& rule, const Columns& columns, long y) noexcept {
+[[gnu::noinline]] void scaleBlocks(const ScaledRegion& region, const Rule& rule, const Columns& columns,
+                                   long y) noexcept {
     const auto bands = static_cast<long>(region.bands);
     const Raster& dst = region.dst.raster;
     const bool denseSource = region.src.raster.pixelOf<T>() == bands;
     const bool denseDestination = dst.pixelOf<T>() == bands;
-    const auto source = [&](long x, long row) { return region.src.nearest<T>(rule.column(x), row); };
-    if (denseSource && denseDestination) {
-        return rule.many(dst.at<T>(columns.first, y), source(columns.first, rule.upper(y)),
-                         source(columns.first, rule.lower(y)), columns.end - columns.first);
-    }
     constexpr long mostSamples = 1024;
     T rows[2][2 * mostSamples];
     T made[mostSamples];
@@ -91,8 +86,8 @@ void scaleMany(const ScaledRegion& region, const Rule& rule, const Columns& colu
     };
     for (long x = columns.first; x < columns.end; x += most) {
         const long now = std::min(most, columns.end - x);
-        const T* upper = source(x, rule.upper(y));
-        const T* lower = source(x, rule.lower(y));
+        const T* upper = region.src.nearest<T>(rule.column(x), rule.upper(y));
+        const T* lower = region.src.nearest<T>(rule.column(x), rule.lower(y));
         const T* closedUpper = closed(rows[0], upper, rule.pixels(now));
         const T* closedLower = upper == lower ? closedUpper : closed(rows[1], lower, rule.pixels(now));
         T* to = dst.at<T>(x, y);
@@ -101,6 +96,16 @@ void scaleMany(const ScaledRegion& region, const Rule& rule, const Columns& colu
         openGaps(reinterpret_cast<std::byte*>(to), reinterpret_cast<const std::byte*>(made), dst.pixel, bytes,
                  static_cast<std::size_t>(now));
     }
+}
+
+/// Makes columns of a row by `rule.many(to, upper, lower, columns)` of dense source rows, those of `rule.upper(y)` and
+/// `rule.lower(y)` from `rule.column(x)` on.
+template <class T, class Rule>
+void scaleMany(const ScaledRegion& region, const Rule& rule, const Columns& columns, long y) noexcept {
+    if (!region.dense<T>()) return scaleBlocks<T>(region, rule, columns, y);
+    const auto source = [&](long row) { return region.src.nearest<T>(rule.column(columns.first), row); };
+    rule.many(region.dst.raster.at<T>(columns.first, y), source(rule.upper(y)), source(rule.lower(y)),
+              columns.end - columns.first);
 }
 
 /// Makes the pixels of some columns of a row: those that `rule.atOnce(columns)` picks many at a time, the others by
