@@ -92,16 +92,19 @@ struct Shuffle {
     }
 };
 
-using Shuffles = std::array<std::array<Shuffle, laneBytes>, laneBytes + 1>;
+/// One of them for each distance of pixels and each size below it.
+template <class Moves>
+using ByStepAndSize = std::array<std::array<Moves, laneBytes>, laneBytes + 1>;
 
-constexpr Shuffles makeShuffles() noexcept {
-    Shuffles all;
-    for (std::size_t step = 1; step <= laneBytes; ++step) {
-        for (std::size_t size = 1; size < step; ++size) all[step][size] = Shuffle(step, size);
+template <class Moves>
+constexpr ByStepAndSize<Moves> makeAll() noexcept {
+    ByStepAndSize<Moves> all;
+    for (std::size_t step = 2; step <= laneBytes; ++step) {
+        for (std::size_t size = 1; size < step; ++size) all[step][size] = Moves(step, size);
     }
     return all;
 }
-constexpr Shuffles shuffles = makeShuffles();
+constexpr auto shuffles = makeAll<Shuffle>();
 
 const Shuffle& shuffleOf(const Groups& groups) noexcept {
     return shuffles[groups.apart / groups.pixels][groups.together / groups.pixels];
@@ -297,7 +300,6 @@ std::uint64_t lowBytes(std::size_t count) noexcept {
     return count < lanes::vectorBytes ? (std::uint64_t{1} << count) - 1 : ~std::uint64_t{0};
 }
 
-constexpr std::size_t furthestApart = 16;
 constexpr std::uint64_t everyByte = ~std::uint64_t{0};
 
 /// Where the bytes of a vector come from, for pixels of a size and distance: as many as fit with their gaps.
@@ -318,19 +320,10 @@ struct Permutation {
     }
 };
 
-using Permutations = std::array<std::array<Permutation, furthestApart>, furthestApart + 1>;
-
-constexpr Permutations makePermutations() noexcept {
-    Permutations all;
-    for (std::size_t step = 2; step <= furthestApart; ++step) {
-        for (std::size_t size = 1; size < step; ++size) all[step][size] = Permutation(step, size);
-    }
-    return all;
-}
-constexpr Permutations permutations = makePermutations();
+constexpr auto permutations = makeAll<Permutation>();
 
 bool permutes(std::ptrdiff_t step, std::size_t size) noexcept {
-    return lanes::bytePermutation && size > 0 && step <= static_cast<std::ptrdiff_t>(furthestApart) &&
+    return lanes::bytePermutation && size > 0 && step <= static_cast<std::ptrdiff_t>(laneBytes) &&
            static_cast<std::ptrdiff_t>(size) < step;
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <variant>
 
 #include "support/ModelKit.h"
 
@@ -16,6 +17,15 @@ inline double indexSample(OrvDataType type, long index) {
     if (type == ORV_BIT) return index != 0 ? 1 : 0;
     if (type == ORV_BYTE) return static_cast<double>(index & 255);
     return static_cast<double>(static_cast<short>(static_cast<unsigned short>(index & 65535)));
+}
+
+/// What a lookup or mask, the only one of a case, holds when the call is made.
+inline orvcase::Values contentsAt(orvcase::Values first, const orvcase::Case& c, const orvcase::Call& call) {
+    for (const orvcase::Step& step : c.steps) {
+        if (const auto* set = std::get_if<orvcase::SetContents>(&step)) first = set->values;
+        if (std::get_if<orvcase::Call>(&step) == &call) break;
+    }
+    return first;
 }
 
 /// Colours all over the range, or in clusters, or few different ones.

@@ -3,22 +3,9 @@
 #include "models/Answers.h"
 
 namespace orvmodel {
-namespace {
-
-orvcase::Values colorsAt(const orvcase::Case& c, const orvcase::Call& call) {
-    orvcase::Values now = c.lookups.at(0).tables.at(0).data;
-    for (const orvcase::Step& step : c.steps) {
-        if (const auto* set = std::get_if<orvcase::SetContents>(&step)) now = set->values;
-        if (std::get_if<orvcase::Call>(&step) == &call) break;
-    }
-    return now;
-}
-
-} // namespace
-
 void answerNearestColor(const orvcase::Case& c, orvcase::Call& call, Scene& scene) {
     if (c.lookups.at(0).cube) throw Unanswered{};
-    const orvcase::Values colors = colorsAt(c, call);
+    const orvcase::Values colors = contentsAt(c.lookups.at(0).tables.at(0).data, c, call);
     const std::string& source = call.src[0];
     const unsigned bands = scene.bands(source);
     const OrvDataType to = scene.image(call.dst).type;

@@ -10,22 +10,12 @@ long wrapped(long position, unsigned size) {
     return position % static_cast<long>(size);
 }
 
-/// The thresholds that the mask holds when the call is made.
-orvcase::Values thresholdsAt(const orvcase::Case& c, const orvcase::Call& call) {
-    orvcase::Values now = c.masks.at(0).data;
-    for (const orvcase::Step& step : c.steps) {
-        if (const auto* set = std::get_if<orvcase::SetContents>(&step)) now = set->values;
-        if (std::get_if<orvcase::Call>(&step) == &call) break;
-    }
-    return now;
-}
-
 } // namespace
 
 void answerOrderedDither(const orvcase::Case& c, orvcase::Call& call, Scene& scene) {
     const auto& cube = *c.lookups.at(0).cube;
     const orvcase::Mask& mask = c.masks.at(0);
-    const orvcase::Values thresholds = thresholdsAt(c, call);
+    const orvcase::Values thresholds = contentsAt(mask.data, c, call);
     const std::string& source = call.src[0];
     const OrvDataType from = scene.image(source).type;
     const auto rects = scene.rects({source, call.dst});

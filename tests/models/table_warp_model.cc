@@ -3,18 +3,12 @@
 #include <cmath>
 
 #include "models/Answers.h"
+#include "models/table_warp.h"
 
 namespace orvmodel {
 namespace {
 
-constexpr const char* interpolations[] = {"nearest", "bilinear", "bicubic", "general"};
-enum { nearest, bilinear, bicubic, general };
-
-struct Member {
-    char form;
-    OrvDataType type;
-    int kind;
-};
+using namespace table_warp;
 
 Member memberOf(const std::string& op, OrvDataType type) {
     const char form = op[9] == 'h' || op[9] == 'v' ? op[9] : 'b';

@@ -3,19 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "models/Answers.h"
+#include "models/table_warp.h"
 
 namespace {
 
 using namespace orvmodel;
-
-constexpr const char* interpolations[] = {"nearest", "bilinear", "bicubic", "general"};
-enum { nearest, bilinear, bicubic, general };
-
-struct Member {
-    char form;
-    OrvDataType type;
-    int kind;
-};
+using namespace orvmodel::table_warp;
 
 std::string opName(const Member& m) {
     const std::string form = m.form == 'b' ? "" : std::string(1, m.form);
