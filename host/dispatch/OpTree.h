@@ -2,10 +2,10 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "orv/device/OrvOpTree.h"
@@ -39,7 +39,11 @@ private:
 
     OpTree& tree_;
     std::string path_;
-    std::map<std::string, std::unique_ptr<OpNode>, std::less<>> children_;
+    /// Lets a name be looked for that is no string of its own.
+    struct Hash : std::hash<std::string_view> {
+        using is_transparent = void;
+    };
+    std::unordered_map<std::string, std::unique_ptr<OpNode>, Hash, std::equal_to<>> children_;
     std::vector<Function> functions_;
 };
 

@@ -4,7 +4,7 @@
 
 namespace orv::host {
 
-thread_local Running* Running::current_ = nullptr;
+constinit thread_local Running* Running::current_ = nullptr;
 
 Running::Running(Session& session, const Op& op) noexcept : session_(session), faults_(session.faults()), op_(op) {
     current_ = this;

@@ -52,7 +52,8 @@ public:
 private:
     void lend(OrvObject& object) noexcept;
 
-    static thread_local Running* current_;
+    /// Every object that a call makes or frees asks for it: found without a call of the loader's.
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local Running* current_;
 
     Session& session_;
     FaultPlan& faults_;

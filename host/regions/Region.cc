@@ -63,7 +63,7 @@ Region::Region(const Box& box) noexcept {
     if (isEmpty(box)) {
         pixman_region32_init(&region_);
     } else {
-        pixman_region32_init_with_extents(&region_, &box);
+        region_ = {box, nullptr};
     }
 }
 
@@ -73,6 +73,10 @@ Region& Region::operator=(Region&& other) noexcept {
 }
 
 bool Region::assign(const Region& other) noexcept {
+    if (other.isBox()) {
+        *this = Region(other.region_.extents);
+        return true;
+    }
     Region copy;
     if (!pixman_region32_copy(&copy.region_, plain(&other.region_))) return false;
     *this = std::move(copy);
@@ -104,6 +108,12 @@ bool Region::add(std::span<const Box> boxes) noexcept {
 }
 
 bool Region::intersect(const Region& other) noexcept {
+    if (isBox() && other.isBox()) {
+        const Box& a = region_.extents;
+        const Box& b = other.region_.extents;
+        *this = Region(Box{std::max(a.x1, b.x1), std::max(a.y1, b.y1), std::min(a.x2, b.x2), std::min(a.y2, b.y2)});
+        return true;
+    }
     Region common;
     if (!pixman_region32_intersect(&common.region_, &region_, plain(&other.region_))) return false;
     *this = std::move(common);

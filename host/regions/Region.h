@@ -31,7 +31,9 @@ public:
     explicit Region(const Box& box) noexcept;
     Region(Region&& other) noexcept : region_(other.region_) { pixman_region32_init(&other.region_); }
     Region& operator=(Region&& other) noexcept;
-    ~Region() { pixman_region32_fini(&region_); }
+    ~Region() {
+        if (!isBox()) pixman_region32_fini(&region_);
+    }
 
     bool assign(const Region& other) noexcept;
     /// The union of the boxes, none of which may be empty.
@@ -50,6 +52,9 @@ public:
     Box bounds() const noexcept;
 
 private:
+    /// Whether it is one box, as most regions are: pixman keeps no list for that.
+    bool isBox() const noexcept { return region_.data == nullptr; }
+
     template <class Map>
     bool mapBoxes(Map map) noexcept;
 
