@@ -3,6 +3,7 @@
 #include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
+#include "memory/frame/row_moves.h"
 
 namespace orvi {
 
@@ -21,6 +22,15 @@ constexpr bool joinsBands = true;
 constexpr bool joinsBands = false;
 #endif
 alignas(64) std::uint8_t planes[joinedBands][chunkPixels];
+
+/// Results of sources go past the caches from so many bytes on: lines need not be fetched to be overwritten, and the
+/// caches would not hold them for whoever reads them next. Where there is nothing to read, stores keep up with memory.
+constexpr std::size_t muchResult = std::size_t{48} << 20;
+#if defined(__AVX512BW__)
+constexpr bool writesPast = true;
+#else
+constexpr bool writesPast = false;
+#endif
 
 std::size_t sampleSize(OrvDataType type) noexcept {
     switch (type) {
@@ -106,9 +116,15 @@ public:
     }
 
     void rectangle(const Rect& rect) noexcept {
-        if (runs_ == Runs::overRows && rowsTouch(rect))
-            return row(rect.x, rect.y, std::size_t{rect.width} * rect.height);
-        for (long i = 0; i < static_cast<long>(rect.height); ++i) row(rect.x, rect.y + i, rect.width);
+        const std::size_t pixels = std::size_t{rect.width} * rect.height;
+        past_ = writesPast && dense_ && count_ > 1 && lanes_[0].stores && !lanes_[0].keeps &&
+                pixels * lanes_[0].size >= muchResult;
+        if (runs_ == Runs::overRows && rowsTouch(rect)) {
+            row(rect.x, rect.y, pixels);
+        } else {
+            for (long i = 0; i < static_cast<long>(rect.height); ++i) row(rect.x, rect.y + i, rect.width);
+        }
+        if (past_) endPast();
     }
 
 private:
@@ -126,7 +142,32 @@ private:
     void denseRun(long x, long y, std::size_t pixels) noexcept {
         std::byte* rows[maxOperands];
         for (int i = 0; i < count_; ++i) rows[i] = lanes_[i].at(x, y);
+        if (past_ && ownResults(rows, pixels)) return pastRun(rows, pixels, {x, y});
         run_(kernel_, rows, pixels, {x, y});
+    }
+
+    /// Whether each source of a run lies where its result does, or where no result of the run lies: results that wait
+    /// in a buffer may then come later than the kernel makes them.
+    bool ownResults(std::byte* const* rows, std::size_t pixels) const noexcept {
+        const auto start = [rows](int i) { return reinterpret_cast<std::uintptr_t>(rows[i]); };
+        const auto end = [&](int i) { return start(i) + pixels * lanes_[i].size; };
+        for (int i = 1; i < count_; ++i) {
+            const bool same = start(i) == start(0) && lanes_[i].size == lanes_[0].size;
+            if (!same && start(i) < end(0) && start(0) < end(i)) return false;
+        }
+        return true;
+    }
+
+    /// A run whose results go past the caches, in pieces that the nearest cache holds.
+    void pastRun(std::byte* const* rows, std::size_t pixels, Place place) noexcept {
+        const std::size_t most = std::max<std::size_t>(1, chunkBytes / lanes_[0].size);
+        std::byte* piece[maxOperands] = {buffers[0]};
+        for (std::size_t done = 0; done < pixels; done += most) {
+            const std::size_t count = std::min(most, pixels - done);
+            for (int i = 1; i < count_; ++i) piece[i] = rows[i] + done * lanes_[i].size;
+            run_(kernel_, piece, count, {place.x + static_cast<long>(done), place.y});
+            copyPast(rows[0] + done * lanes_[0].size, piece[0], count * lanes_[0].size);
+        }
     }
 
     void chunk(long x, long y, std::size_t pixels) noexcept {
@@ -146,6 +187,7 @@ private:
     Lane lanes_[maxOperands];
     int count_;
     bool dense_ = true;
+    bool past_ = false;
     std::size_t chunk_ = chunkPixels;
     RunFunction run_;
     void* kernel_;
