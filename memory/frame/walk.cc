@@ -158,15 +158,21 @@ private:
         return true;
     }
 
-    /// A run whose results go past the caches, in pieces that the nearest cache holds.
+    /// A run whose results go past the caches, in pieces that the nearest cache holds. All but the first begin with a
+    /// line, where pixels can: a line in two parts takes as long as several.
     void pastRun(std::byte* const* rows, std::size_t pixels, Place place) noexcept {
-        const std::size_t most = std::max<std::size_t>(1, chunkBytes / lanes_[0].size);
+        constexpr std::size_t line = 64;
+        const std::size_t size = lanes_[0].size;
+        const std::size_t fitting = std::max<std::size_t>(1, chunkBytes / size);
+        const std::size_t most = fitting < line ? fitting : fitting / line * line;
+        std::size_t count = std::min(most, line);
+        while (count > 1 && (reinterpret_cast<std::uintptr_t>(rows[0]) + count * size) % line != 0) --count;
         std::byte* piece[maxOperands] = {buffers[0]};
-        for (std::size_t done = 0; done < pixels; done += most) {
-            const std::size_t count = std::min(most, pixels - done);
+        for (std::size_t done = 0; done < pixels; done += count, count = most) {
+            count = std::min(count, pixels - done);
             for (int i = 1; i < count_; ++i) piece[i] = rows[i] + done * lanes_[i].size;
             run_(kernel_, piece, count, {place.x + static_cast<long>(done), place.y});
-            copyPast(rows[0] + done * lanes_[0].size, piece[0], count * lanes_[0].size);
+            copyPast(rows[0] + done * size, piece[0], count * size);
         }
     }
 

@@ -13,6 +13,7 @@
 #include "memory/frame/numbers.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/row_moves.h"
+#include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -260,7 +261,12 @@ public:
         // The last vector may overlap the one before it, and the destination may be a source: it is made first.
         const std::size_t end = samples - n;
         const lanes::U8 last = mixVector(s1 + end, s2 + end, alpha + end);
-        for (std::size_t i = 0; i < end; i += n) lanes::store(d + i, mixVector(s1 + i, s2 + i, alpha + i));
+        for (std::size_t i = 0; i < end; i += n) {
+            fetchAhead<1>(s1 + i);
+            fetchAhead<1>(s2 + i);
+            fetchAhead<1>(alpha + i);
+            lanes::store(d + i, mixVector(s1 + i, s2 + i, alpha + i));
+        }
         lanes::store(d + end, last);
     }
 
