@@ -6,6 +6,8 @@
 #include <numbers>
 #include <numeric>
 #include <sstream>
+#include <unordered_map>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -455,6 +457,36 @@ Mask Mask::bayer(unsigned size) {
     return mask;
 }
 
+namespace {
+
+/// Heights are told apart to so many steps: what rounding makes of equal ones is less.
+constexpr int heightSteps = 1000000;
+
+/// The cosines of half steps, counted up to `last`, where `period` whole steps are a turn.
+std::vector<double> wavesOfHalfSteps(unsigned period, long last) {
+    std::vector<double> waves;
+    for (long step = 0; step <= last; ++step) {
+        waves.push_back(std::cos(2 * std::numbers::pi * (static_cast<double>(step) / 2 / period)));
+    }
+    return waves;
+}
+
+/// The highest first, equal ones in their order. A screen of millions of pixels has few heights: they are counted.
+std::vector<unsigned> ranksFromHighest(const std::vector<int>& heights) {
+    std::unordered_map<int, unsigned> next;
+    for (const int height : heights) ++next[height];
+    std::vector<int> downwards;
+    for (const auto& [height, pixels] : next) downwards.push_back(height);
+    std::ranges::sort(downwards, std::ranges::greater{});
+    unsigned higher = 0;
+    for (const int height : downwards) higher += std::exchange(next[height], higher);
+    std::vector<unsigned> ranks;
+    for (const int height : heights) ranks.push_back(next[height]++);
+    return ranks;
+}
+
+} // namespace
+
 Mask Mask::dot(double period, double degrees) {
     constexpr double least = 2;
     constexpr double most = 64;
@@ -469,19 +501,18 @@ Mask Mask::dot(double period, double degrees) {
     const long q = std::lround(period * std::sin(angle));
     const auto area = static_cast<unsigned>(p * p + q * q);
     const unsigned side = area / static_cast<unsigned>(std::gcd(p, q));
-    std::vector<double> heights;
-    for (unsigned y = 0; y < side; ++y) {
-        for (unsigned x = 0; x < side; ++x) {
-            const double u = (static_cast<double>(p) * (x + 0.5) + static_cast<double>(q) * (y + 0.5)) / area;
-            const double v = (static_cast<double>(p) * (y + 0.5) - static_cast<double>(q) * (x + 0.5)) / area;
-            heights.push_back(std::cos(2 * std::numbers::pi * u) + std::cos(2 * std::numbers::pi * v));
+    std::vector<int> heights;
+    const std::vector<double> waves = wavesOfHalfSteps(area, 2 * (std::abs(p) + std::abs(q)) * side);
+    for (long y = 0; y < side; ++y) {
+        for (long x = 0; x < side; ++x) {
+            const long u = p * (2 * x + 1) + q * (2 * y + 1);
+            const long v = p * (2 * y + 1) - q * (2 * x + 1);
+            const double height =
+                waves[static_cast<std::size_t>(std::abs(u))] + waves[static_cast<std::size_t>(std::abs(v))];
+            heights.push_back(static_cast<int>(std::round(height * heightSteps)));
         }
     }
-    std::vector<unsigned> order(heights.size());
-    std::iota(order.begin(), order.end(), 0U);
-    std::ranges::stable_sort(order, {}, [&](unsigned i) { return -std::round(heights[i] * 1e6); });
-    std::vector<unsigned> ranks(heights.size());
-    for (unsigned rank = 0; rank < order.size(); ++rank) ranks[order[rank]] = rank;
+    const std::vector<unsigned> ranks = ranksFromHighest(heights);
     return {.width = side, .height = side, .thresholds = ranksAsThresholds(ranks), .screen = {}};
 }
 
