@@ -35,6 +35,15 @@ std::shared_ptr<Scene> Subject::scene(const Layout& layout) const {
     return made;
 }
 
+const char* digitsOf(OrvDataType type) noexcept { return type == ORV_BIT ? "1" : type == ORV_BYTE ? "8" : "16"; }
+
+bool row(const std::string& name, const Subject& subject, const std::string& peerName, double goal, const Peer& peer) {
+    return measure({.name = name, .peer = peerName, .goal = goal, .prepare = [=] {
+                        const auto scene = subject.scene();
+                        return runsOf(scene, peer ? [scene, peer] { peer(*scene); } : std::function<void()>{});
+                    }});
+}
+
 bool besideCopy(const std::string& name, double goal, const Subject& subject) {
     Measurement row{.name = name, .peer = {}, .goal = 0, .prepare = [subject] {
                         const auto scene = subject.scene();

@@ -84,6 +84,15 @@ struct Subject {
     std::shared_ptr<Scene> scene(const Layout& layout = {}) const;
 };
 
+/// How a type is told in the names of ops, and the name of a family's op on a kind.
+const char* digitsOf(OrvDataType type) noexcept;
+inline std::string opName(const std::string& family, const Kind& kind) { return family + digitsOf(kind.type); }
+
+/// The peer's work on a scene's pictures.
+using Peer = std::function<void(Scene& scene)>;
+/// A row on dense pictures, beside a peer where there is one.
+bool row(const std::string& name, const Subject& subject, const std::string& peerName = {}, double goal = 0,
+         const Peer& peer = {});
 /// A row beside the copy alone.
 bool besideCopy(const std::string& name, double goal, const Subject& subject);
 inline bool besideCopy(double goal, const Subject& subject) { return besideCopy(subject.op, goal, subject); }

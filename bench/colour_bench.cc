@@ -16,14 +16,14 @@ struct Space {
 constexpr Space spaces[] = {{"rgblinear", 3}, {"rgb709", 3}, {"photoycc", 3}, {"ycc601", 3}, {"ycc709", 3},
                             {"cmy", 3},       {"cmyk", 4},   {"ylinear", 1},  {"y601", 1},   {"y709", 1}};
 
-using Peer = void (*)(const void* from, void* to, bool bytes);
+using Converter = void (*)(const void* from, void* to, bool bytes);
 
 struct PeerRow {
     std::string_view from;
     std::string_view to;
     const char* name;
     double goal;
-    Peer run;
+    Converter run;
 };
 
 #ifdef ORV_PEER_OPENCV
@@ -85,12 +85,9 @@ bool pairRow(OrvDataType type, const Space& from, const Space& to) {
     const Subject subject = conversion(type, from, to);
     const PeerRow* peer = peerOf(from, to);
     if (peer == nullptr) return besideCopy(nameOf(type, from, to), 0, subject);
-    return measure({.name = nameOf(type, from, to), .peer = peer->name, .goal = peer->goal, .prepare = [=] {
-                        const auto scene = subject.scene();
-                        return runsOf(scene, [=, s = scene.get()] {
-                            peer->run(s->source().samples(), s->destination().samples(), type == ORV_BYTE);
-                        });
-                    }});
+    return row(nameOf(type, from, to), subject, peer->name, peer->goal, [=](Scene& scene) {
+        peer->run(scene.source().samples(), scene.destination().samples(), type == ORV_BYTE);
+    });
 }
 
 bool everyPair() {

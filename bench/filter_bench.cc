@@ -13,8 +13,6 @@ namespace {
 using namespace orvbench;
 namespace host = orv::host;
 
-using Peer = std::function<void(Scene& scene)>;
-
 /// Weights of a Gaussian that no short number of bits holds, the sum about 1.
 std::vector<float> gaussian(unsigned width, unsigned height) {
     std::vector<float> taps;
@@ -33,10 +31,6 @@ std::vector<float> gaussian(unsigned width, unsigned height) {
 
 host::Owned<host::Kernel> makeKernel(unsigned width, unsigned height) {
     return host::Kernel::make(session(), width, height, width / 2, height / 2, gaussian(width, height).data());
-}
-
-std::string opName(const char* family, const Kind& kind) {
-    return family + std::string(kind.type == ORV_BIT ? "1" : kind.type == ORV_BYTE ? "8" : "16");
 }
 
 Subject convolution(const Kind& kind, unsigned taps) {
@@ -88,14 +82,6 @@ Subject morphology(const char* family, const Kind& kind, const Element& element)
                 scene.op().addObject(&scene.keep(
                     host::Sel::make(session(), element.size, element.size, key, key, element.members.data())));
             }};
-}
-
-bool row(const std::string& name, const Subject& subject, const std::string& peerName = {}, double goal = 0,
-         const Peer& peer = {}) {
-    return measure({.name = name, .peer = peerName, .goal = goal, .prepare = [=] {
-                        const auto scene = subject.scene();
-                        return runsOf(scene, peer ? [scene, peer] { peer(*scene); } : std::function<void()>{});
-                    }});
 }
 
 Peer filter2d([[maybe_unused]] unsigned taps) {

@@ -99,7 +99,7 @@ Subject transform(const std::string& op, const Kind& kind, std::vector<float> va
 
 bool members(const std::string& name, const std::vector<float>& values) {
     for (const Kind& kind : {bits, bytes, shorts}) {
-        const std::string digits = kind.type == ORV_BIT ? "1" : kind.type == ORV_BYTE ? "8" : "16";
+        const std::string digits = digitsOf(kind.type);
         for (const char* interpolation : interpolations) {
             const std::string op = name + digits + interpolation;
             if (op != "translate8nearest") besideCopy(0, transform(op, kind, values)); // that has a row of its own

@@ -14,21 +14,6 @@ namespace {
 using namespace orvbench;
 namespace host = orv::host;
 
-using Peer = std::function<void(Scene& scene)>;
-
-std::string opName(const char* family, const Kind& kind) {
-    return family + std::string(kind.type == ORV_BIT ? "1" : kind.type == ORV_BYTE ? "8" : "16");
-}
-
-/// A row on dense pictures.
-bool row(const std::string& name, const Subject& subject, const std::string& peerName = {}, double goal = 0,
-         const Peer& peer = {}) {
-    return measure({.name = name, .peer = peerName, .goal = goal, .prepare = [=] {
-                        const auto scene = subject.scene();
-                        return runsOf(scene, peer ? [scene, peer] { peer(*scene); } : std::function<void()>{});
-                    }});
-}
-
 Subject extrema(const Kind& kind) {
     return {.op = opName("extrema", kind),
             .from = {kind},

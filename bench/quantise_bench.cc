@@ -111,11 +111,10 @@ constexpr Family families[] = {{"ordereddither", Quantiser::dither},
                                {"errordiffusion", Quantiser::diffusion}};
 
 bool everyMember() {
-    const auto digits = [](OrvDataType type) { return type == ORV_BIT ? "1" : type == ORV_BYTE ? "8" : "16"; };
     for (const Family& family : families) {
         for (const OrvDataType from : {ORV_BIT, ORV_BYTE, ORV_SHORT}) {
             for (const OrvDataType to : {ORV_BIT, ORV_BYTE, ORV_SHORT}) {
-                const std::string op = std::string(family.op) + digits(from) + "_" + digits(to);
+                const std::string op = std::string(family.op) + digitsOf(from) + "_" + digitsOf(to);
                 // A full search of each colour takes its time: the plain members get few of them.
                 const unsigned entries = to == ORV_BIT ? 2 : from == ORV_BYTE && to == ORV_BYTE ? 256 : 16;
                 besideCopy(op + " 3", 0, member(op, family.quantiser, {from, 3}, {to, 1}, entries));

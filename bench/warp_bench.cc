@@ -175,7 +175,7 @@ Subject warping(const std::string& op, const Kind& kind) {
 const bool all = [] {
     for (const char* form : {"", "h", "v"}) {
         for (const Kind& kind : {bits, bytes, shorts}) {
-            const std::string digits = kind.type == ORV_BIT ? "1" : kind.type == ORV_BYTE ? "8" : "16";
+            const std::string digits = digitsOf(kind.type);
             for (const char* interpolation : {"nearest", "bilinear", "bicubic", "general"}) {
                 besideCopy(0, warping(std::string("tablewarp") + form + digits + interpolation, kind));
             }

@@ -41,7 +41,8 @@ constexpr bool whole(Weights w, int part) noexcept {
     constexpr double nothing = 1e-6;
     for (double weight : {w.r, w.g, w.b}) {
         const double parts = magnitude(weight) * part;
-        if (magnitude(parts - static_cast<int>(parts + 0.5)) > nothing) return false;
+        const double beyond = parts - static_cast<int>(parts);
+        if (beyond > nothing && beyond < 1 - nothing) return false;
     }
     return true;
 }
@@ -49,7 +50,7 @@ constexpr bool whole(Weights w, int part) noexcept {
 /// What a rounding of numbers up to some size to single precision costs at most.
 constexpr double toSingle(double size) noexcept {
     double half = 0x1p-25;
-    for (double top = 1; top < size; top *= 2) half *= 2;
+    while (0x1p25 * half < size) half *= 2;
     return half;
 }
 

@@ -8,6 +8,7 @@
 
 #include "memory/frame/byte_permutation.h"
 #include "memory/frame/lanes.h"
+#include "memory/frame/row_moves.h"
 
 namespace orvi {
 
@@ -354,7 +355,7 @@ bool permutes(std::ptrdiff_t step, std::size_t size) noexcept {
 
 /// Masked stores that stay within lines take half the time of others.
 std::size_t pixelsBeforeLine(const std::byte* to, std::size_t step, std::size_t pixels) noexcept {
-    const std::size_t bytes = -reinterpret_cast<std::uintptr_t>(to) % lanes::vectorBytes;
+    const std::size_t bytes = beforeLine(to);
     return lanes::vectorBytes % step == 0 && bytes % step == 0 ? std::min(pixels, bytes / step) : 0;
 }
 

@@ -2,9 +2,9 @@
 
 #include <bit>
 
-#include "memory/frame/sample_rows.h"
-
 #include "memory/frame/byte_permutation.h"
+#include "memory/frame/row_moves.h"
+#include "memory/frame/sample_rows.h"
 
 namespace orvi::lanes {
 
@@ -314,9 +314,6 @@ private:
 
 namespace {
 
-/// Results that no cache would keep go past it: fetching their lines only to overwrite them costs a third of the time.
-constexpr std::size_t beyondCaches = std::size_t{4} << 20;
-
 /// Entries of a table of bytes by permutations of bytes.
 class PermutedBytes {
 public:
@@ -341,7 +338,7 @@ private:
     const PermutedBytes entries(table);
     std::size_t i = 0;
     if (samples >= beyondCaches) {
-        i = -reinterpret_cast<std::uintptr_t>(to) % vectorBytes;
+        i = beforeLine(to);
         plain::mapBytes(to, from, i, table);
         for (; i + vectorBytes <= samples; i += vectorBytes) {
             _mm512_stream_si512(reinterpret_cast<Raw*>(to + i), (Raw)entries(load<U8>(from + i)));

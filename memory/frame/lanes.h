@@ -381,31 +381,7 @@ inline U32 gatherWords(const std::byte* base, I32 offset) noexcept {
 #endif
 }
 
-/// base[index] for each lane, bytes or shorts as integers. `last` is the index of the last sample that may be read: a
-/// gather reads 32 bits, so lanes near the end read earlier ones and shift.
-inline I32 gather(const std::uint8_t* base, I32 index, std::int32_t last) noexcept {
-#if defined(__AVX2__)
-    if (last < 3) return plain::gather(base, index);
-    const I32 start = smaller<I32>(index, last - 3 - I32{});
-    const U32 words = gatherWords(reinterpret_cast<const std::byte*>(base), start);
-    return (I32)((words >> (U32)((index - start) << 3)) & 0xffU);
-#else
-    (void)last;
-    return plain::gather(base, index);
-#endif
-}
-inline I32 gather(const std::int16_t* base, I32 index, std::int32_t last) noexcept {
-#if defined(__AVX2__)
-    if (last < 1) return plain::gather(base, index);
-    const I32 start = smaller<I32>(index, last - 1 - I32{});
-    const U32 words = gatherWords(reinterpret_cast<const std::byte*>(base), start << 1);
-    return (I32)(words << (U32)((1 - (index - start)) << 4)) >> 16;
-#else
-    (void)last;
-    return plain::gather(base, index);
-#endif
-}
-/// The same for integers, of which none is read but the lanes' own.
+/// base[index] for each lane.
 inline I32 gather(const std::int32_t* base, I32 index) noexcept {
     return (I32)gatherWords(reinterpret_cast<const std::byte*>(base), index << 2);
 }

@@ -56,9 +56,6 @@ using lanes::Raw;
 using lanes::store;
 using lanes::vectorBytes;
 
-/// Bytes before the next line of the caches, which is as long as a vector.
-std::size_t beforeLine(const void* to) noexcept { return -reinterpret_cast<std::uintptr_t>(to) % vectorBytes; }
-
 void putVector(void* to, Raw value, bool past) noexcept {
     if (past) {
         _mm512_stream_si512(static_cast<Raw*>(to), value);

@@ -10,6 +10,12 @@ namespace orvi {
 /// cost up to a third of the time.
 inline constexpr std::size_t beyondCaches = std::size_t{4} << 20;
 
+/// Bytes before the next line of the caches.
+inline std::size_t beforeLine(const void* to) noexcept {
+    constexpr std::size_t line = 64;
+    return -reinterpret_cast<std::uintptr_t>(to) % line;
+}
+
 /// Writes each sample three times, past the caches or not.
 void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, bool past) noexcept;
 void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples, bool past) noexcept;

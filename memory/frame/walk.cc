@@ -129,7 +129,10 @@ public:
 
 private:
     bool rowsTouch(const Rect& rect) const noexcept {
-        return std::all_of(lanes_, lanes_ + count_, [&rect](const Lane& lane) { return lane.rowsTouch(rect); });
+        for (int i = 0; i < count_; ++i) {
+            if (!lanes_[i].rowsTouch(rect)) return false;
+        }
+        return true;
     }
 
     void row(long x, long y, std::size_t pixels) noexcept {

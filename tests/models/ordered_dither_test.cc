@@ -3,23 +3,11 @@
 
 #include "QuantiseModel.h"
 #include "models/Answers.h"
+#include "support/Calls.h"
 
 namespace {
 
 using orvmodel::Maker;
-
-orvcase::ColorCube randomCube(Maker& maker, unsigned bands, unsigned mostLevels) {
-    orvcase::ColorCube cube;
-    cube.origin = static_cast<short>(maker.random.chance(50) ? 0 : maker.random.between(-20, 300));
-    int multiplier = 1;
-    for (unsigned band = 0; band < bands; ++band) {
-        const unsigned levels = 2 + maker.random.below(mostLevels - 1);
-        cube.dimensions.push_back(levels);
-        cube.multipliers.push_back(maker.random.chance(20) ? -multiplier : multiplier);
-        multiplier *= static_cast<int>(levels);
-    }
-    return cube;
-}
 
 auto makeDither(OrvDataType from, OrvDataType to) {
     return [from, to](Maker& maker) {
@@ -29,7 +17,7 @@ auto makeDither(OrvDataType from, OrvDataType to) {
         // The fast path of one band to bits knows two levels alone.
         const bool twoLevels = from == ORV_BYTE && to == ORV_BIT;
         orvcase::Lookup lookup{.name = "cube", .in = from, .out = from, .bands = bands, .tables = {{}}};
-        lookup.cube = randomCube(maker, bands, twoLevels ? 2 : 6);
+        lookup.cube = orvmodel::randomCube(maker, bands, twoLevels ? 2 : 6);
         lookup.tables[0].data.assign(bands, 0);
         maker.c.lookups.push_back(lookup);
         orvcase::Mask mask{.name = "mask"};

@@ -326,22 +326,9 @@ void nearestColor(Maker& m, const Function& f) {
     onlyCall(m).params = {ref("map")};
 }
 
-orvcase::ColorCube cubeOf(Maker& m, unsigned bands, unsigned mostLevels) {
-    orvcase::ColorCube cube;
-    cube.origin = static_cast<short>(m.random.chance(50) ? 0 : m.random.between(-20, 300));
-    int multiplier = 1;
-    for (unsigned band = 0; band < bands; ++band) {
-        const unsigned levels = 2 + m.random.below(mostLevels - 1);
-        cube.dimensions.push_back(levels);
-        cube.multipliers.push_back(m.random.chance(20) ? -multiplier : multiplier);
-        multiplier *= static_cast<int>(levels);
-    }
-    return cube;
-}
-
 void addCube(Maker& m, const Function& f, unsigned bands) {
     orvcase::Lookup lookup{.name = "map", .in = f.from, .out = f.from, .bands = bands, .tables = {{}}};
-    lookup.cube = cubeOf(m, bands, f.from == ORV_BYTE && f.to == ORV_BIT ? 2 : 6);
+    lookup.cube = randomCube(m, bands, f.from == ORV_BYTE && f.to == ORV_BIT ? 2 : 6);
     lookup.tables[0].data.assign(bands, 0);
     m.c.lookups.push_back(lookup);
 }
@@ -404,24 +391,29 @@ void thinOut(Maker& m, const std::string& name) {
     for (double& sample : m.c.image(name).data) sample = m.random.chance(odds) ? 1 : 0;
 }
 
+/// Images for a flood, and where it begins.
+struct Flood {
+    unsigned bands;
+    Param x = {};
+    Param y = {};
+
+    Flood(Maker& m, const Function& f) : bands(bandsOf(m)) {
+        inAndOut(m, f, bands);
+        const Image source = m.c.image(onlyCall(m).src[0]);
+        thinOut(m, source.parent.empty() ? source.name : source.parent);
+        x = seed(m, source.width, source.originX);
+        y = seed(m, source.height, source.originY);
+    }
+};
+
 void fill(Maker& m, const Function& f) {
-    const unsigned bands = bandsOf(m);
-    inAndOut(m, f, bands);
-    const Image source = m.c.image(onlyCall(m).src[0]);
-    thinOut(m, source.parent.empty() ? source.name : source.parent);
-    const Param x = seed(m, source.width, source.originX);
-    const Param y = seed(m, source.height, source.originY);
+    const auto [bands, x, y] = Flood(m, f);
     const Param boundary = m.floats("boundary", Values(bands, 1));
     onlyCall(m).params = {x, y, boundary, m.floats("colour", constants(m, f.to, bands))};
 }
 
 void softFill(Maker& m, const Function& f) {
-    const unsigned bands = bandsOf(m);
-    inAndOut(m, f, bands);
-    const Image source = m.c.image(onlyCall(m).src[0]);
-    thinOut(m, source.parent.empty() ? source.name : source.parent);
-    const Param x = seed(m, source.width, source.originX);
-    const Param y = seed(m, source.height, source.originY);
+    const auto [bands, x, y] = Flood(m, f);
     const Param foreground = m.floats("foreground", Values(bands, m.random.chance(50) ? 1 : 0));
     const unsigned backs = 1 + m.random.below(3);
     const Param backgrounds = m.floats("backgrounds", reals(m, backs * bands, 0, 2));
@@ -616,6 +608,19 @@ std::vector<Function> makeTable() {
 const std::vector<Function>& functions() {
     static const std::vector<Function> table = makeTable();
     return table;
+}
+
+orvcase::ColorCube randomCube(Maker& maker, unsigned bands, unsigned mostLevels) {
+    orvcase::ColorCube cube;
+    cube.origin = static_cast<short>(maker.random.chance(50) ? 0 : maker.random.between(-20, 300));
+    int multiplier = 1;
+    for (unsigned band = 0; band < bands; ++band) {
+        const unsigned levels = 2 + maker.random.below(mostLevels - 1);
+        cube.dimensions.push_back(levels);
+        cube.multipliers.push_back(maker.random.chance(20) ? -multiplier : multiplier);
+        multiplier *= static_cast<int>(levels);
+    }
+    return cube;
 }
 
 orvcase::Case randomCall(const Function& function, std::uint64_t seed) {

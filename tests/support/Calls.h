@@ -28,4 +28,7 @@ orvcase::Case randomCall(const Function& function, std::uint64_t seed);
 /// The seed chooses the function too; neighbouring seeds call different ones.
 orvcase::Case randomCall(std::uint64_t seed);
 
+/// Steps in each band for a lookup; the entries begin at 0 or elsewhere and count up or down.
+orvcase::ColorCube randomCube(Maker& maker, unsigned bands, unsigned mostLevels);
+
 } // namespace orvmodel

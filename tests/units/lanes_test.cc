@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <memory>
 #include <random>
 #include <vector>
 
@@ -212,26 +211,6 @@ TEST_F(Lanes, TablesOfThreeBands) {
         lanes::plain::mapThreeBands(slow.data(), samples.data(), size, pointers);
         lanes::mapThreeBands(samples.data(), samples.data(), size, pointers);
         EXPECT_EQ(samples, slow) << size;
-    }
-}
-
-template <class T>
-void gathers(std::mt19937& random, std::int32_t size) {
-    // In a block of exactly its size, so that a sanitizer sees a read beyond.
-    const std::unique_ptr<T[]> samples(new T[static_cast<std::size_t>(size)]);
-    for (std::int32_t i = 0; i < size; ++i) samples[static_cast<std::size_t>(i)] = static_cast<T>(random());
-    lanes::I32 index;
-    for (std::size_t i = 0; i < lanes::count<std::int32_t>; ++i) {
-        index[i] = i % 2 == 0 ? size - 1 : static_cast<std::int32_t>(random() % static_cast<unsigned>(size));
-    }
-    const lanes::I32 values = lanes::gather(samples.get(), index, size - 1);
-    EXPECT_FALSE(lanes::any(values ^ lanes::plain::gather(samples.get(), index))) << size;
-}
-
-TEST_F(Lanes, Gather) {
-    for (std::int32_t size : {1, 2, 3, 4, 5, 17, 300}) {
-        gathers<std::uint8_t>(random, size);
-        gathers<std::int16_t>(random, size);
     }
 }
 
