@@ -6,7 +6,7 @@
 #include <bit>
 #include <cstring>
 
-#include "memory/colour/curve_lanes.h"
+#include "memory/colour/near_values.h"
 #include "memory/colour/rows.h"
 #include "memory/frame/pixel_words.h"
 #include "memory/frame/row_moves.h"
@@ -29,12 +29,7 @@ struct ShortSum {
 
 namespace short_sums {
 
-/// Half a unit of the last place of floats from 0.5 to 1: what holding a normalised value in single precision costs.
-constexpr double held = 0x1p-25;
-/// The same for the results of shorts: by the last rounding of the chain, and by that of a sum.
-constexpr double last = 0x1p-10;
-
-constexpr double magnitude(double v) noexcept { return v < 0 ? -v : v; }
+using namespace near_values;
 
 /// Whether all weights are whole numbers of a part, but for what double leaves of them.
 constexpr bool whole(Weights w, int part) noexcept {
@@ -45,13 +40,6 @@ constexpr bool whole(Weights w, int part) noexcept {
         if (beyond > nothing && beyond < 1 - nothing) return false;
     }
     return true;
-}
-
-/// What a rounding of numbers up to some size to single precision costs at most.
-constexpr double toSingle(double size) noexcept {
-    double half = 0x1p-25;
-    while (0x1p25 * half < size) half *= 2;
-    return half;
 }
 
 /// Bands blue first, as `factor` times their weighed sum, plus an offset. The bands are samples as they stand; `errors`
@@ -65,7 +53,7 @@ constexpr ShortSum sumOf(Weights w, double factor, double offset, int errors) no
     for (int band = 0; band < 3; ++band) {
         const double weight = bands[band] * part;
         sum.weights[band] = static_cast<std::int16_t>(weight < 0 ? weight - 0.5 : weight + 0.5);
-        largest += magnitude(sum.weights[band]) * magnitude(Scale<std::int16_t>::zero);
+        largest -= magnitude<double>(sum.weights[band]) * Scale<std::int16_t>::zero;
     }
     const double scale = factor / part;
     sum.scale = static_cast<float>(scale);
@@ -74,21 +62,16 @@ constexpr ShortSum sumOf(Weights w, double factor, double offset, int errors) no
     const double computed =
         toSingle(largest) * scale + largest * magnitude(scale - sum.scale) + 2 * toSingle(magnitude(offset) + 1) + last;
     const double chain = errors * held * factor * Scale<std::int16_t>::full + last;
-    constexpr double doubles = 0x1p-20; // for what is computed in double, far more than it costs
     sum.doubt = static_cast<float>(computed + chain + doubles);
     return sum;
 }
 
 /// Normalised samples as a band of a coding.
 constexpr ShortSum coded(Weights w, Coding coding, int errors) noexcept {
-    constexpr double full = Scale<std::int16_t>::full;
+    constexpr double all = Scale<std::int16_t>::full;
     const double zero = (w.r + w.g + w.b) * Scale<std::int16_t>::zero;
-    return sumOf(w, coding.factor / full, coding.offset - zero * coding.factor / full, errors);
+    return sumOf(w, coding.factor / all, coding.offset - zero * coding.factor / all, errors);
 }
-
-/// The samples and luma are rounded; differences to luma are, too.
-constexpr int lumaErrors = 2;
-constexpr int chromaErrors = 4;
 
 } // namespace short_sums
 
@@ -119,7 +102,7 @@ namespace short_rows_detail {
 using Short = std::int16_t;
 using rows_detail::blocks;
 
-inline constexpr std::size_t sourceBands = 3;
+using near_values::storeBands;
 
 /// The weights of luma in thousandths, in the order of the bands.
 inline constexpr std::int16_t lumaWeights[4] = {114, 587, 299, 0};
@@ -161,38 +144,28 @@ template <>
 inline constexpr bool weighs<FromRgb, Weigh<w601>, Quantise, ToGrey> = true;
 
 /// Runs `of(from, to)`, which makes a vector of pixels, over a row; its last pixels go by way of a whole vector.
-template <std::size_t Bands>
+template <class All>
 void eachVector(const Short* from, Short* to, std::size_t pixels, auto of) noexcept {
+    constexpr std::size_t sourceBands = All::First::sourceBands;
+    constexpr std::size_t bands = All::Last::bands;
     std::size_t i = 0;
     for (; i + lanes::shortPixels <= pixels; i += lanes::shortPixels) {
         fetchAhead<2>(from + i * sourceBands);
-        of(from + i * sourceBands, to + i * Bands);
+        of(from + i * sourceBands, to + i * bands);
     }
     if (i == pixels) return;
     Short source[lanes::shortPixels * sourceBands] = {};
-    Short result[lanes::shortPixels * Bands];
+    Short result[lanes::shortPixels * bands];
     std::memcpy(source, from + i * sourceBands, (pixels - i) * sourceBands * sizeof(Short));
     of(source, result);
-    std::memcpy(to + i * Bands, result, (pixels - i) * Bands * sizeof(Short));
-}
-
-template <std::size_t Bands>
-void store(Short* to, const Pixel<Bands, lanes::I32>& bands) noexcept {
-    if constexpr (Bands == 4) {
-        lanes::storeFourShorts(to, bands[0], bands[1], bands[2], bands[3]);
-    } else if constexpr (Bands == 3) {
-        lanes::storePixelShorts(to, bands[0], bands[1], bands[2]);
-    } else {
-        lanes::storeIntegers(to, bands[0]);
-    }
+    std::memcpy(to + i * bands, result, (pixels - i) * bands * sizeof(Short));
 }
 
 template <class All>
 void laneRow(const Short* from, Short* to, std::size_t pixels) noexcept {
-    eachVector<All::Last::bands>(from, to, pixels, [](const Short* source, Short* result) {
+    eachVector<All>(from, to, pixels, [](const Short* source, Short* result) {
         const lanes::PixelShorts s = lanes::loadPixelShorts(source);
-        store<All::Last::bands>(
-            result, All::template of<Short>(Pixel<sourceBands, lanes::I32>{s.band(0), s.band(1), s.band(2)}));
+        storeBands(result, All::template of<Short>(Pixel<3, lanes::I32>{s.band(0), s.band(1), s.band(2)}));
     });
 }
 
@@ -203,6 +176,7 @@ template <class All, class Vector>
 class DoubtRow {
 public:
     static void row(const Short* from, Short* to, std::size_t pixels) noexcept {
+        All::template prepare<Short>();
         DoubtRow results;
         const bool past = pixels * bands * sizeof(Short) >= beyondCaches;
         for (std::size_t done = 0; done < pixels; done += most) {
@@ -214,6 +188,7 @@ public:
     }
 
 private:
+    static constexpr std::size_t sourceBands = All::First::sourceBands;
     static constexpr std::size_t bands = All::Last::bands;
     static constexpr std::size_t most = 2048;
     /// Pixels go through the chain by so many, for its loops to be whole vectors.
@@ -224,7 +199,7 @@ private:
     void block(const Short* from, std::size_t pixels) noexcept {
         std::size_t doubtful = 0;
         lanes::I32 places = firstPlaces();
-        eachVector<bands>(from, results_, pixels, [&, this](const Short* source, Short* result) {
+        eachVector<All>(from, results_, pixels, [&, this](const Short* source, Short* result) {
             doubtful += lanes::storeChosen(doubtful_ + doubtful, Vector::of(source, result), places);
             places += static_cast<int>(lanes::shortPixels);
         });
@@ -275,27 +250,7 @@ struct SumVector {
             values[band] = rounded(offset - within);
             doubt |= lanes::unlikeWords(values[band], rounded(offset + within));
         }
-        store<Sums.size()>(to, values);
-        return static_cast<std::uint16_t>(doubt);
-    }
-};
-
-/// Luma and chroma to linear values, or to the inks that are their complements.
-template <Space S, class Last>
-struct LinearVector {
-    static std::uint16_t of(const Short* from, Short* to) noexcept {
-        const lanes::PixelShorts s = lanes::loadPixelShorts(from);
-        const auto v = Chain<FromYcc<S>, Matrix<S>>::template of<Short>(
-            Pixel<sourceBands, lanes::I32>{s.band(0), s.band(1), s.band(2)});
-        unsigned doubt = 0;
-        const auto linear = [&doubt](lanes::F32 value) {
-            const auto [values, doubts] = linearShorts(value);
-            doubt |= doubts;
-            // What is nearest to a value is so to its complement, away from the middle between two.
-            return std::is_same_v<Last, ToRgb> ? values : ~values;
-        };
-        const auto bands = Last::template of<Short>(Rgb{linear(v.r), linear(v.g), linear(v.b)});
-        store<Last::bands>(to, bands);
+        storeBands(to, values);
         return static_cast<std::uint16_t>(doubt);
     }
 };
@@ -306,15 +261,108 @@ struct VectorOf {
     static constexpr bool exists = !shortSums<Stages...>.empty();
     using type = SumVector<shortSums<Stages...>>;
 };
-template <Space S>
-struct VectorOf<FromYcc<S>, Matrix<S>, Linear, Full, ToRgb> {
+template <class Vector>
+struct NearVector {
     static constexpr bool exists = true;
-    using type = LinearVector<S, ToRgb>;
+    using type = Vector;
 };
+
+// From nonlinear values to linear ones.
+template <Space S>
+struct VectorOf<FromYcc<S>, Matrix<S>, Linear, Full, ToRgb>
+    : NearVector<near_values::Bands<near_values::Values<FromYcc<S>>, near_values::LinearCurve, ToRgb>> {};
 template <Space S, class Last>
-struct VectorOf<FromYcc<S>, Matrix<S>, Linear, OneMinus, Full, Last> {
+struct VectorOf<FromYcc<S>, Matrix<S>, Linear, OneMinus, Full, Last>
+    : NearVector<near_values::Bands<near_values::Values<FromYcc<S>>, near_values::LinearCurve, Last, true>> {};
+template <class Last>
+struct VectorOf<FromRgb, Table<Normalise, Linear, OneMinus, Full>, Last>
+    : NearVector<near_values::Bands<near_values::Values<FromRgb>, near_values::LinearCurve, Last, true>> {};
+template <Space S, Weights W>
+struct VectorOf<FromYcc<S>, Matrix<S>, Linear, Weigh<W>, Full, ToGrey> {
     static constexpr bool exists = true;
-    using type = LinearVector<S, Last>;
+    using Source = near_values::Values<FromYcc<S>>;
+    using Curve = near_values::WideLinearCurve;
+    using type = near_values::SumsOf<Source, Curve, near_values::greySum<Source, Curve, W>>;
+};
+template <Weights W>
+struct VectorOf<FromRgb, Table<Normalise, Linear>, Weigh<W>, Full, ToGrey> {
+    static constexpr bool exists = true;
+    using Source = near_values::Values<FromRgb>;
+    using Curve = near_values::LinearCurve;
+    using type = near_values::SumsOf<Source, Curve, near_values::greySum<Source, Curve, W>>;
+};
+
+// Inks with black.
+template <>
+struct VectorOf<FromCmyk, Full, ToRgb>
+    : NearVector<near_values::Bands<near_values::Values<FromCmyk>, near_values::NoCurve, ToRgb>> {};
+template <Weights W>
+struct VectorOf<FromCmyk, Weigh<W>, Full, ToGrey> {
+    static constexpr bool exists = true;
+    using Source = near_values::Values<FromCmyk>;
+    using Curve = near_values::NoCurve;
+    using type = near_values::SumsOf<Source, Curve, near_values::greySum<Source, Curve, W>>;
+};
+
+// From linear values to nonlinear ones.
+template <>
+struct VectorOf<FromCmy, Table<Normalise, OneMinus, Gamma, Full>, ToRgb>
+    : NearVector<near_values::Bands<near_values::InkValues, near_values::GammaCurve, ToRgb>> {};
+template <>
+struct VectorOf<FromCmyk, Gamma, Full, ToRgb>
+    : NearVector<near_values::Bands<near_values::Values<FromCmyk>, near_values::GammaCurve, ToRgb>> {};
+
+/// Where stages come to held nonlinear values, what the values of their source are.
+template <class... Stages>
+struct HeldGamma {};
+template <>
+struct HeldGamma<FromRgb, Table<Normalise, Gamma, Hold>> {
+    using Source = near_values::Values<FromRgb>;
+};
+template <>
+struct HeldGamma<FromCmy, Table<Normalise, OneMinus, Gamma, Hold>> {
+    using Source = near_values::InkValues;
+};
+template <>
+struct HeldGamma<FromCmyk, Gamma, Hold> {
+    using Source = near_values::Values<FromCmyk>;
+};
+
+template <class Gammas, class... Last>
+struct GammaSums;
+template <class Gammas, Space S>
+struct GammaSums<Gammas, ToYcc<S>> {
+    using Source = typename Gammas::Source;
+    using Curve = near_values::GammaCurve;
+    using type = near_values::SumsOf<Source, Curve, near_values::codedSums<Source, Curve, S>>;
+};
+template <class Gammas, Weights W>
+struct GammaSums<Gammas, Weigh<W>, Hold, ToY> {
+    using Source = typename Gammas::Source;
+    using Curve = near_values::GammaCurve;
+    using type = near_values::SumsOf<Source, Curve, near_values::lumaSum<Source, Curve, W>>;
+};
+template <Space S>
+struct VectorOf<FromGrey, Table<Normalise, Gamma, Hold>, Repeat, ToYcc<S>>
+    : NearVector<near_values::GreyOf<near_values::Values<FromGrey>, near_values::GammaCurve, S>> {};
+template <Space S>
+struct VectorOf<FromGrey, Normalise, Gamma, Achromatic, ToYcc<S>>
+    : NearVector<near_values::GreyOf<near_values::Values<FromGrey>, near_values::GammaCurve, S>> {};
+/// The weights of luma make 1, so that no difference to it is left.
+template <Space S>
+struct VectorOf<FromY, Repeat, ToYcc<S>>
+    : NearVector<near_values::GreyOf<near_values::Values<FromY>, near_values::NoCurve, S>> {};
+
+template <class First, class Curve, class... Last>
+requires requires { typename HeldGamma<First, Curve>::Source; }
+struct VectorOf<First, Curve, Last...> {
+    static constexpr bool exists = true;
+    using type = typename GammaSums<HeldGamma<First, Curve>, Last...>::type;
+};
+template <class... Last>
+struct VectorOf<FromCmyk, Gamma, Hold, Last...> {
+    static constexpr bool exists = true;
+    using type = typename GammaSums<HeldGamma<FromCmyk, Gamma, Hold>, Last...>::type;
 };
 
 /// Whether a chain makes three equal bands of one.

@@ -193,7 +193,7 @@ struct LinearByte : EachValue<LinearByte> {
 };
 
 struct Normalise : EachValue<Normalise> {
-    ORV_STAGE float each(int sample) noexcept { return normalise<Sample>(sample); }
+    ORV_STAGE auto each(auto sample) noexcept { return normalise<Sample>(sample); }
 };
 
 struct OneMinus : EachValue<OneMinus> {

@@ -57,6 +57,10 @@ template <class Sample>
 [[gnu::always_inline]] constexpr float normalise(int sample) noexcept {
     return divided(sample - Scale<Sample>::zero, static_cast<float>(Scale<Sample>::full));
 }
+template <class Sample>
+[[gnu::always_inline]] inline lanes::F32 normalise(lanes::I32 sample) noexcept {
+    return divided(sample - Scale<Sample>::zero, static_cast<float>(Scale<Sample>::full));
+}
 
 /// Rounds half away from zero, the sum in single precision, and then clamps to the sample's range.
 template <class Sample>

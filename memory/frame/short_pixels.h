@@ -143,11 +143,23 @@ inline void storeFourShorts(std::int16_t* to, I32 band0, I32 band1, I32 band2, I
     }
 }
 
+/// One band; what is outside the range of shorts saturates.
+inline void storeSaturated(std::int16_t* to, I32 band) noexcept {
+    store(to, _mm512_maskz_cvtsepi32_epi16(0xffff, (Raw)band));
+}
+
 /// To the nearest integer.
 inline I32 nearest(F32 v) noexcept { return (I32)_mm512_maskz_cvtps_epi32(0xffff, (__m512)v); }
 
 /// A bit for each word in which two vectors differ.
 inline std::uint16_t unlikeWords(I32 a, I32 b) noexcept { return _mm512_cmpneq_epi32_mask((Raw)a, (Raw)b); }
+
+inline F32 magnitude(F32 v) noexcept { return (F32)((U32)v & 0x7fffffff); }
+
+/// A bit for each word in which two vectors differ by more than a distance.
+inline std::uint16_t furtherApart(F32 a, F32 b, F32 distance) noexcept {
+    return _mm512_cmp_ps_mask((__m512)magnitude(a - b), (__m512)distance, _CMP_GT_OQ);
+}
 
 /// Writes the words whose bits are set one after another, and whatever behind them up to a vector; how many were set.
 inline std::size_t storeChosen(std::int32_t* to, std::uint16_t chosen, I32 words) noexcept {

@@ -132,17 +132,19 @@ TEST(ColourPower, AgreesWithAWiderFormatAndRoundsLikeIt) {
 
 TEST(ColourLanes, QuotientsOfShortsAreProductsInTwoParts) {
     using namespace orvi::colour;
-    const auto holds = [](const YccFacts& facts) {
-        for (const Coding& coding : facts.shorts) {
-            const auto divisor = static_cast<float>(coding.factor);
-            const float high = 1 / divisor;
-            const auto low = static_cast<float>(1 / double{divisor} - double{high});
-            for (int sample = -32768; sample <= 32767; ++sample) {
-                const auto v = static_cast<float>(sample - coding.offset);
-                ASSERT_EQ(std::fma(v, high, v * low), v / divisor) << divisor << ", " << sample;
-            }
+    const auto hold = [](const Coding& coding) {
+        const auto divisor = static_cast<float>(coding.factor);
+        const float high = 1 / divisor;
+        const auto low = static_cast<float>(1 / double{divisor} - double{high});
+        for (int sample = -32768; sample <= 32767; ++sample) {
+            const auto v = static_cast<float>(sample - coding.offset);
+            ASSERT_EQ(std::fma(v, high, v * low), v / divisor) << divisor << ", " << sample;
         }
     };
+    const auto holds = [&hold](const YccFacts& facts) {
+        for (const Coding& coding : facts.shorts) hold(coding);
+    };
+    hold({65535, -32768});
     holds(factsOf<photoycc>);
     holds(factsOf<ycc601>);
     holds(factsOf<ycc709>);
@@ -166,24 +168,35 @@ TEST(ColourLanes, ShortsOfFloatsTakeOneRounding) {
     }
 }
 
-TEST(ColourLanes, PiecesOfTheCurveLeaveNoDoubtUnsaid) {
+/// Every so many of the floats from a curve's first octave up to `end`, and where it ends: nowhere may a curve be off
+/// by more than it says. All of the floats there are hold as well.
+template <class Facts>
+void checkPieces(float end, double relative) {
     using namespace orvi::colour;
+    using Pieces = CurvePieces<Facts>;
     const auto fused = [](float a, float b, float c) { return std::fma(a, b, c); };
-    long doubtful = 0;
-    long all = 0;
-    // Every so many of the floats there are. All of them hold as well.
-    const std::uint32_t one = std::bit_cast<std::uint32_t>(1.0F);
-    for (std::uint32_t bits = std::bit_cast<std::uint32_t>(0x1p-9F); bits < one; bits += 23) {
+    for (std::uint32_t bits = std::bit_cast<std::uint32_t>(0x1p-12F); bits < std::bit_cast<std::uint32_t>(end);
+         bits += 23) {
         const float v = floatOfBits(bits);
-        const float value = linearPieces.of(v, fused);
-        const float low = std::nearbyint(value - LinearPieces::doubt);
-        const float high = std::nearbyint(value + LinearPieces::doubt);
-        ++all;
-        doubtful += low != high;
-        if (low != high) continue;
-        ASSERT_EQ(low, static_cast<float>(toSample<std::int16_t>(inverseTransfer(static_cast<double>(v))))) << v;
+        const double exact = v < Facts::knee ? v * Facts::slope : Facts::exact(v);
+        const double slack = relative > 0 ? relative * 65535 * exact : Pieces::error;
+        ASSERT_NEAR(curvePieces<Facts>.of(v, fused), 65535 * exact + Facts::zero, slack) << v;
     }
-    EXPECT_LT(doubtful, all / 100);
+}
+
+TEST(ColourLanes, PiecesOfTheCurvesAreNearThem) {
+    using namespace orvi::colour;
+    checkPieces<LinearFacts<-32768>>(std::nextafter(1.0F, 2.0F), 0);
+    checkPieces<LinearFacts<0>>(4.0F, 3 * 0x1p-24);
+    checkPieces<GammaFacts>(std::nextafter(1.0F, 2.0F), 0);
+}
+
+TEST(ColourLanes, KneesAreTheFirstFloatsFromThem) {
+    using namespace orvi::colour;
+    for (double knee : {0.018, 0.081}) {
+        EXPECT_GE(double{firstFrom(knee)}, knee);
+        EXPECT_LT(double{std::nextafter(firstFrom(knee), 0.0F)}, knee);
+    }
 }
 
 /// Pixels that a conversion is tried on: extremes, every level of bytes, the grey axis, and random ones.
