@@ -12,6 +12,7 @@
 #include "memory/filter/Element.h"
 #include "memory/filter/samples.h"
 #include "memory/filter/strips.h"
+#include "memory/frame/row_moves.h"
 
 namespace orvi {
 
@@ -202,14 +203,18 @@ public:
 
     void rectangle(const Rect& rect) noexcept {
         const long width = rect.width;
+        past_ = writesPast && to_.pixelOf<T>() == bands_ &&
+                static_cast<std::size_t>(width * bands_) * rect.height * sizeof(T) >= muchResult;
         for (long x = 0; x < width; x += stripPixels_) {
             strip({rect.x + x, rect.y, static_cast<unsigned>(std::min(stripPixels_, width - x)), rect.height});
         }
+        if (past_) endPast();
     }
 
 private:
     static constexpr long rowsTogether = 2;
-    // The rows of memory: start values, results of a destination whose pixels lie apart, the runs, packed source rows.
+    // The rows of memory: start values, results that do not go straight to their destination, the runs, packed source
+    // rows.
     static constexpr long outsideRow = 0;
     static constexpr long resultRow = 1;
     static constexpr long firstRunRow = 2;
@@ -263,10 +268,14 @@ private:
             rows[count++] = runRow(use.run, index) + (use.column - runs_.firstColumn()) * bands_;
         }
         T* pixel = to_.at<T>(x, y);
-        const bool dense = to_.pixelOf<T>() == bands_;
-        T* results = dense ? pixel : memory(resultRow);
+        const bool straight = to_.pixelOf<T>() == bands_ && !past_;
+        T* results = straight ? pixel : memory(resultRow);
         combineRows<Operation>(rows, count, pixels * bands_, store(results));
-        if (!dense) unpackRow(pixel, results, to_.pixelOf<T>(), bands_, pixels);
+        if (past_) {
+            copyPast(pixel, results, static_cast<std::size_t>(pixels * bands_) * sizeof(T));
+        } else if (!straight) {
+            unpackRow(pixel, results, to_.pixelOf<T>(), bands_, pixels);
+        }
     }
 
     static auto store(T* to) noexcept {
@@ -299,6 +308,7 @@ private:
     const ColumnRuns& runs_;
     Reach reach_;
     Samples<const T> source_;
+    bool past_ = false; ///< results go past the caches
     long packedRows_ = 0;
     long packedEnd_ = 0; ///< the first source row that is not packed yet
     long rowSamples_ = 0;

@@ -16,6 +16,15 @@ inline std::size_t beforeLine(const void* to) noexcept {
     return -reinterpret_cast<std::uintptr_t>(to) % line;
 }
 
+/// Results of sources go past the caches from so many bytes on, whatever is done for them: lines need not be fetched to
+/// be overwritten, and the caches would not hold them for whoever reads them next.
+inline constexpr std::size_t muchResult = std::size_t{48} << 20;
+#if defined(__AVX512BW__)
+inline constexpr bool writesPast = true;
+#else
+inline constexpr bool writesPast = false; // lines are not written whole
+#endif
+
 /// Writes each sample three times, past the caches or not.
 void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, bool past) noexcept;
 void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples, bool past) noexcept;

@@ -23,15 +23,6 @@ constexpr bool joinsBands = false;
 #endif
 alignas(64) std::uint8_t planes[joinedBands][chunkPixels];
 
-/// Results of sources go past the caches from so many bytes on: lines need not be fetched to be overwritten, and the
-/// caches would not hold them for whoever reads them next. Where there is nothing to read, stores keep up with memory.
-constexpr std::size_t muchResult = std::size_t{48} << 20;
-#if defined(__AVX512BW__)
-constexpr bool writesPast = true;
-#else
-constexpr bool writesPast = false;
-#endif
-
 std::size_t sampleSize(OrvDataType type) noexcept {
     switch (type) {
     case ORV_SHORT:
@@ -117,6 +108,7 @@ public:
 
     void rectangle(const Rect& rect) noexcept {
         const std::size_t pixels = std::size_t{rect.width} * rect.height;
+        // Where there is nothing to read, stores keep up with memory.
         past_ = writesPast && dense_ && count_ > 1 && lanes_[0].stores && !lanes_[0].keeps &&
                 pixels * lanes_[0].size >= muchResult;
         if (runs_ == Runs::overRows && rowsTouch(rect)) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "orv/host/host.h"
@@ -65,6 +66,34 @@ void compare(unsigned gap, unsigned before, bool inPlace) {
     }
     EXPECT_TRUE(whole == strips) << "rows " << gap << " apart, " << before << " from a line"
                                  << (inPlace ? ", in place" : "");
+}
+
+/// dilate8 on the whole, or on a region of strips.
+void dilate(Session& session, Bytes& to, Bytes& from, bool inStrips) {
+    const auto destination = to.rows(session, 0, height);
+    const auto source = from.rows(session, 0, height);
+    std::vector<Rect> strips;
+    for (unsigned row = 0; row < height; row += strip) strips.push_back({0, row, width, strip});
+    if (inStrips) destination->setRegion(strips);
+    constexpr unsigned members[] = {0, 1, 0, 1, 1, 1, 0, 1, 1};
+    const auto element = Sel::make(session, 3, 3, 1, 1, members);
+    const Owned<Op> op = Op::make(session, "dilate8");
+    op->setSource(1, source.get());
+    op->setDestination(destination.get());
+    op->addObject(element.get());
+    ASSERT_EQ(session.run(*op).status, ORV_SUCCESS);
+}
+
+TEST(LargeResults, OfNeighbourhoodsAreThoseOfStrips) {
+    const Owned<Session> session = Session::open();
+    Bytes from(3, 7, 1);
+    for (const auto& [gap, before] : {std::pair{0U, 16U}, {9U, 1U}}) {
+        Bytes whole(gap, before, 2);
+        Bytes strips = whole;
+        dilate(*session, whole, from, false);
+        dilate(*session, strips, from, true);
+        EXPECT_TRUE(whole == strips) << "rows " << gap << " apart, " << before << " from a line";
+    }
 }
 
 TEST(LargeResults, AreThoseOfStrips) {
