@@ -9,4 +9,6 @@ Error::Error(std::string op, const std::string& message, std::string id)
 
 Error::~Error() = default;
 
+ArgumentError::~ArgumentError() = default;
+
 } // namespace orv

@@ -121,9 +121,9 @@ Call::Call(Session& session, const Operation& operation, std::span<const Image> 
 }
 
 void Call::refuse(std::string_view parameter, const std::string& message) const {
-    throw Error(std::string(operation_.name), parameter.empty()
-                                                  ? fmt::format("{}: {}", operation_.name, message)
-                                                  : fmt::format("{}: {}: {}", operation_.name, parameter, message));
+    const std::string name(operation_.name);
+    if (parameter.empty()) throw Error(name, fmt::format("{}: {}", name, message));
+    throw ArgumentError(name, fmt::format("{}: {}: {}", name, parameter, message));
 }
 
 // Checks of what came. ------------------------------------------------------------------------------------------------
@@ -173,10 +173,11 @@ void Call::takeArguments(const Arguments& arguments) {
             std::vector<std::string_view> names;
             for (const Parameter& p : operation_.parameters) names.push_back(p.name);
             const std::string near = nearestName(argument.name, names);
-            refuse("", fmt::format("there is no parameter '{}'{}", argument.name,
-                                   !near.empty()   ? fmt::format("; did you mean '{}'?", near)
-                                   : names.empty() ? "; it takes none"
-                                                   : fmt::format(" (known: {})", fmt::join(names, ", "))));
+            throw ArgumentError(std::string(operation_.name),
+                                fmt::format("{}: there is no parameter '{}'{}", operation_.name, argument.name,
+                                            !near.empty()   ? fmt::format("; did you mean '{}'?", near)
+                                            : names.empty() ? "; it takes none"
+                                                            : fmt::format(" (known: {})", fmt::join(names, ", "))));
         }
         const auto* text = std::get_if<std::string>(&argument.value);
         given_.push_back({&*parameter, text != nullptr ? parseValue(operation_, *parameter, *text) : argument.value});
@@ -539,9 +540,19 @@ void Call::prepare() {
     if (steps_.empty()) operation_.prepare(*this);
 }
 
+/// Of a recipe. What one of its operations refuses is told under the name that was called.
+Result Call::runBody() {
+    try {
+        return operation_.body(*this);
+    } catch (const Error& error) {
+        if (error.op() == operation_.name) throw;
+        throw Error(std::string(operation_.name), fmt::format("{}: {}", operation_.name, error.what()), error.id());
+    }
+}
+
 Result Call::run() {
     if (operation_.body != nullptr) {
-        Result result = operation_.body(*this);
+        Result result = runBody();
         result.notes.insert(result.notes.begin(), notes_.begin(), notes_.end());
         return result;
     }

@@ -160,6 +160,7 @@ private:
     ColourOrder orderOfResult() const noexcept;
     void takeAlphaOff();
     void prepare();
+    Result runBody();
     void prepareDestination();
     void checkDestination(const Image& destination) const;
     void checkOverlap() const;

@@ -123,6 +123,17 @@ Image withoutShift(const Image& picture) {
     return same;
 }
 
+namespace {
+
+/// By the weights of Rec. 601, as the recipe gray has them.
+Levels brightnessOf(const Levels& colour) {
+    if (colour.values.size() != 3) return colour;
+    const double sum = 0.299 * colour.values[0] + 0.587 * colour.values[1] + 0.114 * colour.values[2];
+    return Levels(std::vector<double>{sum}, colour.relative);
+}
+
+} // namespace
+
 Image over(Session& session, const Image& picture, const Levels& background) {
     const unsigned colours = picture.bands() - 1;
     Image front = picture.child(all(picture), 0, colours);
@@ -130,7 +141,8 @@ Image over(Session& session, const Image& picture, const Levels& background) {
     alpha.tags().encoding = Encoding::gray;
     Image back(session, picture.width(), picture.height(), colours, picture.type());
     back.tags() = front.tags();
-    session.apply("set_value", {}, {{"value", background}}, {.destination = back});
+    session.apply("set_value", {}, {{"value", colours == 1 ? brightnessOf(background) : background}},
+                  {.destination = back});
     // A mix whose weights add to 1 is right on shifted samples too, where the weights themselves are not shifted.
     const Sixteen sixteen = front.tags().sixteen;
     if (picture.type() == Type::int16) {

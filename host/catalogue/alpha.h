@@ -18,7 +18,7 @@ Image withAlphaMultiplied(Session& session, const Image& picture);
 void divideAlphaOut(Session& session, Image& picture, std::span<const Rectangle> roi);
 /// The same samples taken for plain numbers, for sums that are right on shifted samples though their operation is not.
 Image withoutShift(const Image& picture);
-/// The colours laid over a background, without alpha.
-Image over(Session& session, const Image& picture, const Levels& background);
+/// The colours laid over a background, without alpha; a gray picture takes the brightness of a colour.
+ORV_API Image over(Session& session, const Image& picture, const Levels& background);
 
 } // namespace orv

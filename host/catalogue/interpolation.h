@@ -13,10 +13,11 @@ inline constexpr long bilinear = 1;
 inline constexpr long bicubic = 2;
 inline constexpr long general = 3;
 
-inline constexpr Choice interpolations[] = {{"nearest", nearest, "the pixel that lies there"},
-                                            {"bilinear", bilinear, "between four pixels"},
-                                            {"bicubic", bicubic, "between sixteen pixels, sharper"},
-                                            {"general", general, "by the weights of a filter (see --filter)"}};
+inline constexpr Choice interpolations[] = {
+    {"nearest", nearest, "the pixel that lies there"},
+    {"bilinear", bilinear, "between four pixels"},
+    {"bicubic", bicubic, "between sixteen pixels, sharper"},
+    {"general", general, "by the weights of a filter, lanczos3 where none is named"}};
 
 inline constexpr Choice interpolationFilters[] = {{"catmull-rom", 0, "sharp, four pixels wide"},
                                                   {"mitchell", 1, "soft, four pixels wide"},

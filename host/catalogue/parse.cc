@@ -228,14 +228,15 @@ Value parseValue(const Operation& operation, const Parameter& parameter, const s
     try {
         return valueOf(parameter, text);
     } catch (const Error& error) {
-        throw Error(std::string(operation.name),
-                    fmt::format("{}: {}: {}", operation.name, parameter.name, error.what()));
+        throw ArgumentError(std::string(operation.name),
+                            fmt::format("{}: {}: {}", operation.name, parameter.name, error.what()));
     }
 }
 
 void checkRange(const Operation& operation, const Parameter& parameter, const Value& value) {
     const auto refuse = [&](const std::string& message) {
-        throw Error(std::string(operation.name), fmt::format("{}: {}: {}", operation.name, parameter.name, message));
+        throw ArgumentError(std::string(operation.name),
+                            fmt::format("{}: {}: {}", operation.name, parameter.name, message));
     };
     const auto check = [&](double v) {
         if (!(v >= parameter.low && v <= parameter.high))

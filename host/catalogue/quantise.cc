@@ -83,7 +83,7 @@ host::Owned<OrvObject> lookupOf(Call& call, const Palette& palette, Type to, boo
         call.session().object(), static_cast<OrvDataType>(to), static_cast<OrvDataType>(call.source().type()), bands,
         static_cast<unsigned>(palette.colours.size()), 0,
         wide ? static_cast<const void*>(shorts.data()) : static_cast<const void*>(bytes.data()));
-    if (!lookup) call.refuse("palette", "no memory");
+    if (!lookup) call.refuse("", "no memory for the palette");
     if (cube) {
         const std::vector<unsigned> steps = stepsInMemory(call, palette);
         // Entries are counted with the last of people's bands moving fastest.
@@ -93,7 +93,7 @@ host::Owned<OrvObject> lookupOf(Call& call, const Palette& palette, Type to, boo
             multipliers[call.memoryBand(person)] = product;
             product *= static_cast<int>(steps[call.memoryBand(person)]);
         }
-        if (!lookup->setCube(multipliers, steps, 0)) call.refuse("palette", "no memory");
+        if (!lookup->setCube(multipliers, steps, 0)) call.refuse("", "no memory for the palette");
     }
     return host::Owned<OrvObject>(lookup.release());
 }

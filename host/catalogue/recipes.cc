@@ -138,7 +138,7 @@ using Size = std::pair<unsigned, unsigned>;
 
 Size sizeWanted(const Call& call) {
     if (int{call.has("by")} + int{call.has("size")} + int{call.has("dpi")} != 1)
-        call.refuse("", "say one of --by FACTOR, --size WIDTHxHEIGHT and --dpi NUMBER");
+        call.refuse("by", "say one of --by FACTOR, --size WIDTHxHEIGHT and --dpi NUMBER");
     if (call.has("size")) return call.size("size");
     double x = 1;
     double y = 1;
@@ -157,7 +157,7 @@ Size sizeWanted(const Call& call) {
     const double width = std::max(1.0, std::round(call.source().width() * x));
     const double height = std::max(1.0, std::round(call.source().height() * y));
     if (!(x > 0 && y > 0 && width <= most && height <= most))
-        call.refuse("", fmt::format("the result would be {} x {} pixels", width, height));
+        call.refuse("by", fmt::format("the result would be {} x {} pixels", width, height));
     return {static_cast<unsigned>(width), static_cast<unsigned>(height)};
 }
 

@@ -136,8 +136,7 @@ std::unique_ptr<Reader> Reader::open(const std::string& path, const ReadOptions&
 void write(const std::string& path, const PictureInfo& info, const Pixels& pixels, const WriteOptions& options) {
     const std::optional<Format> format = options.format ? options.format : formatOfName(path);
     if (!format) {
-        refuseToWrite(path,
-                      fmt::format("its format is not told; use an ending or --format (known: {})", knownFormats()));
+        refuseWish(path, fmt::format("its format is not told; use an ending or --format (known: {})", knownFormats()));
     }
     const FormatRow* row = rowOf(*format);
     if (row == nullptr) refuseToWrite(path, fmt::format("this build of orv has no {} files", nameOf(*format)));

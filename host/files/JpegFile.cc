@@ -201,11 +201,9 @@ void checkHolds(const std::string& path, const PictureInfo& info) {
     const bool gray = info.bands == 1 && info.encoding != Encoding::palette;
     const bool rgb = info.bands == 3 && info.encoding == Encoding::rgb;
     if (info.type == ORV_BYTE && (gray || rgb)) return;
-    refuseToWrite(path, fmt::format("JPEG holds 8-bit gray and rgb pictures, not {} of {} band{} in {} bits",
-                                    nameOf(info.encoding), info.bands, info.bands == 1 ? "" : "s",
-                                    info.type == ORV_BIT     ? 1
-                                    : info.type == ORV_SHORT ? 16
-                                                             : 8));
+    if (gray || rgb) refuseToWrite(path, "JPEG holds 8 bits a sample; make them first (depth --to byte)");
+    refuseToWrite(path, fmt::format("JPEG holds gray and rgb pictures, not {} of {} band{}; write TIFF",
+                                    nameOf(info.encoding), info.bands, info.bands == 1 ? "" : "s"));
 }
 
 } // namespace

@@ -23,6 +23,8 @@ struct Complaint {
 
 void onError(png_structp png, png_const_charp message) {
     auto* complaint = static_cast<Complaint*>(png_get_error_ptr(png));
+    // What libpng says where a file ends within a picture.
+    if (std::strcmp(message, "Read Error") == 0) message = "it ends too soon";
     std::strncpy(complaint->text, message, sizeof complaint->text - 1);
     png_longjmp(png, 1);
 }
@@ -238,8 +240,9 @@ int colourTypeOf(const std::string& path, const PictureInfo& info) {
     default:
         break;
     }
-    refuseToWrite(path, fmt::format("PNG holds no {} picture of {} band{}; write TIFF", nameOf(info.encoding),
-                                    info.bands, info.bands == 1 ? "" : "s"));
+    const std::string_view meaning = info.encoding == Encoding::other ? "unnamed" : nameOf(info.encoding);
+    refuseToWrite(path, fmt::format("PNG holds no picture of {} {} band{}; write TIFF", info.bands, meaning,
+                                    info.bands == 1 ? "" : "s"));
 }
 
 void setPalette(PngWrite& out, const PictureInfo& info) {
@@ -259,7 +262,7 @@ void setPalette(PngWrite& out, const PictureInfo& info) {
 int levelOf(const std::string& path, const std::string& compression) {
     if (compression.empty() || compression == "deflate") return 6;
     if (compression.size() == 1 && compression[0] >= '0' && compression[0] <= '9') return compression[0] - '0';
-    refuseToWrite(path, fmt::format("PNG has no compression '{}' (a level 0 to 9, or deflate)", compression));
+    refuseWish(path, fmt::format("PNG has no compression '{}' (a level 0 to 9, or deflate)", compression));
 }
 
 void writeHead(PngWrite& out, std::FILE* file, const PictureInfo& info, int colour, int level) {

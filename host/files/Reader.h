@@ -19,7 +19,7 @@ struct FloatRange {
 struct ReadOptions {
     /// A picture of more pixels is refused before any memory is taken for it.
     std::uint64_t maxPixels = std::uint64_t{1} << 31;
-    /// The format of standard input; told by the file's first bytes where it is not given.
+    /// What a file is taken for whose first bytes tell no format.
     std::optional<Format> format = {};
     /// Takes the bits of a 1-bit file as they are stored, whatever they mean there.
     bool rawPolarity = false;

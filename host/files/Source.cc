@@ -50,6 +50,10 @@ void refuseToWrite(const std::string& path, const std::string& reason) {
     throw Error("write", fmt::format("cannot write {}: {}", shown(path), reason));
 }
 
+void refuseWish(const std::string& path, const std::string& reason) {
+    throw ArgumentError("write", fmt::format("cannot write {}: {}", shown(path), reason));
+}
+
 std::string shown(const std::string& path) { return path == "-" ? "the standard stream" : path; }
 
 } // namespace orv::files

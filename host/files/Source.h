@@ -25,6 +25,9 @@ std::uint64_t sizeOf(std::FILE* file);
 /// Throws orv::Error for a file that cannot be written: "cannot write NAME: REASON".
 [[noreturn]] void refuseToWrite(const std::string& path, const std::string& reason);
 
+/// The same where how to write it was said in words that do not fit: throws orv::ArgumentError.
+[[noreturn]] void refuseWish(const std::string& path, const std::string& reason);
+
 /// A path as people should see it in messages.
 std::string shown(const std::string& path);
 

@@ -10,7 +10,7 @@ namespace orv::files {
 
 /// A temporary file beside the target, which takes the target's name at commit() and is removed without it. Pipes,
 /// devices and standard output ("-") get the bytes at commit().
-class Target {
+class ORV_API Target {
 public:
     explicit Target(const std::string& path);
     Target(const Target&) = delete;

@@ -440,7 +440,7 @@ std::uint16_t compressionOf(const std::string& path, const PictureInfo& info, co
     if (name.empty()) return line ? COMPRESSION_CCITTFAX4 : COMPRESSION_ADOBE_DEFLATE;
     const auto* row = std::ranges::find(compressions, name, &CompressionName::name);
     if (row == std::end(compressions)) {
-        refuseToWrite(path, fmt::format("TIFF has no compression '{}' here (none, lzw, deflate, packbits, g4)", name));
+        refuseWish(path, fmt::format("TIFF has no compression '{}' here (none, lzw, deflate, packbits, g4)", name));
     }
     if (row->tag == COMPRESSION_CCITTFAX4 && !line) refuseToWrite(path, "g4 is for 1-bit pictures of one band");
     return row->tag;

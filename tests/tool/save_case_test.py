@@ -66,7 +66,7 @@ class SaveCase(FileTest):
 
     def test_a_refused_run_leaves_no_file(self):
         self.ppm("a.pgm", 3, 1, [1, 100, 200])
-        self.refused("convolve", "a.pgm", "-o", "out.png", "--kernel", "box:9", "--save-case", "x.case", says=["9 x 9"])
+        self.refused("convolve", "a.pgm", "-o", "out.png", "--kernel", "box:9", "--save-case", "x.case", status=2, says=["9 x 9"])
         self.refused("not", "a.pgm", "-o", "out.pgm", "--save-case", "no/x.case", says=["no/x.case"], output="x")
 
 

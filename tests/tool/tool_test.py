@@ -102,7 +102,9 @@ class Refusals(FileTest):
         self.refused("add", "rgb.ppm", "rgb.ppm", "rgb.ppm", "-o", "out.png", status=2, says=["3 pictures came"])
         self.refused("add", "rgb.ppm", "rgb.ppm", status=2, says=["-o"])
         self.refused("add", "rgb.ppm", "rgb.ppm", "-o", "out.png", "--roi", "1,2", status=2, says=["--roi"])
-        self.refused("add", "rgb.ppm", "rgb.ppm", "-o", "out", says=["format"], output="out")
+        for output in ("out", "out.xyz"):
+            self.refused("add", "rgb.ppm", "rgb.ppm", "-o", output, status=2, says=["format", output], output=output)
+        self.refused("split", "rgb.ppm", "-o", "-", "--format", "png", status=2, says=["out-%n.png"], output="--1")
         self.refused("pipe", "rgb.ppm", "-o", "out.png", status=2, says=["--"])
         self.refused("pipe", "rgb.ppm", "-o", "out.png", "--", "not", ":", status=2, says=["step is empty"])
         self.refused("pipe", "rgb.ppm", "-o", "out.png", "--", "add", "@far", status=2, says=["@far"])
@@ -110,6 +112,20 @@ class Refusals(FileTest):
         self.refused("lst", status=2, says=["did you mean 'list'"])
         self.refused("rotate", "rgb.ppm", "-o", "out.png", "--degrees", "4", "--background", "puce", status=2,
                      says=["puce", "#rrggbb", "white"])
+
+    def test_values_that_do_not_fit_are_a_wrong_use(self):
+        for words in (("set-value", "--value", "red"), ("resize", "rgb.ppm"), ("scale", "rgb.ppm", "--by", "0"),
+                      ("add-const", "rgb.ppm", "--value", "1,2"), ("copy", "rgb.ppm", "--compression", "12"),
+                      ("copy", "rgb.ppm", "--background", "puce", "--alpha", "drop")):
+            with self.subTest(words):
+                self.refused(*words, "-o", "out.png", status=2)
+        many = ("add-const", "rgb.ppm", "rgb.ppm", "-o", "out-%n.png", "--value", "1,2", "--jobs", "2")
+        self.assertEqual(self.orv(*many, status=2).stderr.count(b"1 or 3 wanted"), 2)
+
+    def test_a_recipe_says_its_own_name(self):
+        self.ppm("alpha.pgm", 6, 4, [9] * 24)
+        self.orv("join", *["alpha.pgm"] * 4, "-o", "rgba.png", "--encoding", "rgba")
+        self.refused("quantize", "rgba.png", "-o", "out.png", says=["quantize: ", "--background"])
 
     def test_the_device_warns_and_strict_runs_fail(self):
         self.ppm("zero.pgm", 6, 4, [0] * 24)
@@ -241,7 +257,28 @@ class Looking(FileTest):
         for name in names:
             self.assertIn(b"Example", self.orv("help", name).stdout)
         for command in ("pipe", "list", "help", "info", "chart", "demo", "compare", "hash", "version"):
-            self.assertIn(command.encode(), self.orv(command, "--help").stdout)
+            self.assertIn(b"orv " + command.encode(), self.orv(command, "--help").stdout)
+        self.assertIn(b"--max-diff", self.orv("compare", "a.png", "--help").stdout)
+        self.assertIn(b"--sigma", self.orv("pipe", "a.png", "--", "gray", ":", "blur", "--help").stdout)
+        self.assertIn(b"--alpha SRC3", self.orv("help", "blend").stdout)
+        self.assertIn(b"--roi", self.orv("help", "flags").stdout)
+
+    def test_a_palette_goes_into_a_stream_or_a_file(self):
+        self.orv("chart", "-o", "c.png", "--size", "20x10")
+        self.orv("choose-colormap", "c.png", "--colors", "4", "-o", "p.gpl")
+        told = self.orv("choose-colormap", "c.png", "--colors", "4", "-o", "-").stdout
+        self.assertTrue(told.startswith(b"GIMP Palette"))
+        self.assertEqual(told, (self.folder / "p.gpl").read_bytes())
+        self.refused("choose-colormap", "c.png", "-o", "none/p.gpl", says=["none/p.gpl", "No such"], output="none/p.gpl")
+
+    def test_a_pipe_that_ends_in_a_measurement_needs_no_output(self):
+        self.orv("chart", "-o", "c.png", "--size", "20x10")
+        self.assertIn(b"max        255", self.orv("pipe", "c.png", "--", "gray", ":", "extrema").stdout)
+
+    def test_resolution_of_several_results(self):
+        self.orv("chart", "-o", "c.png", "--size", "20x10")
+        self.orv("split", "c.png", "-o", "b-%n.png", "--dpi", "254")
+        self.assertIn(b"254 dpi", self.orv("info", "b-2.png").stdout)
 
     def test_rows_as_json(self):
         rows = json.loads(self.orv("list", "--json").stdout)

@@ -106,7 +106,7 @@ int chart(const Words& words) {
     std::string type = "byte";
     app.add_option("-o,--output", output, "the picture to write")->required();
     app.add_option("--size", size, "WIDTHxHEIGHT");
-    app.add_option("--type", type, "bit, byte or short")->check(CLI::IsMember({"bit", "byte", "short"}));
+    app.add_option("--type", type, "bit, byte or int16")->check(CLI::IsMember({"bit", "byte", "int16", "short"}));
     parseWords(app, words);
     unsigned width = 0;
     unsigned height = 0;

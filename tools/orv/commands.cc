@@ -14,15 +14,16 @@ namespace orv::tool {
 namespace {
 
 constexpr Command all[] = {
-    {"pipe", "operations one after the other: SRC... -o DST -- OP [--flag value]... : OP ...", pipe},
-    {"list", "every operation; --registrations: what the device entered", list},
-    {"help", "an operation in full", help},
-    {"info", "size, bands, type and format of files", info},
-    {"chart", "draws a test chart", chart},
-    {"demo", "runs every operation on the chart (or --input FILE) and shows the results", demo},
-    {"compare", "whether two pictures are the same", compare},
-    {"hash", "a fingerprint of the samples", hash},
-    {"version", "the version and the build of the device that was chosen", showVersion},
+    {"pipe", "SRC... -o DST -- OP [--flag value]... : OP [--flag value]...", "operations one after the other", pipe},
+    {"list", "[--json | --registrations]", "every operation, or what the device entered", list},
+    {"help", "[OP [--json] | COMMAND | TOPIC]", "an operation, a command or a topic in full", help},
+    {"info", "FILE... [--json]", "size, bands, type and format of files", info},
+    {"chart", "-o DST [--size WIDTHxHEIGHT] [--type bit|byte|int16]", "draws a test chart", chart},
+    {"demo", "DIR [--input PICTURE]", "runs every operation on the chart, or on a picture, and shows the results",
+     demo},
+    {"compare", "FILE FILE [--max-diff N]", "whether two pictures are the same: exit status 0", compare},
+    {"hash", "FILE...", "a fingerprint of the samples", hash},
+    {"version", "", "the version and the build of the device that was chosen", showVersion},
 };
 
 void printParameter(const Parameter& parameter) {
@@ -32,20 +33,24 @@ void printParameter(const Parameter& parameter) {
     for (const Choice& choice : parameter.choices) fmt::print("      {:<14} {}\n", choice.word, choice.help);
 }
 
-std::string sourcesText(unsigned count) {
+std::string sourcesText(const Operation& operation) {
+    const unsigned count = operation.sources;
     std::string text;
-    for (unsigned i = 0; i < count; ++i) text += fmt::format(" SRC{}", count == 1 ? "" : std::to_string(i + 1));
-    return text;
+    for (unsigned i = 1; i <= count; ++i) {
+        if (i == count && !operation.lastSource.empty()) text += fmt::format(" --{}", dashed(operation.lastSource));
+        text += fmt::format(" SRC{}", count == 1 ? "" : std::to_string(i));
+    }
+    return operation.mostSources > count ? text + "..." : text;
 }
 
 void printOperation(const Operation& operation) {
     fmt::print("{}: {}\n", operation.name, operation.help);
     if (!operation.details.empty()) fmt::print("{}\n", operation.details);
-    fmt::print("\n  orv {}{}{}{}\n", dashed(operation.name), sourcesText(operation.sources),
-               makesPictures(operation) ? " -o DST" : "", operation.parameters.empty() ? "" : " [--flag value]...");
-    if (!operation.parameters.empty()) fmt::print("\n");
+    fmt::print("\n  orv {}{}{} [--flag value]...\n\n", dashed(operation.name), sourcesText(operation),
+               makesPictures(operation) ? " -o DST" : "");
     for (const Parameter& parameter : operation.parameters) printParameter(parameter);
-    fmt::print("\nExample:\n  {}\n", operation.example);
+    fmt::print("{}Flags that all operations have: orv help flags\n\nExample:\n  {}\n",
+               operation.parameters.empty() ? "" : "\n", operation.example);
 }
 
 bool printPage(const std::string& flag) {
@@ -60,10 +65,15 @@ bool printPage(const std::string& flag) {
     return true;
 }
 
+void printCommand(const Command& command) {
+    fmt::print("  orv {}{}{}\n      {}\n", command.name, *command.words == '\0' ? "" : " ", command.words,
+               command.help);
+}
+
 void printGrammar() {
     fmt::print("orv: pixel operations on 1-bit, 8-bit and 16-bit pictures\n\n"
-               "  orv OP SRC... -o DST [--flag value]...    run an operation\n");
-    for (const Command& command : all) fmt::print("  orv {:<37} {}\n", command.name, command.help);
+               "  orv OP SRC... -o DST [--flag value]...\n      runs an operation\n");
+    for (const Command& command : all) printCommand(command);
     fmt::print("\n'orv list' shows the operations, 'orv help OP' one of them.\nTopics of help: {}.\n", topicNames());
 }
 
@@ -81,8 +91,6 @@ void parseWords(CLI::App& app, const Words& words) {
     try {
         // CLI11 takes the words from last to first.
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
-    } catch (const CLI::CallForHelp&) {
-        throw;
     } catch (const CLI::ParseError& error) {
         throw Usage(fmt::format("{}: {}; see 'orv help {}'", app.get_name(), error.what(), app.get_name()));
     }
@@ -118,12 +126,14 @@ int help(const Words& words) {
         printGrammar();
         return 0;
     }
-    if (printPage(words.front()) || printTopic(words.front())) return 0;
+    if (printPage(words.front())) return 0;
     const auto command = std::ranges::find_if(all, [&](const Command& c) { return words.front() == c.name; });
     if (command != std::end(all)) {
-        fmt::print("orv {}: {}\n", command->name, command->help);
+        printCommand(*command);
+        if (words.front() == "pipe") printTopic("steps");
         return 0;
     }
+    if (printTopic(words.front())) return 0;
     try {
         const Operation& operation = operationNamed(words.front());
         if (words.size() > 1 && words[1] == "--json")

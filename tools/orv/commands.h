@@ -24,6 +24,8 @@ using Words = std::vector<std::string>;
 
 struct Command {
     const char* name;
+    /// The words after the name, as help shows them.
+    const char* words;
     const char* help;
     int (*run)(const Words& words);
 };

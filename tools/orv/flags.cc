@@ -79,10 +79,18 @@ WriteOptions Flags::writing() const {
 void Flags::check() const {
     if (!dpi.empty()) resolutionOf(dpi);
     if (!map.empty()) rangeOf(map);
+    if (!background.empty()) levelsOf(background);
     const std::filesystem::path folder = std::filesystem::path(saveCase).parent_path();
     if (!folder.empty() && !std::filesystem::is_directory(folder))
         throw Error("write", fmt::format("cannot write {}: there is no folder {}", saveCase, folder.string()));
-    if (output == "-" && format.empty()) throw Usage("--format: it is missing; -o - needs png, tiff, jpeg, pnm or npy");
+}
+
+Levels levelsOf(const std::string& text) {
+    try {
+        return Levels::parse(text);
+    } catch (const Error& error) {
+        throw Usage(fmt::format("--background: {}", error.what()));
+    }
 }
 
 std::pair<double, double> rangeOf(const std::string& text) {

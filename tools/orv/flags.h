@@ -54,6 +54,9 @@ struct Flags {
     void check() const;
 };
 
+/// A colour, or levels.
+Levels levelsOf(const std::string& text);
+
 /// Two different numbers LOW:HIGH.
 std::pair<double, double> rangeOf(const std::string& text);
 

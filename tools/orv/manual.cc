@@ -11,6 +11,7 @@
 #include "flags.h"
 #include "manual.h"
 #include "orv/orv.h"
+#include "step.h"
 
 namespace orv::tool {
 
@@ -33,6 +34,8 @@ std::vector<std::pair<std::string, std::string>> sharedFlags() {
         if (option->get_lnames().empty()) continue;
         all.emplace_back("--" + option->get_lnames().front(), option->get_description());
     }
+    all.emplace_back("--roi", roiHelp);
+    all.emplace_back("--help", "show the operation in full");
     return all;
 }
 
@@ -50,8 +53,11 @@ void printOperation(const Operation& operation) {
                operation.body != nullptr ? " (a recipe)" : "");
     if (!operation.details.empty()) fmt::print("{}\n\n", operation.details);
     fmt::print("    {}\n\n![before and after](pictures/{}.png)\n\n", operation.example, operation.name);
-    if (operation.parameters.empty()) return;
+    if (operation.parameters.empty() && operation.lastSource.empty()) return;
     fmt::print("| flag | meaning | default |\n|---|---|---|\n");
+    if (!operation.lastSource.empty())
+        fmt::print("| `--{}` | the last of the source pictures; it may stand without its flag too | |\n",
+                   dashed(operation.lastSource));
     for (const Parameter& parameter : operation.parameters) {
         std::string words;
         for (const Choice& choice : parameter.choices)
@@ -101,7 +107,8 @@ void printMan() {
         ".TH ORV 1 \"\" \"orv {}\" \"User Commands\"\n.SH NAME\norv \\- pixel operations on picture files\n"
         ".SH SYNOPSIS\n.B orv\n.I OP SRC... \\fB\\-o\\fR DST\n[\\fB\\-\\-flag\\fR \\fIvalue\\fR]...\n.SH COMMANDS\n",
         version());
-    for (const Command& command : commands()) fmt::print(".TP\n.B {}\n{}\n", roff(command.name), roff(command.help));
+    for (const Command& command : commands())
+        fmt::print(".TP\n.B {} {}\n{}\n", roff(command.name), roff(command.words), roff(command.help));
     fmt::print(".SH OPERATIONS\n");
     for (const Operation* operation : catalogue()) {
         fmt::print(".TP\n.B {}\n{}.\n", roff(dashed(operation->name)), roff(operation->help));
@@ -119,7 +126,7 @@ void printCompletion() {
     std::string flags;
     for (const Command& command : commands()) names += fmt::format("{} ", command.name);
     for (const auto& [name, help] : sharedFlags()) flags += name + " ";
-    fmt::print("# bash completion for orv\n_orv() {{\n    local word=${{COMP_WORDS[COMP_CWORD]}} flags=\"{}--roi\"\n"
+    fmt::print("# bash completion for orv\n_orv() {{\n    local word=${{COMP_WORDS[COMP_CWORD]}} flags=\"{}\"\n"
                "    case \"${{COMP_WORDS[1]}}\" in\n",
                flags);
     for (const Operation* operation : catalogue()) {
@@ -185,6 +192,9 @@ void printJson(std::string_view only) {
 
 namespace {
 
+/// Made from the flags themselves.
+constexpr std::string_view flagsTopic = "flags";
+
 struct Topic {
     std::string_view name;
     std::string_view text;
@@ -193,7 +203,8 @@ struct Topic {
 constexpr Topic topics[] = {
     {"files",
      "PNG, TIFF, JPEG, PNM/PAM and .npy; '-' is a standard stream (say --format for output). A file is written to a\n"
-     "temporary name beside the target and renamed. --max-pixels caps what is read; --dpi, --compression and\n"
+     "temporary name beside the target and renamed. Several results (split) take -o 'out-%n.png'. --max-pixels caps "
+     "what is read; --dpi, --compression and\n"
      "--quality (JPEG, 92) say how it is written. Pictures are turned upright as they are read (--orient keep).\n"
      "Floating-point files are mapped to 16 bits by --map LOW:HIGH."},
     {"cases",
@@ -207,8 +218,15 @@ constexpr Topic topics[] = {
      "on shifted samples it says so: --u16 exact takes the values themselves (up to 32767), half halves them,\n"
      "raw takes their bits for signed numbers."},
     {"bits", "A set bit is white, whatever the file's own polarity; --polarity raw takes the bits as they are stored."},
-    {"pipe", "orv pipe SRC... -o DST -- OP [--flag value]... : OP [--flag value]... as NAME : OP @NAME\n"
-             "Each step takes what the one before made; @NAME takes a kept result, @1 the first source."},
+    {"steps",
+     "The words after an operation in a pipe are those that it has on its own. Each step takes what the one before\n"
+     "made. 'OP ... as NAME' keeps a result, 'OP @NAME' takes one as a further source, '@1' the first file:\n"
+     "  orv pipe photo.png -o edges.png -- gray as plain : blur --sigma 2 : subtract @plain"},
+    {"values",
+     "Kernels and structuring elements: a name, or a text file of WIDTH HEIGHT KEYX KEYY and then the weights (or the\n"
+     "members, 0 and 1) row by row; the key is the element that lies on the pixel being made, counted from 0 at the\n"
+     "top left. Masks and brushes: the same, or a picture of 8 bits. Palettes: a picture, a .gpl file, or lines of\n"
+     "R G B or rrggbb. Tables: lines of output values, from input value 0 up. Points: X,Y;X,Y, or a file of them."},
     {"batch",
      "Several first sources with -o DIR/ or a pattern 'out-%n.png': the first source varies, --with FILE gives the\n"
      "others. --files-from LIST, --keep-going, --jobs N (processes)."},
@@ -217,6 +235,10 @@ constexpr Topic topics[] = {
 } // namespace
 
 bool printTopic(std::string_view name) {
+    if (name == flagsTopic) {
+        for (const auto& [flag, help] : sharedFlags()) fmt::print("  {:<16} {}\n", flag, help);
+        return true;
+    }
     const auto* topic = std::ranges::find(topics, name, &Topic::name);
     if (topic == std::end(topics)) return false;
     fmt::print("{}\n", topic->text);
@@ -224,8 +246,8 @@ bool printTopic(std::string_view name) {
 }
 
 std::string topicNames() {
-    std::string names;
-    for (const Topic& topic : topics) names += fmt::format("{}{}", names.empty() ? "" : ", ", topic.name);
+    std::string names(flagsTopic);
+    for (const Topic& topic : topics) names += fmt::format(", {}", topic.name);
     return names;
 }
 

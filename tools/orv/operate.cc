@@ -35,11 +35,7 @@ int operate(const std::string& name, const Words& words) {
     StepWords given;
     declareStep(app, operation, given);
     plan.flags.declare(app, &operation);
-    try {
-        parseStep(app, operation, words);
-    } catch (const CLI::CallForHelp&) {
-        return help({plan.name});
-    }
+    parseStep(app, operation, words);
     if (!plan.flags.last.empty()) plan.flags.sources.push_back(plan.flags.last);
     plan.steps.push_back(stepOf(operation, given));
     return runPlan(plan);
@@ -72,7 +68,10 @@ int pipe(const Words& words) {
         }
     }
     plan.most = plan.least;
-    plan.makesPictures = std::ranges::any_of(plan.steps, [](const Step& s) { return makesPictures(*s.operation); });
+    // A step that measures hands its picture on; where none is asked for, it is not written.
+    plan.makesPictures = makesPictures(*plan.steps.back().operation) ||
+                         (!plan.flags.output.empty() &&
+                          std::ranges::any_of(plan.steps, [](const Step& s) { return makesPictures(*s.operation); }));
     return runPlan(plan);
 }
 

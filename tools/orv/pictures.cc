@@ -16,7 +16,18 @@ namespace orv::tool {
 
 namespace {
 
-std::string_view typeName(const files::PictureInfo& info) { return nameOf(static_cast<Type>(info.type)); }
+std::string_view typeName(const files::PictureInfo& info) {
+    return info.sixteen == Sixteen::shifted ? "uint16" : nameOf(static_cast<Type>(info.type));
+}
+
+/// What else a file says of its picture.
+std::string remarks(const files::PictureInfo& info) {
+    std::string text;
+    if (info.dpi.x > 0) text += fmt::format(", {:.4g} dpi", info.dpi.x);
+    if (!info.palette.empty()) text += fmt::format(", {} colours", info.palette.size());
+    if (info.orientation != 1) text += fmt::format(", to be turned (orientation {})", info.orientation);
+    return text;
+}
 
 nlohmann::json describe(const std::string& path, const files::PictureInfo& info) {
     nlohmann::json line{{"file", path},
@@ -109,8 +120,7 @@ int info(const Words& words) {
             if (json) continue;
             fmt::print("{}: {} x {}, {} band{}, {}, {}, {}{}{}\n", path, i.width, i.height, i.bands,
                        i.bands == 1 ? "" : "s", typeName(i), nameOf(i.encoding), nameOf(i.format),
-                       i.compression.empty() ? "" : " (" + i.compression + ")",
-                       i.dpi.x > 0 ? fmt::format(", {:.4g} dpi", i.dpi.x) : "");
+                       i.compression.empty() ? "" : " (" + i.compression + ")", remarks(i));
         } catch (const Error& error) {
             fmt::print(stderr, "orv: {}\n", error.what());
             status = 1;

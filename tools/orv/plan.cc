@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <sys/wait.h>
 #ifdef __linux__
 #include <sys/prctl.h>
@@ -11,6 +12,7 @@
 
 #include <fmt/format.h>
 
+#include "files/PictureInfo.h"
 #include "files/Target.h"
 #include "orv/Pipeline.h"
 #include "prepare.h"
@@ -70,15 +72,29 @@ void runJob(Session& session, const Plan& plan, const Job& job, bool one, nlohma
         found.push_back(jsonOf(result, file));
     else
         printMeasurements(result, flags, one ? std::string() : file + ":");
-    for (std::size_t i = 0; i < result.images.size(); ++i)
-        session.write(result.images[i], numbered(job.output, i + 1), flags.writing());
+    const auto write = [&](Image& image, const std::string& output) {
+        if (!flags.dpi.empty()) image.tags().dpi = resolutionOf(flags.dpi);
+        session.write(image, output, flags.writing());
+    };
+    for (std::size_t i = 0; i < result.images.size(); ++i) write(result.images[i], numbered(job.output, i + 1));
     if (!result.images.empty()) return;
-    if (result.image && !job.output.empty()) {
-        if (!flags.dpi.empty()) result.image.tags().dpi = resolutionOf(flags.dpi);
-        session.write(result.image, job.output, flags.writing());
-    } else {
+    if (result.image && !job.output.empty())
+        write(result.image, job.output);
+    else
         writeText(result, job.output);
-    }
+}
+
+/// What -o says must be something that can be written, before anything is made.
+void checkOutput(const Plan& plan) {
+    const std::string& output = plan.flags.output;
+    if (!plan.makesPictures || output.empty()) return;
+    const Operation& last = *plan.steps.back().operation;
+    if (output == "-" && !last.givesImage)
+        throw Usage(fmt::format("{}: its pictures do not go into one stream; say -o 'out-%n.png'", plan.name));
+    if (!plan.flags.format.empty()) return;
+    if (output == "-") throw Usage("--format: it is missing; -o - needs png, tiff, jpeg, pnm or npy");
+    if (output.ends_with('/') || std::filesystem::is_directory(output) || files::formatOfName(output)) return;
+    throw Usage(fmt::format("-o: '{}' ends like no format; say .png, .tif, .jpg, .ppm or .npy, or --format", output));
 }
 
 class Progress {
@@ -141,6 +157,9 @@ pid_t startShare(const Plan& plan, const std::vector<Job>& jobs, std::size_t fir
     int status = 1;
     try {
         status = runShare(plan, jobs, first, step, [&] { [[maybe_unused]] const auto n = write(tell, ".", 1); });
+    } catch (const ArgumentError& wrong) {
+        fmt::print(stderr, "orv: {}\n", wrong.what());
+        status = 2;
     } catch (const std::exception& error) {
         fmt::print(stderr, "orv: {}\n", error.what());
     }
@@ -173,6 +192,7 @@ int runShared(const Plan& plan, const std::vector<Job>& jobs) {
 
 int runPlan(const Plan& plan) {
     plan.flags.check();
+    checkOutput(plan);
     const std::vector<Job> jobs = jobsOf(plan);
     if (plan.flags.output == "-") files::keepStandardOutput();
     // What is printed, and what a case file holds, comes in the order of the sources, from one process.

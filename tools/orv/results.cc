@@ -7,6 +7,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "files/Target.h"
+
 namespace orv::tool {
 
 namespace {
@@ -59,14 +61,13 @@ nlohmann::json jsonOf(const Result& result, const std::string& file) {
 void writeText(const Result& result, const std::string& output) {
     const std::string text = textOf(result);
     if (text.empty()) return;
-    if (output.empty() || output == "-") {
+    if (output.empty()) {
         fmt::print("{}", text);
         return;
     }
-    std::FILE* file = std::fopen(output.c_str(), "w");
-    const bool written = file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (file == nullptr || std::fclose(file) != 0 || !written)
-        throw Error("write", fmt::format("cannot write {}", output));
+    files::Target target(output);
+    std::fwrite(text.data(), 1, text.size(), target.file());
+    target.commit();
 }
 
 } // namespace orv::tool

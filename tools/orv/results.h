@@ -15,7 +15,7 @@ void printMeasurements(const Result& result, const Flags& flags, const std::stri
 
 nlohmann::json jsonOf(const Result& result, const std::string& file);
 
-/// Writes a palette or a table as a text file, or to standard output where no name is given.
+/// Writes a palette or a table as a text file, or prints it where no name is given.
 void writeText(const Result& result, const std::string& output);
 
 } // namespace orv::tool

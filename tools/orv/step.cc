@@ -85,8 +85,7 @@ const Operation& operationOf(const std::string& name) {
 }
 
 void declareStep(CLI::App& app, const Operation& operation, StepWords& words) {
-    app.set_help_flag("-h,--help", "show the operation in full");
-    app.add_option("--roi", words.roi, "X,Y,WIDTH,HEIGHT: pixels of the result to write; again for more rectangles");
+    app.add_option("--roi", words.roi, std::string(roiHelp));
     for (const Parameter& parameter : operation.parameters) {
         if (parameter.kind == Kind::flag) {
             app.add_flag_callback(
@@ -105,8 +104,6 @@ void parseStep(CLI::App& app, const Operation& operation, const Words& words) {
     try {
         // CLI11 takes the words from last to first.
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
-    } catch (const CLI::CallForHelp&) {
-        throw;
     } catch (const CLI::ExtrasError&) {
         for (const std::string& word : words) {
             if (word.starts_with("-") && word.size() > 1 &&

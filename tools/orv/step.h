@@ -38,6 +38,9 @@ struct StepWords {
     std::vector<std::string> roi;
 };
 
+inline constexpr std::string_view roiHelp =
+    "X,Y,WIDTH,HEIGHT: pixels of the result to write, from its top left; again for more rectangles";
+
 /// Enters a flag for each parameter of the operation, and --roi.
 void declareStep(CLI::App& app, const Operation& operation, StepWords& words);
 

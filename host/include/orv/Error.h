@@ -24,4 +24,12 @@ private:
     std::string id_;
 };
 
+/// A parameter that is missing or unknown, or whose value does not fit: the caller's words were wrong, not the
+/// pictures.
+class ORV_API ArgumentError : public Error {
+public:
+    using Error::Error;
+    ~ArgumentError() override;
+};
+
 } // namespace orv

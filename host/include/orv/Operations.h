@@ -43,7 +43,7 @@ enum class Interpolation {
     nearest = 0,  ///< the pixel that lies there
     bilinear = 1, ///< between four pixels
     bicubic = 2,  ///< between sixteen pixels, sharper
-    general = 3,  ///< by the weights of a filter (see --filter)
+    general = 3,  ///< by the weights of a filter, lanczos3 where none is named
 };
 
 enum class Filter {

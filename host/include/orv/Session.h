@@ -35,8 +35,11 @@ struct SessionOptions {
 struct ReadOptions {
     /// A picture of more pixels is refused before memory is taken for it.
     std::uint64_t maxPixels = std::uint64_t{1} << 31;
+    /// What a file is taken for whose first bytes tell no format: "png", "tiff", "jpeg", "pnm", "npy".
     std::string format = {};
+    /// What becomes of unsigned 16-bit samples; signed ones are taken as they are.
     Sixteen sixteen = Sixteen::shifted;
+    /// Takes the bits of a 1-bit picture as they are stored; otherwise a set bit is white, as the file means it.
     bool rawPolarity = false;
     /// The floating-point samples that become black and white, low and high; such pictures are refused otherwise.
     std::optional<std::pair<double, double>> floats = {};
@@ -45,9 +48,13 @@ struct ReadOptions {
 };
 
 struct WriteOptions {
+    /// "png", "tiff", "jpeg", "pnm", "npy"; empty: what the ending of the file's name says.
     std::string format = {};
+    /// Of JPEG, 1 to 100.
     int quality = 92;
+    /// TIFF: "none", "lzw", "deflate", "packbits", "g4" (empty: deflate, g4 for bits of one band). PNG: "0" to "9".
     std::string compression = {};
+    /// Writes the bits of a 1-bit picture as they lie in memory, whatever they mean.
     bool rawPolarity = false;
 };
 
@@ -55,12 +62,17 @@ struct WriteOptions {
 /// of the catalogue is a member function (Operations.h), and can be called by its name.
 class ORV_API Session : public Operations {
 public:
+    /// Loads the device where no session of this process has. Throws Error where that build of it cannot be loaded.
     explicit Session(const SessionOptions& options = {});
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session();
 
+    /// A picture from a PNG, TIFF, JPEG, PNM, PAM or .npy file; "-" is standard input. Throws Error that names the
+    /// file.
     Image read(const std::string& path, const ReadOptions& options = {});
+    /// Writes to a temporary name beside the target, which is renamed at the end; "-" is standard output. Throws Error
+    /// that names the file, and what its format cannot hold.
     void write(const Image& image, const std::string& path, const WriteOptions& options = {});
 
     /// Runs an operation of the catalogue by its name. Throws Error, naming the operation and the parameter, before the

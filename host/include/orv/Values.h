@@ -32,8 +32,8 @@ struct ORV_API Kernel {
     static Kernel sobelX();
     static Kernel sobelY();
     static Kernel identity();
-    /// The kernel that a text names ("gaussian:5:1.0", "box:3", "sharpen"), or that a file holds (see
-    /// docs/operations.md).
+    /// The kernel that a text names ("gaussian:5:1.0", "box:3", "sharpen"), or that a file of numbers holds: width,
+    /// height, column and row of the key, then the taps in rows. Throws Error.
     static Kernel parse(const std::string& text);
     bool operator==(const Kernel&) const = default;
 };

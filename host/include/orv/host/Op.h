@@ -38,7 +38,6 @@ public:
     void addLong(long value);
     void addPointer(void* value);
     void addObject(OrvObject* value);
-    std::size_t parameterCount() const noexcept { return parameters_.size(); }
 
     /// Ends a call: releases what the device gave the op to own, and brings back the parameters that it replaced.
     void restore() noexcept;
