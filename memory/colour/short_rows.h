@@ -178,13 +178,11 @@ public:
     static void row(const Short* from, Short* to, std::size_t pixels) noexcept {
         All::template prepare<Short>();
         DoubtRow results;
-        const bool past = pixels * bands * sizeof(Short) >= beyondCaches;
         for (std::size_t done = 0; done < pixels; done += most) {
             const std::size_t count = std::min(most, pixels - done);
             results.block(from + done * sourceBands, count);
-            (past ? copyPast : copy)(to + done * bands, results.results_, count * bands * sizeof(Short));
+            std::memcpy(to + done * bands, results.results_, count * bands * sizeof(Short));
         }
-        if (past) endPast();
     }
 
 private:
@@ -193,8 +191,6 @@ private:
     static constexpr std::size_t most = 2048;
     /// Pixels go through the chain by so many, for its loops to be whole vectors.
     static constexpr std::size_t chained = 32;
-
-    static void copy(void* to, const void* from, std::size_t bytes) noexcept { std::memcpy(to, from, bytes); }
 
     void block(const Short* from, std::size_t pixels) noexcept {
         std::size_t doubtful = 0;
@@ -383,15 +379,13 @@ void greyRow(const Short* from, Short* to, std::size_t pixels) noexcept {
     constexpr std::size_t bands = 3;
     constexpr bool same = std::is_same_v<All, Chain<FromGrey, Repeat, ToRgb>>;
     Short values[most];
-    const bool past = pixels * bands * sizeof(Short) >= beyondCaches;
     for (std::size_t done = 0; done < pixels; done += most) {
         const std::size_t count = std::min(most, pixels - done);
         for (std::size_t i = 0; i < count && !same; ++i) {
             values[i] = static_cast<Short>(All::template of<Short>(Pixel<1>{from[done + i]})[0]);
         }
-        repeatThrice(to + done * bands, same ? from + done : values, count, past);
+        repeatThrice(to + done * bands, same ? from + done : values, count);
     }
-    if (past) endPast();
 }
 
 /// Stages that lanes of shorts go through.

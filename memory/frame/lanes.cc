@@ -3,7 +3,6 @@
 #include <bit>
 
 #include "memory/frame/byte_permutation.h"
-#include "memory/frame/row_moves.h"
 #include "memory/frame/sample_rows.h"
 
 namespace orvi::lanes {
@@ -335,17 +334,7 @@ private:
 
 [[gnu::flatten, gnu::target("avx512vbmi")]] void permuteBytes(std::uint8_t* to, const std::uint8_t* from,
                                                               std::size_t samples, const std::uint8_t* table) noexcept {
-    const PermutedBytes entries(table);
-    std::size_t i = 0;
-    if (samples >= beyondCaches) {
-        i = beforeLine(to);
-        plain::mapBytes(to, from, i, table);
-        for (; i + vectorBytes <= samples; i += vectorBytes) {
-            _mm512_stream_si512(reinterpret_cast<Raw*>(to + i), (Raw)entries(load<U8>(from + i)));
-        }
-        _mm_sfence();
-    }
-    mapSamples(to + i, samples - i, entries, from + i);
+    mapSamples(to, samples, PermutedBytes(table), from);
 }
 
 /// The same for a table of shorts, as one of low and one of high bytes.

@@ -56,14 +56,6 @@ using lanes::Raw;
 using lanes::store;
 using lanes::vectorBytes;
 
-void putVector(void* to, Raw value, bool past) noexcept {
-    if (past) {
-        _mm512_stream_si512(static_cast<Raw*>(to), value);
-    } else {
-        store(to, value);
-    }
-}
-
 /// Three vectors of samples of a size, each three times, made of one. Shuffles of bytes do not leave a part of 16
 /// bytes: its words come first.
 struct Repeats {
@@ -84,15 +76,7 @@ template <class T>
 constexpr Repeats repeats(sizeof(T));
 
 template <class T>
-void repeatVectors(T* to, const T* from, std::size_t samples, bool past) noexcept {
-    if (past) {
-        std::size_t first = 0;
-        while (first < samples && beforeLine(to + 3 * first) != 0) ++first;
-        repeatEach(to, from, first);
-        to += 3 * first;
-        from += first;
-        samples -= first;
-    }
+void repeatVectors(T* to, const T* from, std::size_t samples) noexcept {
     const auto& how = repeats<T>;
     const Raw words[3] = {load<Raw>(how.words[0]), load<Raw>(how.words[1]), load<Raw>(how.words[2])};
     const Raw bytes[3] = {load<Raw>(how.bytes[0]), load<Raw>(how.bytes[1]), load<Raw>(how.bytes[2])};
@@ -102,7 +86,7 @@ void repeatVectors(T* to, const T* from, std::size_t samples, bool past) noexcep
         const Raw source = load<Raw>(from + i);
         for (std::size_t v = 0; v < 3; ++v) {
             const Raw part = _mm512_maskz_permutexvar_epi32(0xffff, words[v], source);
-            putVector(to + 3 * i + v * n, _mm512_shuffle_epi8(part, bytes[v]), past);
+            store(to + 3 * i + v * n, _mm512_shuffle_epi8(part, bytes[v]));
         }
     }
     repeatEach(to + 3 * i, from + i, samples - i);
@@ -170,11 +154,11 @@ void joinFour(const std::uint8_t* band0, const std::uint8_t* band1, const std::u
     plain::joinFour(band0 + i, band1 + i, band2 + i, band3 + i, to + 4 * i, pixels - i);
 }
 
-void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, bool past) noexcept {
-    repeatVectors(to, from, samples, past);
+void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples) noexcept {
+    repeatVectors(to, from, samples);
 }
-void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples, bool past) noexcept {
-    repeatVectors(to, from, samples, past);
+void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples) noexcept {
+    repeatVectors(to, from, samples);
 }
 
 void copyPast(void* to, const void* from, std::size_t bytes) noexcept {
@@ -182,7 +166,9 @@ void copyPast(void* to, const void* from, std::size_t bytes) noexcept {
     const auto* source = static_cast<const std::byte*>(from);
     std::size_t i = std::min(bytes, beforeLine(target));
     std::memcpy(target, source, i);
-    for (; i + vectorBytes <= bytes; i += vectorBytes) putVector(target + i, load<Raw>(source + i), true);
+    for (; i + vectorBytes <= bytes; i += vectorBytes) {
+        _mm512_stream_si512(reinterpret_cast<Raw*>(target + i), load<Raw>(source + i));
+    }
     std::memcpy(target + i, source + i, bytes - i);
 }
 
@@ -190,10 +176,10 @@ void endPast() noexcept { _mm_sfence(); }
 
 #else
 
-void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, bool) noexcept {
+void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples) noexcept {
     lanes::joinBands(from, from, from, to, samples);
 }
-void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples, bool) noexcept {
+void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples) noexcept {
     plain::repeatThrice(to, from, samples);
 }
 void copyPast(void* to, const void* from, std::size_t bytes) noexcept { std::memcpy(to, from, bytes); }

@@ -6,10 +6,6 @@
 
 namespace orvi {
 
-/// Results from so many bytes on are not kept by caches near a core: fetching their lines only to overwrite them would
-/// cost up to a third of the time.
-inline constexpr std::size_t beyondCaches = std::size_t{4} << 20;
-
 /// Bytes before the next line of the caches.
 inline std::size_t beforeLine(const void* to) noexcept {
     constexpr std::size_t line = 64;
@@ -25,9 +21,9 @@ inline constexpr bool writesPast = true;
 inline constexpr bool writesPast = false; // lines are not written whole
 #endif
 
-/// Writes each sample three times, past the caches or not.
-void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, bool past) noexcept;
-void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples, bool past) noexcept;
+/// Writes each sample three times.
+void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples) noexcept;
+void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t samples) noexcept;
 
 /// Copies bytes past the caches where the instruction set can write whole lines.
 void copyPast(void* to, const void* from, std::size_t bytes) noexcept;

@@ -171,7 +171,7 @@ const Alpha* spread(const Alpha* alpha, std::size_t pixels, unsigned bands) noex
     if (bands == 1) return alpha;
     Alpha* to = spreadAlpha<Alpha>;
     if (bands == 3) {
-        repeatThrice(to, alpha, pixels, false);
+        repeatThrice(to, alpha, pixels);
         return to;
     }
     for (std::size_t i = 0; i < pixels; ++i, to += bands) std::fill_n(to, bands, alpha[i]);

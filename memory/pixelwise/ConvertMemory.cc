@@ -9,7 +9,6 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
-#include "memory/frame/row_moves.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -125,34 +124,20 @@ void unpackToShorts(Short* to, BitPosition from, std::size_t pixels) noexcept {
         to += count;
         pixels -= count;
     };
-    const bool past = pixels * sizeof(Short) >= beyondCaches;
     if (from.offset != 0) {
         few(std::min<std::size_t>(pixels, bitsOfByte - from.offset));
         from = {from.byte + 1, 0};
     }
     const lanes::Raw places = lanes::load<lanes::Raw>(spread.places);
     const lanes::U16 bit = lanes::load<lanes::U16>(spread.bit);
-    constexpr std::size_t most = 2048;
     constexpr std::size_t n = lanes::count<Short>;
-    const auto vectors = [&](Short* d, std::size_t count) {
-        for (std::size_t i = 0; i < count; i += n, from.byte += bytesOfVector<Short>) {
-            const lanes::Raw copies = _mm512_shuffle_epi8(_mm512_set1_epi32(lanes::load<int>(from.byte)), places);
-            lanes::store(d + i, lanes::smaller<lanes::U16>((lanes::U16)copies & bit, 1 - lanes::U16{}));
-        }
-    };
-    while (pixels >= n) {
-        const std::size_t count = std::min(past ? most : pixels, pixels) / n * n;
-        if (past) {
-            Short values[most];
-            vectors(values, count);
-            copyPast(to, values, count * sizeof(Short));
-        } else {
-            vectors(to, count);
-        }
-        to += count;
-        pixels -= count;
+    const std::size_t whole = pixels / n * n;
+    for (std::size_t i = 0; i < whole; i += n, from.byte += bytesOfVector<Short>) {
+        const lanes::Raw copies = _mm512_shuffle_epi8(_mm512_set1_epi32(lanes::load<int>(from.byte)), places);
+        lanes::store(to + i, lanes::smaller<lanes::U16>((lanes::U16)copies & bit, 1 - lanes::U16{}));
     }
-    if (past) endPast();
+    to += whole;
+    pixels -= whole;
     if (pixels > 0) few(pixels);
 }
 
