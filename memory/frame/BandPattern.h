@@ -39,6 +39,7 @@ private:
     static constexpr unsigned pixels(unsigned bands) noexcept {
         constexpr unsigned vector = 64;
         constexpr unsigned samples = 2048;
+        // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): an image has a band
         if (bands <= samples / vector) return samples / (vector * bands) * vector;
         return bands <= 256 ? vector : 1;
     }

@@ -90,6 +90,7 @@ inline PixelShorts loadPixelShorts(const std::int16_t* from) noexcept {
     const Raw high = _mm512_castsi256_si512(load<__m256i>(from + 32));
     const Raw widen = load<Raw>(places.widen);
     const auto part = [&](int half) {
+        // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the table is made by the compiler, whole
         return _mm512_shuffle_epi8(_mm512_permutex2var_epi32(low, load<Raw>(places.apart[half]), high), widen);
     };
     const Raw first = part(0);

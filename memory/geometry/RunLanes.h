@@ -183,7 +183,8 @@ public:
     /// Takes in a run; false where it goes too far for lanes.
     bool add(const Run& run) noexcept {
         if (!Batch::serves(run)) return false;
-        if (batches_[batch_].full() && ++batch_ == most) finish();
+        if (batches_[batch_].full()) ++batch_;
+        if (batch_ == most) finish();
         batches_[batch_].add(run);
         return true;
     }

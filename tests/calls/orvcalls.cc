@@ -109,7 +109,7 @@ public:
             if (options_.rounds > 1) well = memory(round) && well;
         }
         std::fprintf(stderr, "%llu calls; kept host objects: %u lists, %u regions, %u images\n",
-                     static_cast<unsigned long long>(options_.count * options_.rounds), kept_.lists.value_or(0),
+                     static_cast<unsigned long long>(options_.count) * options_.rounds, kept_.lists.value_or(0),
                      kept_.rois.value_or(0), kept_.images.value_or(0));
         if (options_.models) std::fprintf(stderr, "%llu of them held against models\n", held_);
         return well;

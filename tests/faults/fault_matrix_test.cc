@@ -261,7 +261,7 @@ private:
         EXPECT_EQ(came.status, row.status) << where;
         std::vector<std::string> wanted, reports;
         for (const auto& told : row.reports) wanted.push_back(text(told.id, told.category, told.primary));
-        for (const auto& error : came.errors) reports.push_back(text(error.id, *error.category, *error.primary));
+        for (const auto& error : came.errors) reports.push_back(text(error));
         EXPECT_EQ(reports, wanted) << where;
         if (row.left != Left::partial) {
             for (const auto& image : came.out) ADD_FAILURE() << where << ": wrote to " << image.image;
@@ -283,10 +283,14 @@ private:
     static std::string text(const std::string& id, int category, int primary) {
         return id + ' ' + std::to_string(category) + ' ' + std::to_string(primary);
     }
+    /// What came has both.
+    static std::string text(const orvcase::ExpectedError& came) {
+        return text(came.id, came.category.value_or(-1), came.primary.value_or(-1));
+    }
 
     static std::string outcome(const Played& p) {
         std::string line = "status " + std::to_string(p.came.status.value_or(-1));
-        for (const auto& error : p.came.errors) line += ", " + text(error.id, *error.category, *error.primary);
+        for (const auto& error : p.came.errors) line += ", " + text(error);
         for (const auto& image : p.came.out) line += ", wrote " + image.image;
         for (const auto& touch : p.came.touched) line += touch.region ? ", touched" : "";
         const auto& live = p.came.live;

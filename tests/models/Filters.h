@@ -74,7 +74,7 @@ inline std::vector<Rect> rectangles(const Pixels& pixels) {
         for (auto x = row->second.begin(); x != row->second.end();) {
             const long first = *x;
             long last = first;
-            while (++x != row->second.end() && *x == last + 1) ++last;
+            for (++x; x != row->second.end() && *x == last + 1; ++x) ++last;
             rects.push_back({first, row->first, last - first + 1, height});
         }
         row = next;

@@ -62,7 +62,7 @@ std::optional<orvcase::Region> alongPath(geometrymodel::Pair& pair, const Matrix
         return {};
     }
     if (p[0] != p[3] || (p[0] != 2 && p[0] != 0.5F)) throw Unanswered{};
-    const std::vector<orvcase::Rect> rects = scaledRects(pair.s, pair.d, double{p[0]}, double{p[3]});
+    std::vector<orvcase::Rect> rects = scaledRects(pair.s, pair.d, double{p[0]}, double{p[3]});
     if (kindOf(call.op) == 0) {
         if (p[0] != 2) throw Unanswered{};
         repeat(pair, rects, bands);

@@ -84,7 +84,7 @@ TEST(BlendOfBytes, EveryAlphaOnEveryPair) {
 
 float once(int value, int divisor) {
     const float high = 1 / static_cast<float>(divisor);
-    const auto low = static_cast<float>(1 / double{static_cast<double>(divisor)} - double{high});
+    const auto low = static_cast<float>(1 / static_cast<double>(divisor) - double{high});
     const auto v = static_cast<float>(value);
     return std::fma(v, high, v * low);
 }

@@ -121,7 +121,8 @@ void answerChooseColormap(const orvcase::Case&, orvcase::Call& call, Scene& scen
             for (unsigned band = 0; band < 3; ++band) sums[band] += pixel[band];
         }
         for (unsigned band = 0; band < 3 && !boxes[i].pixels.empty(); ++band) {
-            result.values[i * 3 + band] = static_cast<double>(sums[band] / static_cast<long>(boxes[i].pixels.size()));
+            const long mean = sums[band] / static_cast<long>(boxes[i].pixels.size());
+            result.values[i * 3 + band] = static_cast<double>(mean);
         }
     }
     call.expect.results = {result};

@@ -33,8 +33,8 @@ void answerColour(const orvcase::Case& c, orvcase::Call& call, Scene& scene) {
     }
     const colourmodel::Model model(from, to, scene.image(s).type == ORV_BYTE ? 8 : 16);
     eachPixel(scene.rects({s, call.dst}), [&](long x, long y) {
-        std::vector<int> pixel;
-        for (unsigned band = 0; band < sourceBands; ++band) pixel.push_back(static_cast<int>(scene.at(s, x, y, band)));
+        std::vector<int> pixel(sourceBands);
+        for (unsigned band = 0; band < sourceBands; ++band) pixel[band] = static_cast<int>(scene.at(s, x, y, band));
         const colourmodel::Samples result = model.of(pixel);
         for (unsigned band = 0; band < bands; ++band) {
             scene.put(call.dst, x, y, band, result[band].value);

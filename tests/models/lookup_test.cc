@@ -117,7 +117,8 @@ TEST(WholeLookups, AreTheTableWhereTheyCoverTheSamplesExactly) {
 class Lookups : public testing::TestWithParam<std::tuple<OrvDataType, OrvDataType>> {};
 
 TEST_P(Lookups, FollowTheClampRule) {
-    const auto& [in, out] = GetParam();
+    const OrvDataType in = std::get<0>(GetParam());
+    const OrvDataType out = std::get<1>(GetParam());
     rounds(100, 2000, [&](Dice& dice) { return randomCase(dice, in, out); });
 }
 
