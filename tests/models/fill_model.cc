@@ -286,6 +286,7 @@ void answerSoftFill(const Case& c, Call& call, Scene& scene) {
     if (bands == 0 || foreground.size() < bands || backgrounds.size() < bands * backs) throw Unanswered{};
     const double* const last = backgrounds.data() + (backs - 1) * bands;
     std::vector<double> basis;
+    basis.reserve(backs * bands);
     for (std::size_t i = 0; i < bands; ++i) basis.push_back(foreground[i] - last[i]);
     for (std::size_t k = 0; k + 1 < backs; ++k) {
         for (std::size_t i = 0; i < bands; ++i) basis.push_back(backgrounds[k * bands + i] - last[i]);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <numeric>
 #include <set>
 
 #include "models/Answers.h"
@@ -61,8 +62,8 @@ double addUp(OrvDataType type, Sum how, const std::vector<std::pair<double, floa
 }
 
 std::vector<long> upward(long count) {
-    std::vector<long> order;
-    for (long i = 0; i < count; ++i) order.push_back(i);
+    std::vector<long> order(static_cast<std::size_t>(count));
+    std::iota(order.begin(), order.end(), 0L);
     return order;
 }
 
