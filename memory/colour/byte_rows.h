@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "memory/colour/byte_sums.h"
 #include "memory/colour/rows.h"
 #include "memory/frame/pixel_words.h"
 
@@ -70,8 +71,10 @@ template <std::size_t Bands>
 lanes::U32 loadWords(const Byte* from) noexcept {
     if constexpr (Bands == 4) {
         return lanes::load<lanes::U32>(from);
-    } else {
+    } else if constexpr (Bands == 3) {
         return lanes::loadPixels(from);
+    } else {
+        return (lanes::U32)lanes::integersOf(from);
     }
 }
 
@@ -104,6 +107,17 @@ void eachWord(const Byte* from, Byte* to, std::size_t pixels, auto of) noexcept 
     std::memcpy(to + i * bands, result, (pixels - i) * bands);
 }
 
+/// The bands of pixels in words.
+template <std::size_t Bands>
+Pixel<Bands, lanes::I32> bandsOf(lanes::U32 words) noexcept {
+    Pixel<Bands, lanes::I32> bands;
+    for (lanes::I32& band : bands) {
+        band = (lanes::I32)(words & 255);
+        words >>= 8;
+    }
+    return bands;
+}
+
 /// Bands of 0 to 255 as words.
 template <std::size_t Bands>
 lanes::U32 asWords(const Pixel<Bands, lanes::I32>& bands) noexcept {
@@ -115,14 +129,50 @@ lanes::U32 asWords(const Pixel<Bands, lanes::I32>& bands) noexcept {
 template <class All>
 void laneRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
     eachWord<All>(from, to, pixels, [](lanes::U32 words) {
-        Pixel<All::First::sourceBands, lanes::I32> p;
-        for (lanes::I32& band : p) {
-            band = (lanes::I32)(words & 255);
-            words >>= 8;
-        }
-        return asWords<All::Last::bands>(All::template of<Byte>(p));
+        return asWords<All::Last::bands>(All::template of<Byte>(bandsOf<All::First::sourceBands>(words)));
     });
 }
+
+/// Sums of which few may be one beside: a vector with such a pixel goes through the chain.
+template <class All, class Sums>
+void nearRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
+    eachWord<All>(from, to, pixels, [](lanes::U32 words) {
+        constexpr std::size_t sourceBands = All::First::sourceBands;
+        constexpr std::size_t bands = All::Last::bands;
+        Pixel<bands, lanes::I32> made;
+        const auto values = Sums::Values::template of<Byte>(bandsOf<sourceBands>(words));
+        if (byte_sums::near<Sums::sums>(values, made)) [[likely]]
+            return asWords<bands>(made);
+        Byte source[lanes::wordPixels * sourceBands];
+        Byte result[lanes::wordPixels * bands];
+        storeWords<sourceBands>(source, words);
+        rows_detail::blocks<Byte, All>(source, result, lanes::wordPixels);
+        return loadWords<bands>(result);
+    });
+}
+
+/// Where each band is made of the source's band alone, by tables.
+template <class All>
+void bandRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
+    static constexpr auto tables = [] {
+        std::array<std::array<Byte, byteLevels>, 3> made{};
+        for (int level = 0; level < static_cast<int>(byteLevels); ++level) {
+            const auto bands = All::template of<Byte>(Pixel<3>{level, level, level});
+            for (std::size_t band = 0; band < 3; ++band) {
+                made[band][static_cast<std::size_t>(level)] = static_cast<Byte>(bands[band]);
+            }
+        }
+        return made;
+    }();
+    static constexpr const Byte* each[] = {tables[0].data(), tables[1].data(), tables[2].data()};
+    lanes::mapThreeBands(to, from, pixels, each);
+}
+
+/// Whether stages leave luma and differences where they are.
+template <class... Stages>
+inline constexpr bool keepsBandsApart = false;
+template <Space From, Space To>
+inline constexpr bool keepsBandsApart<FromYcc<From>, ToYcc<To>> = true;
 
 /// Two shorts in every word.
 inline lanes::I16 shortPairs(int low, int high) noexcept {
@@ -192,14 +242,6 @@ struct LaneCut<Chain<Lead...>, Next, Rest...> {
     }
 };
 
-/// Stages that turn the bands of a pixel round and take complements.
-template <class... Stages>
-inline constexpr bool reversesInverted = false;
-template <>
-inline constexpr bool reversesInverted<FromRgb, Not, ToCmy> = true;
-template <>
-inline constexpr bool reversesInverted<FromCmy, Not, ToRgb> = true;
-
 template <class... Stages>
 void fastRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
     using All = Chain<Stages...>;
@@ -210,6 +252,10 @@ void fastRow(const Byte* from, Byte* to, std::size_t pixels) noexcept {
         laneRow<All>(from, to, pixels);
     } else if constexpr (!bandSums<Stages...>.empty()) {
         sumRow<All, bandSums<Stages...>>(from, to, pixels);
+    } else if constexpr (keepsBandsApart<Stages...>) {
+        bandRow<All>(from, to, pixels);
+    } else if constexpr (byte_sums::SumsOf<Stages...>::exists) {
+        nearRow<All, byte_sums::SumsOf<Stages...>>(from, to, pixels);
     } else if constexpr (MapCut<Stages...>::exists) {
         MapCut<Stages...>::row(from, to, pixels);
     } else if constexpr (LaneCut<Chain<>, Stages...>::exists) {

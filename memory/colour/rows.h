@@ -65,6 +65,14 @@ struct Table : EachValue<Table<Stages...>> {
         }
     }
 
+    /// Bytes in lanes, where single precision holds what they become.
+    template <class Sample>
+    [[gnu::always_inline]] static lanes::F32 each(lanes::I32 sample) noexcept {
+        static_assert(sizeof(Sample) == 1 && std::is_same_v<Value<Sample>, float>);
+        const auto* const table = reinterpret_cast<const std::byte*>(entries<Sample>.data());
+        return (lanes::F32)lanes::gatherWords(table, sample << 2);
+    }
+
     template <class Sample>
     static void prepare() noexcept {
         if constexpr (sizeof(Sample) != 1) {
@@ -279,5 +287,13 @@ void convertSamples(const Sample* from, Sample* to, std::size_t pixels) noexcept
             to[i] = static_cast<Sample>(Each::template of<Sample>(from[i]));
     }
 }
+
+/// Stages that turn the bands of a pixel round and take complements.
+template <class... Stages>
+inline constexpr bool reversesInverted = false;
+template <>
+inline constexpr bool reversesInverted<FromRgb, Not, ToCmy> = true;
+template <>
+inline constexpr bool reversesInverted<FromCmy, Not, ToRgb> = true;
 
 } // namespace orvi::colour

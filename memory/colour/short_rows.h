@@ -401,7 +401,10 @@ template <class... Stages>
 void convertShorts(const std::int16_t* from, std::int16_t* to, std::size_t pixels) noexcept {
 #if defined(ORV_SHORT_PIXELS)
     using All = Chain<Stages...>;
-    if constexpr ((short_rows_detail::InLanes<Stages> && ...)) {
+    if constexpr (reversesInverted<Stages...>) {
+        const std::size_t done = lanes::reverseInverted(to, from, pixels);
+        return short_rows_detail::laneRow<All>(from + 3 * done, to + 3 * done, pixels - done);
+    } else if constexpr ((short_rows_detail::InLanes<Stages> && ...)) {
         return short_rows_detail::laneRow<All>(from, to, pixels);
     } else if constexpr (short_rows_detail::VectorOf<Stages...>::exists) {
         return short_rows_detail::DoubtRow<All, typename short_rows_detail::VectorOf<Stages...>::type>::row(from, to,

@@ -171,27 +171,32 @@ inline void repeatBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t 
     plain::joinBands(from + i, from + i, from + i, to + 3 * i, pixels - i);
 }
 
-/// Pixels of three bytes with their bands in the opposite order and all bits inverted, whole vectors of each band; how
-/// many pixels that were. The source may be the destination.
-inline std::size_t reverseInverted([[maybe_unused]] std::uint8_t* to, [[maybe_unused]] const std::uint8_t* from,
-                                   [[maybe_unused]] std::size_t pixels) noexcept {
+/// Pixels of three samples with their bands in the opposite order and all bits inverted, whole vectors of each band;
+/// how many pixels that were. The source may be the destination.
+template <class T>
+std::size_t reverseInverted([[maybe_unused]] T* to, [[maybe_unused]] const T* from,
+                            [[maybe_unused]] std::size_t pixels) noexcept {
     std::size_t i = 0;
 #if defined(__AVX512BW__)
-    // The outer bands come from two bytes further and two bytes before: three loads, and no byte is moved about.
+    // The outer bands come from two samples further and two samples before: three loads, and no sample is moved about.
     constexpr std::uint64_t everyThird = 0x9249249249249249ULL;
-    for (; i + vectorBytes <= pixels; i += vectorBytes) {
-        const std::uint8_t* const at = from + 3 * i;
+    const auto over = [](Raw others, std::uint64_t mask, const T* at) {
+        if constexpr (sizeof(T) == 1) return _mm512_mask_loadu_epi8(others, mask, at);
+        if constexpr (sizeof(T) == 2) return _mm512_mask_loadu_epi16(others, static_cast<__mmask32>(mask), at);
+    };
+    for (; i + count<T> <= pixels; i += count<T>) {
+        const T* const at = from + 3 * i;
         fetchAhead<3>(at);
         Raw made[3];
         for (unsigned v = 0; v < 3; ++v) {
-            const std::uint8_t* const here = at + v * vectorBytes;
-            // The first byte of a vector is of band v.
-            const std::uint64_t first = v == 0 ? everyThird : everyThird << (3 - v);
-            const std::uint64_t third = v == 2 ? everyThird : everyThird << (2 - v);
-            const Raw middle = _mm512_mask_loadu_epi8(load<Raw>(here), first, here + 2);
-            made[v] = ~_mm512_mask_loadu_epi8(middle, third, here - 2);
+            const T* const here = at + v * count<T>;
+            // The first sample of a vector is of this band.
+            const auto band = static_cast<unsigned>(v * count<T> % 3);
+            const std::uint64_t first = everyThird << (3 - band) % 3;
+            const std::uint64_t third = everyThird << (2 - band);
+            made[v] = ~over(over(load<Raw>(here), first, here + 2), third, here - 2);
         }
-        for (unsigned v = 0; v < 3; ++v) store(to + 3 * i + v * vectorBytes, made[v]);
+        for (unsigned v = 0; v < 3; ++v) store(to + 3 * i + v * count<T>, made[v]);
     }
 #endif
     return i;
