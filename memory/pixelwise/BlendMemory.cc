@@ -13,6 +13,7 @@
 #include "memory/frame/numbers.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/row_moves.h"
+#include "memory/frame/sample_bits.h"
 #include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
@@ -44,22 +45,49 @@ void walkBlend(Frame& frame, unsigned bands, Kernel&& kernel) noexcept {
                              Operand{&frame[src2], bands}, Operand{&frame[src3], 1});
 }
 
-/// Chooses bits by alpha samples that lie side by side; false where they do not. Some of a row at a time become bits,
+/// Bits from a byte on: whether each alpha sample is above the threshold.
+template <class Mix, class Alpha>
+void packAbove(Byte* to, const Alpha* alpha, std::size_t pixels) noexcept {
+#if defined(__AVX512BW__)
+    for (; pixels >= lanes::count<Alpha>; pixels -= lanes::count<Alpha>) {
+        std::uint64_t above;
+        if constexpr (sizeof(Alpha) == 1) {
+            above = _mm512_cmpgt_epu8_mask(loadTurned(alpha), _mm512_set1_epi8(Mix::threshold));
+        } else {
+            above = _mm512_cmpgt_epi16_mask(loadTurned(alpha), _mm512_set1_epi16(Mix::threshold));
+        }
+        std::memcpy(to, &above, bytesOfVector<Alpha>);
+        alpha += lanes::count<Alpha>;
+        to += bytesOfVector<Alpha>;
+    }
+#endif
+    constexpr std::size_t most = 512;
+    Byte above[most];
+    for (; pixels > 0; alpha += most, to += most / 8) {
+        const std::size_t count = std::min(most, pixels);
+        for (std::size_t i = 0; i < count; ++i) above[i] = alpha[i] > Mix::threshold;
+        packBits(above, 1, to, 0, count);
+        pixels -= count;
+    }
+}
+
+/// Chooses bits by alpha samples that lie side by side; false where they do not. Some of a run at a time become bits,
 /// that choose for all bands.
 template <class Mix, class Alpha>
 bool chooseBits(Frame& frame, unsigned bands) noexcept {
-    if (frame[src3].pixel != sizeof(Alpha)) return false;
+    const Raster& alphas = frame[src3];
+    if (alphas.pixel != sizeof(Alpha)) return false;
     constexpr std::size_t most = 4096;
     for (Rect rect{}; frame.rects().next(rect);) {
-        for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
-            for (std::size_t done = 0; done < rect.width; done += most) {
-                const std::size_t pixels = std::min(most, rect.width - done);
+        const bool touch = alphas.stride == alphas.pixel * static_cast<std::ptrdiff_t>(rect.width) &&
+                           bitRowsTouch(rect, frame[dst], frame[src1], frame[src2]);
+        const std::size_t length = std::size_t{rect.width} * (touch ? rect.height : 1);
+        for (long y = rect.y; y < rect.y + (touch ? 1 : static_cast<long>(rect.height)); ++y) {
+            for (std::size_t done = 0; done < length; done += most) {
+                const std::size_t pixels = std::min(most, length - done);
                 const long x = rect.x + static_cast<long>(done);
-                const Alpha* alpha = frame[src3].at<Alpha>(x, y);
-                Byte above[most];
-                for (std::size_t i = 0; i < pixels; ++i) above[i] = alpha[i] > Mix::threshold;
                 Byte mask[most / 8];
-                packBits(above, 1, mask, 0, pixels);
+                packAbove<Mix>(mask, alphas.at<Alpha>(x, y), pixels);
                 for (unsigned band = 0; band < bands; ++band) {
                     combineBits(
                         frame[dst].bit(x, y, band), pixels,

@@ -9,6 +9,7 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
+#include "memory/frame/sample_bits.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -51,31 +52,12 @@ bool besideBits(Frame& frame, const Raster& bits, const Raster& samples, Run run
     return true;
 }
 
-/// Samples of a byte's bits, and of a vector's.
 constexpr std::size_t bitsOfByte = 8;
-template <class T>
-constexpr std::size_t bytesOfVector = lanes::count<T> / bitsOfByte;
-
-/// Places of bytes that turn every eight samples round.
-template <class T>
-struct Turned {
-    alignas(64) Byte places[64];
-
-    constexpr Turned() noexcept : places{} {
-        constexpr unsigned size = sizeof(T);
-        for (unsigned i = 0; i < 64; ++i)
-            places[i] =
-                static_cast<Byte>(i % 16 / (8 * size) * 8 * size + (7 - i % (8 * size) / size) * size + i % size);
-    }
-};
-template <class T>
-constexpr Turned<T> turned;
 
 /// The low bits of a vector of samples, the first one's the highest of the lowest byte.
 template <class T>
 std::uint64_t lowBits(const T* from) noexcept {
-    const lanes::Raw samples =
-        _mm512_shuffle_epi8(lanes::load<lanes::Raw>(from), lanes::load<lanes::Raw>(turned<T>.places));
+    const lanes::Raw samples = loadTurned(from);
     if constexpr (sizeof(T) == 1) return _mm512_test_epi8_mask(samples, _mm512_set1_epi8(1));
     if constexpr (sizeof(T) == 2) return _mm512_test_epi16_mask(samples, _mm512_set1_epi16(1));
 }
