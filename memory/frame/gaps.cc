@@ -392,7 +392,10 @@ void copyMasked(std::byte* to, const std::byte* from, std::size_t step, std::siz
         pixels -= now;
     };
     some(pixelsBeforeLine(to, step, pixels));
-    while (pixels > 0) some(std::min(group, pixels));
+    for (; pixels >= group; pixels -= group, to += group * step, from += group * step) {
+        _mm512_mask_storeu_epi8(to, samples, _mm512_maskz_loadu_epi8(samples, from));
+    }
+    if (pixels > 0) some(pixels);
 }
 
 #endif

@@ -6,6 +6,7 @@
 #include "memory/frame/Extent.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/gaps.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/walk.h"
 
@@ -132,8 +133,27 @@ void copyOverlapping(Frame& frame, const CopyPlan& plan, unsigned bands) noexcep
     }
 }
 
+/// Rows of pixels that do not overlap, of which one image's or both lie apart.
+void copyApart(Frame& frame, std::size_t size) noexcept {
+    const Raster& to = frame[dst];
+    const Raster& from = frame[src1];
+    for (Rect rect{}; frame.rects().next(rect);) {
+        const auto width = static_cast<std::ptrdiff_t>(rect.width);
+        const bool touch = to.stride == to.pixel * width && from.stride == from.pixel * width;
+        const long rows = touch ? 1 : static_cast<long>(rect.height);
+        const std::size_t pixels = std::size_t{rect.width} * (touch ? rect.height : 1);
+        for (long y = rect.y; y < rect.y + rows; ++y) {
+            copyAcrossGaps(to.at<std::byte>(rect.x, y), to.pixel, from.at<std::byte>(rect.x, y), from.pixel, size,
+                           pixels);
+        }
+    }
+}
+
 template <class T>
 void copySeparate(Frame& frame, unsigned bands) noexcept {
+    const std::size_t size = bands * sizeof(T);
+    const auto dense = static_cast<std::ptrdiff_t>(size);
+    if (frame[dst].pixel != dense || frame[src1].pixel != dense) return copyApart(frame, size);
     const auto kernel = [bands](T* d, const T* s, std::size_t pixels) {
         std::memcpy(d, s, pixels * bands * sizeof(T));
     };
