@@ -119,8 +119,8 @@ public:
     /// Whether the samples are those of an unsigned 16-bit picture, less 32768.
     bool shifted() const noexcept { return meaning().type == Type::int16 && meaning().sixteen == Sixteen::shifted; }
     static constexpr std::string_view shiftAdvice =
-        "the picture is unsigned 16-bit, and the result would be wrong on its shifted samples; read it with "
-        "--u16 exact, half or raw";
+        "the picture is unsigned 16-bit, and the result would be wrong on its shifted samples; read it as "
+        "numbers (--u16 exact, half or raw; int16 in programs)";
     /// The largest level in the file's units.
     double fullScale() const noexcept;
     /// Where a band of people's order lies in memory.

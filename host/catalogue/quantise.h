@@ -1,3 +1,4 @@
+// What the rows of quantisers and the recipes on top of them share.
 #pragma once
 
 #include "orv/Values.h"
