@@ -27,6 +27,9 @@ void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t sample
 
 /// Copies bytes past the caches where the instruction set can write whole lines.
 void copyPast(void* to, const void* from, std::size_t bytes) noexcept;
+/// The same for rows that are whole lines, and follow one another in the source.
+void copyLinesPast(std::byte* to, std::ptrdiff_t stride, const std::byte* from, std::size_t bytes,
+                   std::size_t rows) noexcept;
 /// To be called behind the last of what goes past the caches.
 void endPast() noexcept;
 

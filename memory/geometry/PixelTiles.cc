@@ -10,6 +10,7 @@
 #include "memory/frame/byte_permutation.h"
 #include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
+#include "memory/frame/row_moves.h"
 
 namespace orvi {
 
@@ -499,6 +500,88 @@ Tiles turnFor(std::ptrdiff_t pixel, const PixelSteps& from, std::size_t size) no
     }
 }
 
+/// Tiles of a part of an image whose pages the processor keeps the addresses of.
+constexpr std::ptrdiff_t partSide = 256;
+
+/// use(begin, end) for parts of a length.
+template <class Use>
+void parts(std::ptrdiff_t length, std::ptrdiff_t side, Use use) noexcept {
+    for (std::ptrdiff_t at = 0; at < length; at += side) use(at, std::min(at + side, length));
+}
+
+/// Tiles in turn, within parts.
+void copyTiles(const Tiles& tiles, const Target& to, const PixelSteps& from, std::size_t size, std::ptrdiff_t columns,
+               std::ptrdiff_t rows) noexcept {
+    parts(rows, partSide, [&](std::ptrdiff_t top, std::ptrdiff_t bottom) {
+        parts(columns, partSide, [&](std::ptrdiff_t left, std::ptrdiff_t right) {
+            for (std::ptrdiff_t y = top; y < bottom; y += tiles.side) {
+                for (std::ptrdiff_t x = left; x < right; x += tiles.side) {
+                    tiles.copy({to.at(x, y), to.pixel, to.stride}, {from.at(x, y), from.right, from.down}, size,
+                               std::min(tiles.side, right - x), std::min(tiles.side, bottom - y));
+                }
+            }
+        });
+    });
+}
+
+/// Large results of dense pixels, which are turned in a buffer and go past the caches by whole lines.
+class PastTiles {
+public:
+    PastTiles(const Tiles& tiles, const Target& to, const PixelSteps& from, std::size_t size) noexcept
+        : tiles_(tiles), to_(to), from_(from), size_(size), step_(static_cast<std::ptrdiff_t>(size)) {
+        while (across_ * step_ % line != 0) across_ += tiles.side;
+        while (head_ < line && beforeLine(to.at(head_, 0)) != 0) ++head_;
+    }
+
+    /// Whether each row has lines that begin with a pixel.
+    bool fits() const noexcept {
+        return to_.pixel == step_ && step_ <= widest && to_.stride % line == 0 && head_ < line;
+    }
+
+    void copy(std::ptrdiff_t columns, std::ptrdiff_t rows) const noexcept {
+        const std::ptrdiff_t end = head_ + (columns - head_) / across_ * across_;
+        beside(0, std::min(head_, columns), rows);
+        if (end < columns) beside(std::max(head_, end), columns, rows);
+        // Tiles below one another read on in the same lines of the source.
+        parts(rows, pastRows, [&](std::ptrdiff_t top, std::ptrdiff_t bottom) {
+            for (std::ptrdiff_t x = head_; x < end; x += across_) {
+                for (std::ptrdiff_t y = top; y < bottom; y += tiles_.side) {
+                    lines(x, y, std::min(tiles_.side, bottom - y));
+                }
+            }
+        });
+        endPast();
+    }
+
+private:
+    static constexpr std::ptrdiff_t line = 64;
+    static constexpr std::ptrdiff_t widest = 4;
+    static constexpr std::ptrdiff_t pastRows = 1024;
+
+    void beside(std::ptrdiff_t begin, std::ptrdiff_t end, std::ptrdiff_t rows) const noexcept {
+        copyTiles(tiles_, {to_.at(begin, 0), to_.pixel, to_.stride}, {from_.at(begin, 0), from_.right, from_.down},
+                  size_, end - begin, rows);
+    }
+
+    void lines(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t rows) const noexcept {
+        alignas(line) std::byte made[128 * line];
+        const std::ptrdiff_t stride = across_ * step_;
+        for (std::ptrdiff_t i = 0; i < across_; i += tiles_.side) {
+            tiles_.copy({made + i * step_, step_, stride}, {from_.at(x + i, y), from_.right, from_.down}, size_,
+                        tiles_.side, rows);
+        }
+        copyLinesPast(to_.at(x, y), to_.stride, made, static_cast<std::size_t>(stride), static_cast<std::size_t>(rows));
+    }
+
+    const Tiles& tiles_;
+    const Target& to_;
+    const PixelSteps& from_;
+    std::size_t size_;
+    std::ptrdiff_t step_;
+    std::ptrdiff_t across_ = tiles_.side; ///< pixels of a tile, whole lines
+    std::ptrdiff_t head_ = 0;             ///< pixels before the first line
+};
+
 TileCopy tileCopyFor(std::size_t size) noexcept {
     switch (size) {
     case 1:
@@ -545,21 +628,10 @@ void copyPixels(std::byte* to, std::ptrdiff_t pixel, std::ptrdiff_t stride, cons
     }
     Tiles tiles = turnFor(pixel, from, size);
     if (tiles.copy == nullptr) tiles.copy = tileCopyFor(size);
-    // Tiles of a part of an image whose pages the processor keeps the addresses of.
-    constexpr std::ptrdiff_t partSide = 256;
-    const auto parts = [](std::ptrdiff_t length, std::ptrdiff_t side, auto use) {
-        for (std::ptrdiff_t at = 0; at < length; at += side) use(at, std::min(at + side, length));
-    };
-    parts(rows, partSide, [&](std::ptrdiff_t top, std::ptrdiff_t bottom) {
-        parts(columns, partSide, [&](std::ptrdiff_t left, std::ptrdiff_t right) {
-            for (std::ptrdiff_t y = top; y < bottom; y += tiles.side) {
-                for (std::ptrdiff_t x = left; x < right; x += tiles.side) {
-                    tiles.copy({target.at(x, y), pixel, stride}, {from.at(x, y), from.right, from.down}, size,
-                               std::min(tiles.side, right - x), std::min(tiles.side, bottom - y));
-                }
-            }
-        });
-    });
+    if (writesPast && width * height * size >= muchResult) {
+        if (const PastTiles past(tiles, target, from, size); past.fits()) return past.copy(columns, rows);
+    }
+    copyTiles(tiles, target, from, size, columns, rows);
 }
 
 } // namespace orvi
