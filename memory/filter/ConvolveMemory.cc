@@ -3,11 +3,16 @@
 // Small kernels have an arithmetic of their own in the interior, where the window lies inside the image: bytes take
 // truncated fixed-point products, shorts round their sum once. It differs from that of the border on purpose.
 
+#include <array>
+#include <utility>
+
 #include "memory/filter/BorderLines.h"
 #include "memory/filter/samples.h"
 #include "memory/filter/stripRules.h"
 #include "memory/filter/sums.h"
+#include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/walk.h"
 
 namespace {
 
@@ -147,35 +152,58 @@ private:
         everyPixel<Sum>(rect, TapOrder::ascending, TapOrder::ascending);
     }
 
-    /// The plain walk: sample positions are held inside the image.
+    /// The plain walk: sample positions are held inside the image. A step of a sum waits for the one before it, so that
+    /// a few pixels are summed side by side; not where results may be the samples of the pixels after them.
     template <class Sum>
     void everyPixel(const Rect& rect, TapOrder::Kind rowKind, TapOrder::Kind columnKind) const noexcept {
-        const Raster& to = images_.destination();
+        constexpr int together = 4;
+        const long end = rect.x + static_cast<long>(rect.width);
+        const bool many = static_cast<long>(rect.width) >= together && apart();
         for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
             const long top = y + images_.source().oy - taps_.window.keyY;
             const TapOrder rows(rowKind, taps_.window.height, top, images_.height());
-            for (long x = rect.x; x < rect.x + static_cast<long>(rect.width); ++x) {
-                const long left = x + images_.source().ox - taps_.window.keyX;
-                const TapOrder columns(columnKind, taps_.window.width, left, images_.width());
-                T* pixel = to.at<T>(x, y);
+            for (long x = rect.x; x < end; x += many ? together : 1) {
                 for (unsigned band = 0; band < images_.bands(); ++band) {
-                    pixel[band] = evaluate<Sum>(top, left, band, rows, columns);
+                    if (many) {
+                        pixels<Sum, together>({std::min(x, end - together), y}, top, band, rows, columnKind);
+                    } else {
+                        pixels<Sum, 1>({x, y}, top, band, rows, columnKind);
+                    }
                 }
             }
         }
     }
 
-    template <class Sum>
-    T evaluate(long top, long left, unsigned band, const TapOrder& rows, const TapOrder& columns) const noexcept {
-        Sum sum;
+    bool apart() const noexcept {
+        return !Extent(images_.source(), sizeof(T)).overlaps(Extent(images_.destination(), sizeof(T)));
+    }
+
+    /// A band of pixels side by side.
+    template <class Sum, int Count>
+    void pixels(const Place& place, long top, unsigned band, const TapOrder& rows,
+                TapOrder::Kind columnKind) const noexcept {
+        const long left = place.x + images_.source().ox - taps_.window.keyX;
+        const auto columns = [&]<int... K>(std::integer_sequence<int, K...>) {
+            return std::array<TapOrder, Count>{TapOrder(columnKind, taps_.window.width, left + K, images_.width())...};
+        }
+        (std::make_integer_sequence<int, Count>{});
+        std::array<Sum, Count> sums{};
         for (long i = 0; i < taps_.window.height; ++i) {
             const long row = rows[i];
+            const T* const samples = source_.nearest(0, top + row) + band;
+            const float* const taps = taps_.row(row);
             for (long j = 0; j < taps_.window.width; ++j) {
-                const long column = columns[j];
-                sum.add(source_.nearest(left + column, top + row)[band], taps_.row(row)[column]);
+#pragma GCC unroll 4
+                for (std::size_t k = 0; k < Count; ++k) {
+                    const long column = columns[k][j];
+                    const long from = std::clamp(left + static_cast<long>(k) + column, 0L, source_.width - 1);
+                    sums[k].add(samples[from * source_.pixel], taps[column]);
+                }
             }
         }
-        return sum.result();
+        for (std::size_t k = 0; k < Count; ++k) {
+            images_.destination().template at<T>(place.x + static_cast<long>(k), place.y)[band] = sums[k].result();
+        }
     }
 
     /// Where more sums than a few of a hundred are doubtful, nothing is gained.
