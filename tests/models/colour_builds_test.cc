@@ -32,12 +32,18 @@ Bytes everyColour() {
     return samples;
 }
 
-/// All inks with all blacks; each ink is folded by itself.
+/// All inks with all blacks, as each ink is folded by itself; and a million at random, as sums take all of a pixel.
 Bytes everyInk() {
     Bytes samples(4 * 65536);
     for (std::size_t i = 0; i < 65536; ++i) {
         for (unsigned band = 0; band < 3; ++band) samples[4 * i + band] = static_cast<std::uint8_t>(i + 77 * band);
         samples[4 * i + 3] = static_cast<std::uint8_t>(i >> 8);
+    }
+    std::mt19937 random(6);
+    for (std::size_t i = 0; i < std::size_t{1} << 20; ++i) {
+        const auto inks = random();
+        for (unsigned band = 0; band < 3; ++band) samples.push_back(static_cast<std::uint8_t>(inks >> 8 * band));
+        samples.push_back(static_cast<std::uint8_t>(inks >> 24 & random() & random())); // light often enough
     }
     return samples;
 }

@@ -83,7 +83,8 @@ Case randomCase(Dice& dice, OrvDataType in, OrvDataType out) {
         c.addCall(call);
         if (call.dst == "s") return c;
         Image& destination = now.image("d");
-        for (std::size_t i = 0; i < destination.data.size(); ++i) destination.data[i] = *call.expect.out[0].values[i];
+        for (std::size_t i = 0; i < destination.data.size(); ++i)
+            destination.data[i] = call.expect.out[0].values[i].value_or(destination.data[i]);
     }
     return c;
 }
