@@ -26,8 +26,8 @@ const OpNode& nodeOf(const Session& session, const Op& op, int count) {
     if (count == 2 && !op.op1()) {
         throw DispatchError(op.name() + ": a call with a count of 2 needs an op that feeds the first source");
     }
-    const std::string_view earlier = count == 2 ? std::string_view(op.op1()->name()) : std::string_view();
-    const OpNode* const node = session.device()->tree().find(op.name(), earlier);
+    OpTree& tree = session.device()->tree();
+    const OpNode* const node = count == 2 ? tree.find(op.name(), op.op1()->name()) : tree.findToRun(op.name());
     if (node) return *node;
     const std::string path = count == 2 ? op.name() + "\" fed by \"" + op.op1()->name() : op.name();
     throw DispatchError("the device " + session.device()->path() + " has no operation \"" + path + "\"");

@@ -37,6 +37,16 @@ const OpNode* OpTree::find(std::string_view last, std::string_view earlier) cons
     return node && !node->functions().empty() ? node : nullptr;
 }
 
+const OpNode* OpTree::findToRun(std::string_view name) noexcept {
+    if (name.empty()) return nullptr;
+    // Nodes are never taken out, so what was found once stays.
+    const auto at = [name](std::size_t i) { return static_cast<unsigned char>(name[i]); };
+    const std::size_t mixed = 31 * name.size() + 7 * at(name.size() - 1) + 3 * at(name.size() / 2) + at(0);
+    const OpNode*& known = known_[mixed % known_.size()];
+    if (!known || known->path() != name) known = root_.find(name);
+    return known && !known->functions().empty() ? known : nullptr;
+}
+
 std::vector<std::string> OpTree::registrations() const {
     std::vector<std::string> paths;
     paths.reserve(registrations_.size());

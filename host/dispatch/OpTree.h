@@ -1,6 +1,7 @@
 // The op tree of one device.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
@@ -56,6 +57,8 @@ public:
     const OpNode& root() const noexcept { return root_; }
     /// The node of an op, or of an op and the one that feeds it; null where no function stands there.
     const OpNode* find(std::string_view last, std::string_view earlier) const noexcept;
+    /// The node of an op alone, remembered from call to call; one call runs at a time.
+    const OpNode* findToRun(std::string_view name) noexcept;
     /// Every addFunction call that succeeded and was not taken back, in order.
     std::vector<std::string> registrations() const;
 
@@ -87,6 +90,7 @@ private:
     unsigned failAt_ = 0;
     OpNode root_;
     std::vector<Registration> registrations_;
+    std::array<const OpNode*, 256> known_{};
 };
 
 } // namespace orv::host

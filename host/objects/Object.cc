@@ -15,15 +15,22 @@
 
 namespace orv::host {
 
+namespace {
+
+/// A list of rectangles, made for every call, has nothing of its session's.
+bool holdsSession(Kind kind) { return kind != Kind::session && kind != Kind::roiList; }
+
+} // namespace
+
 void ObjectAccess::setUp(OrvObject& object, Session& session, Kind kind) noexcept {
     object.kind_ = static_cast<std::uint8_t>(kind);
     object.state_ = &session;
-    if (kind != Kind::session) SessionState::of(session).hold();
+    if (holdsSession(kind)) SessionState::of(session).hold();
 }
 
 void ObjectAccess::tearDown(OrvObject& object) noexcept {
     std::free(object.name_);
-    if (object.state_ && kind(object) != Kind::session) SessionState::of(*session(object)).letGo();
+    if (object.state_ && holdsSession(kind(object))) SessionState::of(*session(object)).letGo();
 }
 
 Session* ObjectAccess::session(const OrvObject& object) noexcept { return static_cast<Session*>(object.state_); }

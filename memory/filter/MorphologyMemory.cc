@@ -4,7 +4,6 @@
 #include "memory/filter/ColumnRuns.h"
 #include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
-#include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -25,9 +24,10 @@ void filterPixels(Frame& frame, const Offsets& offsets, const Rect& rect, unsign
                 const long sx = x + offsets.columns[i] + from.ox;
                 const long sy = y + offsets.rows[i] + from.oy;
                 if (!reach.contains(sx, sy)) continue;
-                mapSamples(
-                    accumulator, bands, [](auto a, auto b) { return Operation::of(a, b); }, accumulator,
-                    source.at(sx, sy));
+                const T* const sample = source.at(sx, sy);
+                for (unsigned band = 0; band < bands; ++band) {
+                    accumulator[band] = static_cast<T>(Operation::of(accumulator[band], sample[band]));
+                }
             }
             std::copy_n(accumulator, bands, frame[dst].at<T>(x, y));
         }

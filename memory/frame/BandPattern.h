@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstring>
 #include <tuple>
+#include <type_traits>
+#include <utility>
 
 #include "memory/frame/lanes.h"
 #include "memory/frame/sample_rows.h"
@@ -64,6 +66,110 @@ std::array<lanes::Vec<T>, Vectors> vectorsOf(const T* pattern) noexcept {
     for (std::size_t i = 0; i < Vectors; ++i) vectors[i] = lanes::load<lanes::Vec<T>>(pattern + i * lanes::count<T>);
     return vectors;
 }
+
+#if defined(__AVX512BW__)
+
+/// Bands of which a vector holds whole pixels, or three vectors do: the band of a sample that may lie up to a vector
+/// before the row, and the vectors of a step of a loop.
+struct PowerOfTwo {
+    std::ptrdiff_t bands;
+    std::ptrdiff_t bandAt(std::ptrdiff_t i) const noexcept { return i & (bands - 1); }
+    static constexpr std::size_t vectors = 2;
+    static constexpr std::size_t unlike = 1;
+};
+struct Three {
+    static std::ptrdiff_t bandAt(std::ptrdiff_t i) noexcept {
+        return static_cast<std::ptrdiff_t>(static_cast<std::size_t>(i + 3 * std::ptrdiff_t{lanes::vectorBytes}) % 3);
+    }
+    static constexpr std::size_t vectors = 3;
+    static constexpr std::size_t unlike = 3;
+};
+
+/// to[i] = make(samples, the patterns' values for their bands...) by lines, the patterns in registers; `load` gives the
+/// samples of whole lines, `loadSome` those of the first and the last.
+template <class T, class Bands, class Load, class LoadSome, class Make, class... Patterns>
+inline void makeLines(T* to, std::size_t samples, Bands bands, Load load, LoadSome someOf, Make make,
+                      const Patterns&... patterns) noexcept {
+    using V = lanes::Vec<T>;
+    constexpr std::ptrdiff_t n = RowLines<T>::line;
+    constexpr std::ptrdiff_t step = n * Bands::vectors;
+    if (samples == 0) return;
+    const RowLines<T> row(to, samples);
+    const auto held = std::make_tuple(vectorsOf<Bands::unlike>(patterns.get() + bands.bandAt(row.first()))...);
+    // The values of the line so many lines on from the first, told as a constant: held ones stay in registers.
+    const auto madeOf = [&]<std::size_t Line>(const V& from, std::integral_constant<std::size_t, Line>) {
+        return std::apply([&](const auto&... h) { return static_cast<V>(make(from, h[Line % Bands::unlike]...)); },
+                          held);
+    };
+    const auto madeAt = [&](const V& from, std::ptrdiff_t i) {
+        if constexpr (Bands::unlike == 1) return madeOf(from, std::integral_constant<std::size_t, 0>{});
+        return static_cast<V>(make(from, lanes::load<V>(patterns.get() + bands.bandAt(i))...));
+    };
+    const std::uint64_t firstSamples = row.firstSamples();
+    storeSome(to + row.first(), firstSamples,
+              madeOf(someOf(row.first(), firstSamples), std::integral_constant<std::size_t, 0>{}));
+    std::ptrdiff_t i = row.first() + n;
+    for (; i + step <= row.end(); i += step) {
+        V made[Bands::vectors];
+        [&]<std::size_t... K>(std::index_sequence<K...>) {
+            ((made[K] =
+                  madeOf(load(i + static_cast<std::ptrdiff_t>(K) * n), std::integral_constant<std::size_t, K + 1>{})),
+             ...);
+        }
+        (std::make_index_sequence<Bands::vectors>{});
+        for (std::size_t k = 0; k < Bands::vectors; ++k) {
+            lanes::store<V>(to + i + static_cast<std::ptrdiff_t>(k) * n, made[k]);
+        }
+    }
+    for (; i + n <= row.end(); i += n) lanes::store<V>(to + i, madeAt(load(i), i));
+    if (i < row.end()) {
+        const std::uint64_t lastSamples = row.lastSamples(i);
+        storeSome(to + i, lastSamples, madeAt(someOf(i, lastSamples), i));
+    }
+}
+
+template <class T, class Bands, int Slot>
+void fillInStep(T* to, std::size_t samples, Bands bands, const BandPattern<T, Slot>& pattern) noexcept {
+    using V = lanes::Vec<T>;
+    makeLines(
+        to, samples, bands, [](std::ptrdiff_t) { return V{}; }, [](std::ptrdiff_t, std::uint64_t) { return V{}; },
+        [](V, V value) { return value; }, pattern);
+}
+
+/// to[i] = the pattern's value for its band.
+template <class T, int Slot>
+void fillWithBands(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
+    const std::ptrdiff_t bands = pattern.bands();
+    if (bands == 3) return fillInStep(to, samples, Three{}, pattern);
+    if (bands <= 4) return fillInStep(to, samples, PowerOfTwo{bands}, pattern);
+    overPeriods(samples, pattern.period(), [&](std::size_t first, std::size_t count) {
+        std::memcpy(to + first, pattern.get(), count * sizeof(T));
+    });
+}
+
+template <class T, class Bands, class Op, class... Patterns>
+void mapInStep(T* to, const T* from, std::size_t samples, Bands bands, Op op, const Patterns&... patterns) noexcept {
+    using V = lanes::Vec<T>;
+    const auto load = [from](std::ptrdiff_t i) {
+        fetchAhead<1>(from + i);
+        return loadOnce<V>(from + i);
+    };
+    const auto some = [from](std::ptrdiff_t i, std::uint64_t which) { return loadSome(from + i, which); };
+    makeLines(to, samples, bands, load, some, op, patterns...);
+}
+
+/// to[i] = op(from[i], the patterns' values for its band...). `to` may be `from`.
+template <class T, class Op, class... Patterns>
+void mapWithBands(T* to, const T* from, std::size_t samples, Op op, const Patterns&... patterns) noexcept {
+    const std::ptrdiff_t bands = std::min({patterns.bands()...});
+    if (bands == 3) return mapInStep(to, from, samples, Three{}, op, patterns...);
+    if (bands <= 4) return mapInStep(to, from, samples, PowerOfTwo{bands}, op, patterns...);
+    overPeriods(samples, std::min({patterns.period()...}), [&](std::size_t first, std::size_t count) {
+        mapSamples(to + first, count, op, from + first, patterns.get()...);
+    });
+}
+
+#else
 
 /// Repeats a pattern where so many vectors are whole pixels.
 template <std::size_t Vectors, class T, int Slot>
@@ -134,5 +240,7 @@ void mapWithBands(T* to, const T* from, std::size_t samples, Op op, const Patter
         mapSamples(to + first, count, op, from + first, patterns.get()...);
     });
 }
+
+#endif
 
 } // namespace orvi

@@ -39,6 +39,82 @@ inline V loadOnce(const void* from) noexcept {
     return v;
 }
 
+#if defined(__AVX512BW__)
+
+/// A row by the lines that its results lie in: vectors are whole lines, but for the first and the last, of which those
+/// samples count that belong to the row.
+template <class T>
+class RowLines {
+public:
+    RowLines(const T* to, std::size_t samples) noexcept
+        : before_(static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(to) % lanes::vectorBytes / sizeof(T))),
+          end_(static_cast<std::ptrdiff_t>(samples)) {}
+
+    /// Where the first line begins, counted from the row: not behind it.
+    std::ptrdiff_t first() const noexcept { return -before_; }
+    std::ptrdiff_t end() const noexcept { return end_; }
+    /// The samples of the first line that belong to the row, a bit each; then of the line that begins at `at`, where
+    /// the row ends in it.
+    std::uint64_t firstSamples() const noexcept {
+        const std::uint64_t behind = ~std::uint64_t{0} << before_;
+        return end_ - first() < line ? behind & firstBits(end_ - first()) : behind;
+    }
+    std::uint64_t lastSamples(std::ptrdiff_t at) const noexcept { return firstBits(end_ - at); }
+
+    static constexpr std::ptrdiff_t line = lanes::count<T>;
+
+private:
+    static std::uint64_t firstBits(std::ptrdiff_t count) noexcept { return (std::uint64_t{1} << count) - 1; }
+
+    std::ptrdiff_t before_;
+    std::ptrdiff_t end_;
+};
+
+/// Some samples of a vector; the others are 1, which no operation takes for a fault.
+template <class T>
+inline lanes::Vec<T> loadSome(const T* from, std::uint64_t samples) noexcept {
+    const lanes::Vec<T> ones = lanes::Vec<T>{} + T{1};
+    if constexpr (sizeof(T) == 1) return (lanes::Vec<T>)_mm512_mask_loadu_epi8((lanes::Raw)ones, samples, from);
+    if constexpr (sizeof(T) == 2) {
+        return (lanes::Vec<T>)_mm512_mask_loadu_epi16((lanes::Raw)ones, static_cast<__mmask32>(samples), from);
+    }
+}
+template <class T>
+inline void storeSome(T* to, std::uint64_t samples, lanes::Vec<T> v) noexcept {
+    if constexpr (sizeof(T) == 1) _mm512_mask_storeu_epi8(to, samples, (lanes::Raw)v);
+    if constexpr (sizeof(T) == 2) _mm512_mask_storeu_epi16(to, static_cast<__mmask32>(samples), (lanes::Raw)v);
+}
+
+/// to[i] = op(from[i]...). The answer is the operation, with what it has noted on its way.
+template <class T, class Op, class... Sources>
+inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
+    using V = lanes::Vec<T>;
+    constexpr std::ptrdiff_t n = RowLines<T>::line;
+    if (samples == 0) return op;
+    const RowLines<T> row(to, samples);
+    const auto some = [&](std::ptrdiff_t i, std::uint64_t which) {
+        storeSome(to + i, which, static_cast<V>(op(loadSome(from + i, which)...)));
+    };
+    const auto vectorAt = [&](std::ptrdiff_t i) { return static_cast<V>(op(loadOnce<V>(from + i)...)); };
+    some(row.first(), row.firstSamples());
+    std::ptrdiff_t i = row.first() + n;
+    for (; i + 2 * n <= row.end(); i += 2 * n) {
+        (fetchAhead<2>(from + i), ...);
+        const V even = vectorAt(i);
+        const V odd = vectorAt(i + n);
+        lanes::store<V>(to + i, even);
+        lanes::store<V>(to + i + n, odd);
+    }
+    if (i + n <= row.end()) {
+        lanes::store<V>(to + i, vectorAt(i));
+        i += n;
+    }
+    if (i < row.end()) some(i, row.lastSamples(i));
+    return op;
+}
+
+#else
+
 /// to[i] = op(from[i]...). The answer is the operation, with what it has noted on its way.
 template <class T, class Op, class... Sources>
 inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
@@ -67,6 +143,8 @@ inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) 
     lanes::store<V>(to + end, last);
     return op;
 }
+
+#endif
 
 /// A sample for each bit of `bytes` bytes, the most significant first: one of two.
 void chooseByBits(std::uint8_t* to, const std::uint8_t* bits, std::size_t bytes, std::uint8_t zero,

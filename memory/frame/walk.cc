@@ -108,16 +108,18 @@ public:
     }
 
     void rectangle(const Rect& rect) noexcept {
-        const std::size_t pixels = std::size_t{rect.width} * rect.height;
+        const bool one = runs_ == Runs::overRows && rowsTouch(rect);
+        const std::size_t pixels = one ? std::size_t{rect.width} * rect.height : rect.width;
+        const std::size_t rows = one ? 1 : rect.height;
         // Where there is nothing to read, stores keep up with memory.
-        past_ = writesPast && dense_ && count_ > 1 && lanes_[0].stores && !lanes_[0].keeps &&
-                pixels * lanes_[0].size >= muchResult;
-        if (runs_ == Runs::overRows && rowsTouch(rect)) {
-            row(rect.x, rect.y, pixels);
-        } else {
-            for (long i = 0; i < static_cast<long>(rect.height); ++i) row(rect.x, rect.y + i, rect.width);
+        const bool past = writesPast && dense_ && count_ > 1 && lanes_[0].stores && !lanes_[0].keeps &&
+                          pixels * rows * lanes_[0].size >= muchResult;
+        if (dense_ && !past) return denseRuns(rect.x, rect.y, pixels, rows);
+        for (std::size_t i = 0; i < rows; ++i) {
+            const long y = rect.y + static_cast<long>(i);
+            past ? pastRow(rect.x, y, pixels) : row(rect.x, y, pixels);
         }
-        if (past_) endPast();
+        if (past) endPast();
     }
 
 private:
@@ -129,17 +131,24 @@ private:
     }
 
     void row(long x, long y, std::size_t pixels) noexcept {
-        if (dense_) return denseRun(x, y, pixels);
         for (std::size_t done = 0; done < pixels; done += chunk_) {
             chunk(x + static_cast<long>(done), y, std::min(chunk_, pixels - done));
         }
     }
 
-    void denseRun(long x, long y, std::size_t pixels) noexcept {
+    void denseRuns(long x, long y, std::size_t pixels, std::size_t rows) noexcept {
+        RunBlock block{.rows = {}, .strides = {}, .count = rows, .pixels = pixels, .place = {x, y}};
+        for (int i = 0; i < count_; ++i) {
+            block.rows[i] = lanes_[i].at(x, y);
+            block.strides[i] = lanes_[i].raster->stride;
+        }
+        run_(kernel_, block);
+    }
+
+    void pastRow(long x, long y, std::size_t pixels) noexcept {
         std::byte* rows[maxOperands];
         for (int i = 0; i < count_; ++i) rows[i] = lanes_[i].at(x, y);
-        if (past_ && ownResults(rows, pixels)) return pastRun(rows, pixels, {x, y});
-        run_(kernel_, rows, pixels, {x, y});
+        ownResults(rows, pixels) ? pastRun(rows, pixels, {x, y}) : denseRuns(x, y, pixels, 1);
     }
 
     /// Whether each source of a run lies where its result does, or where no result of the run lies: results that wait
@@ -163,17 +172,20 @@ private:
         const std::size_t most = fitting < line ? fitting : fitting / line * line;
         std::size_t count = std::min(most, line);
         while (count > 1 && (reinterpret_cast<std::uintptr_t>(rows[0]) + count * size) % line != 0) --count;
-        std::byte* piece[maxOperands] = {buffers[0]};
+        RunBlock piece{.rows = {buffers[0]}, .strides = {}, .count = 1, .pixels = 0, .place = place};
         for (std::size_t done = 0; done < pixels; done += count, count = most) {
             count = std::min(count, pixels - done);
-            for (int i = 1; i < count_; ++i) piece[i] = rows[i] + done * lanes_[i].size;
-            run_(kernel_, piece, count, {place.x + static_cast<long>(done), place.y});
-            copyPast(rows[0] + done * size, piece[0], count * size);
+            for (int i = 1; i < count_; ++i) piece.rows[i] = rows[i] + done * lanes_[i].size;
+            piece.pixels = count;
+            piece.place.x = place.x + static_cast<long>(done);
+            run_(kernel_, piece);
+            copyPast(rows[0] + done * size, buffers[0], count * size);
         }
     }
 
     void chunk(long x, long y, std::size_t pixels) noexcept {
-        std::byte* rows[maxOperands];
+        RunBlock block{.rows = {}, .strides = {}, .count = 1, .pixels = pixels, .place = {x, y}};
+        std::byte** const rows = block.rows;
         bool direct[maxOperands];
         for (int i = 0; i < count_; ++i) {
             const Lane& lane = lanes_[i];
@@ -182,14 +194,13 @@ private:
             rows[i] = direct[i] ? lane.at(x, y) : buffers[i];
             if (!direct[i] && (i > 0 || lane.keeps)) lane.load(rows[i], x, y, pixels);
         }
-        run_(kernel_, rows, pixels, {x, y});
+        run_(kernel_, block);
         if (!direct[0] && lanes_[0].stores) lanes_[0].store(rows[0], x, y, pixels);
     }
 
     Lane lanes_[maxOperands];
     int count_;
     bool dense_ = true;
-    bool past_ = false;
     std::size_t chunk_ = chunkPixels;
     RunFunction run_;
     void* kernel_;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "memory/frame/BitRows.h"
 #include "memory/frame/Raster.h"
 #include "memory/frame/RectCursor.h"
 
@@ -34,13 +35,33 @@ struct Place {
     long y;
 };
 
-/// A kernel with its types erased: rows of each operand in the order given, a number of pixels, and their place.
-using RunFunction = void (*)(void* kernel, std::byte* const* rows, std::size_t pixels, Place place);
+inline constexpr int maxOperands = 4;
+
+/// Runs of as many pixels each, one below the other: where those of each operand begin, and how far apart.
+struct RunBlock {
+    std::byte* rows[maxOperands];
+    std::ptrdiff_t strides[maxOperands];
+    std::size_t count;
+    std::size_t pixels;
+    Place place; ///< of the first
+};
+
+/// A kernel with its types erased, run over a block: what it does for each row is part of the loop over them.
+using RunFunction = void (*)(void* kernel, const RunBlock& block);
 
 /// Whether a run may go on over the rows of a rectangle.
 enum class Runs { overRows, rowByRow };
 
-inline constexpr int maxOperands = 4;
+/// Calls `run(std::byte* const* rows, Place place)` for each row of a block.
+template <int Operands, class Run>
+inline void eachRun(const RunBlock& block, Run run) noexcept {
+    std::byte* rows[Operands];
+    std::copy_n(block.rows, Operands, rows);
+    for (std::size_t i = 0; i < block.count; ++i) {
+        run(rows, Place{block.place.x, block.place.y + static_cast<long>(i)});
+        for (int operand = 0; operand < Operands; ++operand) rows[operand] += block.strides[operand];
+    }
+}
 
 /// Runs a kernel over all rectangles; the first operand is the destination.
 void walkOperands(RectCursor& rects, const Operand* operands, int count, RunFunction run, void* kernel,
@@ -52,12 +73,15 @@ template <class D, class... S, class Kernel, class... Operands>
 void walkRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Operands... sources) noexcept {
     static_assert(sizeof...(S) == sizeof...(Operands) && sizeof...(S) < maxOperands);
     const Operand operands[] = {destination, sources...};
-    const RunFunction run = [](void* self, std::byte* const* rows, std::size_t pixels, Place) {
-        [&]<std::size_t... I>(std::index_sequence<I...>) {
-            (*static_cast<std::remove_reference_t<Kernel>*>(self))(
-                reinterpret_cast<SampleOf<D>*>(rows[0]), reinterpret_cast<const SampleOf<S>*>(rows[I + 1])..., pixels);
-        }
-        (std::index_sequence_for<S...>{});
+    const RunFunction run = [](void* self, const RunBlock& block) {
+        eachRun<1 + sizeof...(S)>(block, [&](std::byte* const* rows, Place) {
+            [&]<std::size_t... I>(std::index_sequence<I...>) {
+                (*static_cast<std::remove_reference_t<Kernel>*>(self))(
+                    reinterpret_cast<SampleOf<D>*>(rows[0]), reinterpret_cast<const SampleOf<S>*>(rows[I + 1])...,
+                    block.pixels);
+            }
+            (std::index_sequence_for<S...>{});
+        });
     };
     walkOperands(rects, operands, 1 + static_cast<int>(sizeof...(S)), run,
                  const_cast<void*>(static_cast<const void*>(&kernel)));
@@ -75,13 +99,15 @@ template <class D, class... S, class Kernel, class... Operands>
 void walkPlacedRuns(RectCursor& rects, Kernel&& kernel, Operand destination, Operands... sources) noexcept {
     static_assert(sizeof...(S) == sizeof...(Operands) && sizeof...(S) < maxOperands);
     const Operand operands[] = {destination, sources...};
-    const RunFunction run = [](void* self, std::byte* const* rows, std::size_t pixels, Place place) {
-        [&]<std::size_t... I>(std::index_sequence<I...>) {
-            (*static_cast<std::remove_reference_t<Kernel>*>(self))(place, reinterpret_cast<SampleOf<D>*>(rows[0]),
-                                                                   reinterpret_cast<const SampleOf<S>*>(rows[I + 1])...,
-                                                                   pixels);
-        }
-        (std::index_sequence_for<S...>{});
+    const RunFunction run = [](void* self, const RunBlock& block) {
+        eachRun<1 + sizeof...(S)>(block, [&](std::byte* const* rows, Place place) {
+            [&]<std::size_t... I>(std::index_sequence<I...>) {
+                (*static_cast<std::remove_reference_t<Kernel>*>(self))(
+                    place, reinterpret_cast<SampleOf<D>*>(rows[0]),
+                    reinterpret_cast<const SampleOf<S>*>(rows[I + 1])..., block.pixels);
+            }
+            (std::index_sequence_for<S...>{});
+        });
     };
     walkOperands(rects, operands, 1 + static_cast<int>(sizeof...(S)), run,
                  const_cast<void*>(static_cast<const void*>(&kernel)), Runs::rowByRow);
@@ -97,20 +123,20 @@ bool bitRowsTouch(const Rect& rect, const Rasters&... rasters) noexcept {
         ...);
 }
 
-/// Runs `kernel(BitPosition d, BitPosition... s, unsigned length, unsigned band)` over the rows of BIT images:
-/// rectangles, then bands, then rows, which are one where they touch.
+/// Runs `kernel(std::size_t rows, unsigned length, unsigned band, BitRows d, BitRows... s)` over BIT images:
+/// rectangles, then bands. Rows that touch are one.
 template <class Kernel, class... Sources>
-void walkBitRows(RectCursor& rects, unsigned bands, Kernel&& kernel, const Raster& destination,
-                 const Sources&... sources) noexcept {
+void walkBitBlocks(RectCursor& rects, unsigned bands, Kernel&& kernel, const Raster& destination,
+                   const Sources&... sources) noexcept {
     for (Rect rect{}; rects.next(rect);) {
         const bool touch = bitRowsTouch(rect, destination, sources...);
-        const long rows = touch ? 1 : static_cast<long>(rect.height);
+        const std::size_t rows = touch ? 1 : rect.height;
         const unsigned length = touch ? rect.width * rect.height : rect.width;
+        const auto rowsOf = [&rect](const Raster& raster, unsigned band) {
+            return BitRows{raster.bit(rect.x, rect.y, band), raster.stride};
+        };
         for (unsigned band = 0; band < bands; ++band) {
-            for (long row = 0; row < rows; ++row) {
-                kernel(destination.bit(rect.x, rect.y + row, band), sources.bit(rect.x, rect.y + row, band)..., length,
-                       band);
-            }
+            kernel(rows, length, band, rowsOf(destination, band), rowsOf(sources, band)...);
         }
     }
 }

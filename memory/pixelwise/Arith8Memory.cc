@@ -185,11 +185,11 @@ OrvStatus OrvDeviceComputeTypeMemory::Divide1(OrvOp* op, int) noexcept {
     static constexpr const char* file = "Divide1Memory.cc";
     Frame frame(op);
     if (frame.open(twoSources<Bit>(file)) != ORV_SUCCESS) return ORV_FAILURE;
-    walkBitRows(
+    walkBitBlocks(
         frame.rects(), commonBands(frame[dst], frame[src1]),
-        [](BitPosition d, BitPosition a, unsigned length, unsigned) {
-            orv_bit_memcpy(a.byte, d.byte, length, a.offset, d.offset);
-        },
+        // The second source counts afterwards alone: whole blocks of rows are copied as they stand, whatever it holds,
+        // and so is each bit over a 0.
+        [](std::size_t rows, unsigned length, unsigned, BitRows d, BitRows a) { copyBitRows(d, a, rows, length); },
         frame[dst], frame[src1]);
     if (OrviCheckForZeros(frame.image(src2)) != 0) fail(frame.image(dst), divisionByZero, file);
     return ORV_SUCCESS;

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "memory/frame/Frame.h"
-#include "memory/frame/bit_rows.h"
+#include "memory/frame/bit_blocks.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
@@ -53,9 +53,11 @@ template <class Operation>
 OrvStatus bitwise(OrvOp* op, const char* file, Operation operation) noexcept {
     Frame frame(op);
     if (frame.open(oneSource<Bit, Bit>(file)) != ORV_SUCCESS) return ORV_FAILURE;
-    walkBitRows(
+    walkBitBlocks(
         frame.rects(), commonBands(frame[dst], frame[src1]),
-        [operation](BitPosition d, BitPosition a, unsigned length, unsigned) { combineBits(d, length, operation, a); },
+        [operation](std::size_t rows, unsigned length, unsigned, BitRows d, BitRows a) {
+            combineBitRows(d, rows, length, operation, a);
+        },
         frame[dst], frame[src1]);
     return ORV_SUCCESS;
 }
@@ -63,10 +65,10 @@ template <class Operation>
 OrvStatus bitPairwise(OrvOp* op, const char* file, Operation operation) noexcept {
     Frame frame(op);
     if (frame.open(twoSources<Bit>(file)) != ORV_SUCCESS) return ORV_FAILURE;
-    walkBitRows(
+    walkBitBlocks(
         frame.rects(), commonBands(frame[dst], frame[src1], frame[src2]),
-        [operation](BitPosition d, BitPosition a, BitPosition b, unsigned length, unsigned) {
-            combineBits(d, length, operation, a, b);
+        [operation](std::size_t rows, unsigned length, unsigned, BitRows d, BitRows a, BitRows b) {
+            combineBitRows(d, rows, length, operation, a, b);
         },
         frame[dst], frame[src1], frame[src2]);
     return ORV_SUCCESS;

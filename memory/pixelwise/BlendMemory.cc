@@ -8,7 +8,7 @@
 #include "memory/frame/Frame.h"
 #include "memory/frame/LazyTable.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
-#include "memory/frame/bit_rows.h"
+#include "memory/frame/bit_blocks.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
 #include "memory/frame/orv_bit_utils.h"
@@ -374,11 +374,11 @@ OrvStatus OrvDeviceComputeTypeMemory::Blend1a1(OrvOp* op, int) noexcept {
     // Every band takes the one plane of alpha.
     Raster alpha = frame[src3];
     alpha.bandStride = 0;
-    walkBitRows(
+    walkBitBlocks(
         frame.rects(), blendBands(frame),
-        [](BitPosition d, BitPosition s1, BitPosition s2, BitPosition a, unsigned length, unsigned) {
-            combineBits(
-                d, length, [](auto x, auto y, auto mask) { return (x & ~mask) | (y & mask); }, s1, s2, a);
+        [](std::size_t rows, unsigned length, unsigned, BitRows d, BitRows s1, BitRows s2, BitRows a) {
+            combineBitRows(
+                d, rows, length, [](auto x, auto y, auto mask) { return (x & ~mask) | (y & mask); }, s1, s2, a);
         },
         frame[dst], frame[src1], frame[src2], alpha);
     return ORV_SUCCESS;

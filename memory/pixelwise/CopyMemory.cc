@@ -2,27 +2,35 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 
 #include "memory/frame/Extent.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/bit_blocks.h"
 #include "memory/frame/gaps.h"
-#include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/walk.h"
 
 namespace {
 
 using namespace orvi;
 
-/// Copies an image with the host's help.
-OrvStatus OrviCopyImage(OrvImage* destination, OrvImage* source, const char* file) noexcept {
+/// Asks the host for the op that copies an image; null after a report.
+OrvOp* OrviCopyImage(OrvImage* destination, OrvImage* source, const char* file) noexcept {
     static int values[4] = {-1, -1, -1, -1};
     OrvOp* copy = OrvCreateCachedOp("copy", values, destination, source);
-    if (copy == nullptr) return fail(static_cast<OrvSystemState*>(nullptr), {"di-120", 1, 1}, file);
-    copy->flush();
-    delete copy;
-    return ORV_SUCCESS;
+    if (copy == nullptr) fail(static_cast<OrvSystemState*>(nullptr), {"di-120", 1, 1}, file);
+    return copy;
 }
+
+/// Where a child lies in its parent.
+struct ChildPlace {
+    unsigned x = 0;
+    unsigned y = 0;
+    unsigned band = 0;
+
+    explicit ChildPlace(OrvImage* child) noexcept { child->getChildOffsets(&x, &y, &band); }
+};
 
 /// How to copy between two images, by what they share.
 class CopyPlan {
@@ -36,21 +44,50 @@ public:
         if (parent == nullptr || parent != destination_->getParent()) return ORV_SUCCESS;
         sourceRoi_ = source_->getRoi();
         destinationRoi_ = destination_->getRoi();
-        unsigned x[2];
-        unsigned y[2];
-        unsigned band;
-        source_->getChildOffsets(&x[0], &y[0], &band);
-        destination_->getChildOffsets(&x[1], &y[1], &band);
-        const bool besides = y[0] == y[1] && x[0] < x[1];
+        const ChildPlace from(source_);
+        const ChildPlace to(destination_);
+        const bool besides = from.y == to.y && from.x < to.x;
         if (sourceRoi_ != nullptr || destinationRoi_ != nullptr || (besides && type_ == ORV_BIT)) {
             return makeTemporary(file);
         }
-        bottomUp_ = y[0] < y[1];
+        bottomUp_ = from.y < to.y;
         rightToLeft_ = besides;
         return ORV_SUCCESS;
     }
 
+    /// Whether the temporary can be left empty: the rows of one rectangle are moved where they stand, in an order that
+    /// reads each sample before it is written. The temporary is asked for all the same, since its failures are told.
+    bool movesInPlace(Frame& frame) const noexcept {
+        if (temporary_ == nullptr || frame.touched()->getRectCount() != 1) return false;
+        return source_->getBands() == destination_->getBands() &&
+               ChildPlace(source_).band == ChildPlace(destination_).band;
+    }
+    /// The source's samples, found from those of the destination in the parent that they share, in the temporary's
+    /// space.
+    Raster sourceBeside(const Raster& to, const Raster& temporary) const noexcept {
+        const ChildPlace s(source_);
+        const ChildPlace d(destination_);
+        const auto columns = static_cast<std::ptrdiff_t>(s.x) - static_cast<std::ptrdiff_t>(d.x);
+        const auto rows = static_cast<std::ptrdiff_t>(s.y) - static_cast<std::ptrdiff_t>(d.y);
+        Raster from = to;
+        from.data += rows * to.stride + columns * to.pixel;
+        if (type_ == ORV_BIT) {
+            const std::ptrdiff_t bit = static_cast<std::ptrdiff_t>(to.offset) + columns;
+            from.data += bit >> 3;
+            from.offset = static_cast<unsigned>(bit & 7);
+        }
+        from.ox = temporary.ox;
+        from.oy = temporary.oy;
+        return from;
+    }
+
+    /// Fills the temporary where there is one.
+    void fillTemporary() noexcept {
+        if (copy_ != nullptr) copy_->flush();
+    }
+
     void release() noexcept {
+        delete copy_;
         orv_destroy(temporary_);
         orv_destroy(sourceRoi_);
         orv_destroy(destinationRoi_);
@@ -67,9 +104,8 @@ private:
         if (state != nullptr) {
             temporary_ = state->createImage(source_->getWidth(), source_->getHeight(), destination_->getBands(), type_);
         }
-        if (temporary_ == nullptr || OrviCopyImage(temporary_, source_, file) != ORV_SUCCESS) {
-            return fail(state, {"di-TBD", 6, 0}, file);
-        }
+        if (temporary_ != nullptr) copy_ = OrviCopyImage(temporary_, source_, file);
+        if (copy_ == nullptr) return fail(state, {"di-TBD", 6, 0}, file);
         temporary_->setRoi(sourceRoi_);
         long x = 0;
         long y = 0;
@@ -82,6 +118,7 @@ private:
     OrvImage* destination_;
     OrvDataType type_;
     OrvImage* temporary_ = nullptr;
+    OrvOp* copy_ = nullptr; ///< what fills it
     OrvRoi* sourceRoi_ = nullptr;
     OrvRoi* destinationRoi_ = nullptr;
     bool bottomUp_ = false;
@@ -160,6 +197,21 @@ void copySeparate(Frame& frame, unsigned bands) noexcept {
     walkRuns<T, T>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands});
 }
 
+/// Copies the rows of one rectangle, in the order of addresses that reads each sample before it is written.
+void moveRows(Frame& frame, const Raster& from, std::size_t pixelBytes) noexcept {
+    const Raster& to = frame[dst];
+    Rect rect{};
+    if (!frame.rects().next(rect)) return;
+    std::byte* const d = to.at<std::byte>(rect.x, rect.y);
+    const std::byte* const s = from.at<std::byte>(rect.x, rect.y);
+    const auto rows = static_cast<std::ptrdiff_t>(rect.height);
+    const bool bottomUp = std::less<>()(s, static_cast<const std::byte*>(d));
+    for (std::ptrdiff_t i = 0; i < rows; ++i) {
+        const std::ptrdiff_t at = (bottomUp ? rows - 1 - i : i) * to.stride;
+        std::memmove(d + at, s + at, rect.width * pixelBytes);
+    }
+}
+
 template <class T>
 OrvStatus copySamples(OrvOp* op, const FrameFacts& facts) noexcept {
     CopyPlan plan(op, dataTypeOf<T>);
@@ -167,6 +219,13 @@ OrvStatus copySamples(OrvOp* op, const FrameFacts& facts) noexcept {
     Frame frame(plan.source(), nullptr, nullptr, plan.destination());
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = commonBands(frame[dst], frame[src1]);
+    const std::size_t pixelBytes = bands * sizeof(T);
+    if (plan.movesInPlace(frame) && frame[dst].pixel == static_cast<std::ptrdiff_t>(pixelBytes)) {
+        moveRows(frame, plan.sourceBeside(frame[dst], frame[src1]), pixelBytes);
+        plan.release();
+        return ORV_SUCCESS;
+    }
+    plan.fillTemporary();
     if (plan.bottomUp() || Extent(frame[dst], sizeof(T)).overlaps(Extent(frame[src1], sizeof(T)))) {
         copyOverlapping<T>(frame, plan, bands);
     } else {
@@ -198,9 +257,23 @@ void copyPlane(Frame& frame, const CopyPlan& plan, const Rect& rect, unsigned ba
         std::memmove(d.byte, s.byte, size);
         return;
     }
-    for (std::ptrdiff_t i = 0; i < height; ++i) {
-        const std::ptrdiff_t row = bottomUp ? height - 1 - i : i;
-        orv_bit_memcpy(s.byte + row * from.stride, d.byte + row * to.stride, rect.width, s.offset, d.offset);
+    BitRows toRows{d, to.stride};
+    BitRows fromRows{s, from.stride};
+    if (bottomUp) {
+        toRows = toRows.upwards(rect.height);
+        fromRows = fromRows.upwards(rect.height);
+    }
+    copyBitRows(toRows, fromRows, rect.height, rect.width);
+}
+
+/// Moves the bits of one rectangle where they stand.
+void movePlanes(Frame& frame, const Raster& from, unsigned bands) noexcept {
+    const Raster& to = frame[dst];
+    Rect rect{};
+    if (!frame.rects().next(rect)) return;
+    for (unsigned band = 0; band < bands; ++band) {
+        moveBitRows({to.bit(rect.x, rect.y, band), to.stride}, {from.bit(rect.x, rect.y, band), to.stride}, rect.height,
+                    rect.width);
     }
 }
 
@@ -213,6 +286,12 @@ OrvStatus OrvDeviceComputeTypeMemory::Copy1(OrvOp* op, int) noexcept {
     Frame frame(plan.source(), nullptr, nullptr, plan.destination());
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = commonBands(frame[dst], frame[src1]);
+    if (hasBitBlocks && plan.movesInPlace(frame)) {
+        movePlanes(frame, plan.sourceBeside(frame[dst], frame[src1]), bands);
+        plan.release();
+        return ORV_SUCCESS;
+    }
+    plan.fillTemporary();
     for (Rect rect{}; frame.rects().next(rect);) {
         for (unsigned band = 0; band < bands; ++band) copyPlane(frame, plan, rect, band);
     }

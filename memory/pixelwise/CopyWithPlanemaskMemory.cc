@@ -6,7 +6,7 @@
 #include "memory/frame/BandPattern.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
-#include "memory/frame/bit_rows.h"
+#include "memory/frame/bit_blocks.h"
 #include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
@@ -45,13 +45,13 @@ OrvStatus OrvDeviceComputeTypeMemory::CopyWithPlanemask1(OrvOp* op, int) noexcep
     Frame frame(op);
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const std::uint32_t* masks = masksOf(op);
-    const auto kernel = [&](BitPosition to, BitPosition from, unsigned length, unsigned band) {
+    const auto kernel = [&](std::size_t rows, unsigned length, unsigned band, BitRows to, BitRows from) {
         if ((masks[band] & 1) == 0) return;
         // A 0 of the source leaves the destination's bit, as intended.
-        combineBits(
-            to, length, [](auto old, auto bits) { return old | bits; }, to, from);
+        combineBitRows(
+            to, rows, length, [](auto old, auto bits) { return old | bits; }, to, from);
     };
-    walkBitRows(frame.rects(), commonBands(frame[dst], frame[src1]), kernel, frame[dst], frame[src1]);
+    walkBitBlocks(frame.rects(), commonBands(frame[dst], frame[src1]), kernel, frame[dst], frame[src1]);
     return ORV_SUCCESS;
 }
 

@@ -319,11 +319,10 @@ void actOnPlanes(const Rect& rect, const Raster& to, const Raster& from, unsigne
                  const LookupBand<std::uint8_t>& entries) noexcept {
     const RowAction action = actionOf((entries.of(0) & 1) != 0, (entries.of(1) & 1) != 0);
     const bool touch = bitRowsTouch(rect, to, from);
-    const long rows = touch ? 1 : static_cast<long>(rect.height);
+    const std::size_t rows = touch ? 1 : rect.height;
     const unsigned length = touch ? rect.width * rect.height : rect.width;
-    for (long row = 0; row < rows; ++row) {
-        act(action, to.bit(rect.x, rect.y + row, band), from.bit(rect.x, rect.y + row, entries.sourceBand), length);
-    }
+    act(action, rows, length, {to.bit(rect.x, rect.y, band), to.stride},
+        {from.bit(rect.x, rect.y, entries.sourceBand), from.stride});
 }
 
 } // namespace

@@ -7,8 +7,8 @@
 #include "memory/frame/BandPattern.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/bit_blocks.h"
 #include "memory/frame/numbers.h"
-#include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -70,10 +70,10 @@ OrvStatus OrvDeviceComputeTypeMemory::SetValue1(OrvOp* op, int) noexcept {
     Frame frame(op);
     if (openRegion<Bit>(frame, "SetValue1Memory.cc") != ORV_SUCCESS) return ORV_FAILURE;
     const float* values = valuesOf(op);
-    const auto kernel = [&](BitPosition to, unsigned length, unsigned band) {
-        orv_bit_setvalue(to.byte, toBit(values[band]), length, to.offset);
+    const auto kernel = [&](std::size_t rows, unsigned length, unsigned band, BitRows to) {
+        setBitRows(to, rows, length, toBit(values[band]));
     };
-    walkBitRows(frame.rects(), frame[dst].bands, kernel, frame[dst]);
+    walkBitBlocks(frame.rects(), frame[dst].bands, kernel, frame[dst]);
     return ORV_SUCCESS;
 }
 

@@ -26,6 +26,9 @@ public:
                convert(map_, parameter(op, 3), bands);
     }
 
+    auto lowOf() const noexcept { return valueOf(low_); }
+    auto highOf() const noexcept { return valueOf(high_); }
+    auto mapOf() const noexcept { return valueOf(map_); }
     BandPattern<T, Slot> low(unsigned bands) const noexcept { return pattern<Slot>(low_, bands); }
     BandPattern<T, Slot + 1> high(unsigned bands) const noexcept { return pattern<Slot + 1>(high_, bands); }
     BandPattern<T, Slot + 2> map(unsigned bands) const noexcept { return pattern<Slot + 2>(map_, bands); }
@@ -37,9 +40,12 @@ private:
         for (unsigned band = 0; band < bands; ++band) to[band] = roundTo<T>(from[band]);
         return true;
     }
+    static auto valueOf(const Array<T>& values) noexcept {
+        return [&values](unsigned band) { return values[band]; };
+    }
     template <int At>
     static BandPattern<T, At> pattern(const Array<T>& values, unsigned bands) noexcept {
-        return BandPattern<T, At>(bands, [&](unsigned band) { return values[band]; });
+        return BandPattern<T, At>(bands, valueOf(values));
     }
 
     Array<T> low_;
@@ -52,6 +58,23 @@ struct Inclusive {
     template <class V>
     V operator()(V v, V low, V high, V map) const noexcept {
         return ((v >= low) & (v <= high)) ? map : v;
+    }
+};
+
+/// The same where no band's range is empty, by one comparison: how far a sample lies above the lowest, which wraps for
+/// those below.
+struct Within {
+    std::uint8_t operator()(std::uint8_t v, std::uint8_t low, std::uint8_t span, std::uint8_t map) const noexcept {
+        return static_cast<std::uint8_t>(v - low) <= span ? map : v;
+    }
+    std::int16_t operator()(std::int16_t v, std::int16_t low, std::int16_t span, std::int16_t map) const noexcept {
+        return static_cast<std::uint16_t>(v - low) <= static_cast<std::uint16_t>(span) ? map : v;
+    }
+    lanes::U8 operator()(lanes::U8 v, lanes::U8 low, lanes::U8 span, lanes::U8 map) const noexcept {
+        return v - low <= span ? map : v;
+    }
+    lanes::I16 operator()(lanes::I16 v, lanes::I16 low, lanes::I16 span, lanes::I16 map) const noexcept {
+        return (lanes::U16)v - (lanes::U16)low <= (lanes::U16)span ? map : v;
     }
 };
 
@@ -73,6 +96,21 @@ void replace(Frame& frame, unsigned bands, Rule rule, const Patterns&... pattern
     walkRuns<T, T>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands});
 }
 
+/// Replaces what lies between `low(band)` and `high(band)` by `map(band)`.
+template <class T, class Low, class High, class Map>
+void replaceRanges(Frame& frame, unsigned bands, Low low, High high, Map map) noexcept {
+    bool holds = true;
+    for (unsigned band = 0; band < bands; ++band) holds = holds && low(band) <= high(band);
+    const BandPattern<T, 0> lowest(bands, low);
+    const BandPattern<T, 2> value(bands, map);
+    if (holds) {
+        const BandPattern<T, 1> span(bands, [&](unsigned band) { return static_cast<T>(high(band) - low(band)); });
+        replace<T>(frame, bands, Within{}, lowest, span, value);
+    } else {
+        replace<T>(frame, bands, Inclusive{}, lowest, BandPattern<T, 1>(bands, high), value);
+    }
+}
+
 template <class T>
 OrvStatus threshold(OrvOp* op, int count, const FrameFacts& facts) noexcept {
     OrvOp* const earlierOp = count == 2 ? op->getOp1() : nullptr;
@@ -86,7 +124,7 @@ OrvStatus threshold(OrvOp* op, int count, const FrameFacts& facts) noexcept {
     }
     const unsigned bands = commonBands(frame[dst], frame[src1]);
     if (earlierOp == nullptr) {
-        replace<T>(frame, bands, Inclusive{}, later.low(bands), later.high(bands), later.map(bands));
+        replaceRanges<T>(frame, bands, later.lowOf(), later.highOf(), later.mapOf());
     } else {
         replace<T>(frame, bands, Chained{}, later.low(bands), later.high(bands), later.map(bands), earlier.low(bands),
                    earlier.high(bands), earlier.map(bands));
@@ -131,7 +169,6 @@ OrvStatus OrvDeviceComputeTypeMemory::Threshold8_1Band(OrvOp* op, int) noexcept 
     // Declines, with the touched region set: the general function does these steps anew.
     if (frame[src1].bands != 1) return ORV_FAILURE;
     const auto bound = [op](int index) { return [op, index](unsigned) { return roundTo<T>(*parameter(op, index)); }; };
-    replace<T>(frame, 1, Inclusive{}, BandPattern<T, 0>(1, bound(1)), BandPattern<T, 1>(1, bound(2)),
-               BandPattern<T, 2>(1, bound(3)));
+    replaceRanges<T>(frame, 1, bound(1), bound(2), bound(3));
     return ORV_SUCCESS;
 }

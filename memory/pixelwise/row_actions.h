@@ -2,7 +2,7 @@
 #pragma once
 
 #include "memory/frame/Frame.h"
-#include "memory/frame/orv_bit_utils.h"
+#include "memory/frame/bit_blocks.h"
 #include "memory/frame/walk.h"
 
 namespace orvi {
@@ -15,25 +15,26 @@ constexpr RowAction actionOf(bool zero, bool one) noexcept {
     return one ? RowAction::copy : RowAction::clear;
 }
 
-inline void act(RowAction action, BitPosition to, BitPosition from, unsigned length) noexcept {
+inline void act(RowAction action, std::size_t rows, unsigned length, BitRows to, BitRows from) noexcept {
     switch (action) {
     case RowAction::clear:
     case RowAction::set:
-        return orv_bit_setvalue(to.byte, action == RowAction::set, length, to.offset);
+        return setBitRows(to, rows, length, action == RowAction::set);
     case RowAction::copy:
-        return orv_bit_memcpy(from.byte, to.byte, length, from.offset, to.offset);
+        return copyBitRows(to, from, rows, length);
     case RowAction::invert:
-        return orv_bit_not(from.byte, to.byte, length, from.offset, to.offset);
+        return combineBitRows(
+            to, rows, length, [](auto bits) { return ~bits; }, from);
     }
 }
 
 /// Runs `actionOfBand(band)` over the rows of each band that source and destination have.
 template <class ActionOfBand>
 void walkActions(Frame& frame, ActionOfBand actionOfBand) noexcept {
-    walkBitRows(
+    walkBitBlocks(
         frame.rects(), commonBands(frame[dst], frame[src1]),
-        [&](BitPosition to, BitPosition from, unsigned length, unsigned band) {
-            act(actionOfBand(band), to, from, length);
+        [&](std::size_t rows, unsigned length, unsigned band, BitRows to, BitRows from) {
+            act(actionOfBand(band), rows, length, to, from);
         },
         frame[dst], frame[src1]);
 }

@@ -12,8 +12,8 @@
 
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/bit_blocks.h"
 #include "memory/frame/numbers.h"
-#include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/walk.h"
 #include "memory/quantise/diffusion_utils.h"
 #include "memory/quantise/nearest_color_grid.h"
@@ -319,10 +319,10 @@ long rowsToDo(OrvRoi* region, const Raster& source, unsigned height) noexcept {
 template <class D>
 void copyResult(Frame& frame, const Raster& result) noexcept {
     if constexpr (std::is_same_v<D, Bit>) {
-        walkBitRows(
+        walkBitBlocks(
             frame.rects(), 1,
-            [](BitPosition to, BitPosition from, unsigned length, unsigned) {
-                orv_bit_memcpy(from.byte, to.byte, length, from.offset, to.offset);
+            [](std::size_t rows, unsigned length, unsigned, BitRows to, BitRows from) {
+                copyBitRows(to, from, rows, length);
             },
             frame[dst], result);
     } else {

@@ -29,7 +29,8 @@ Case randomSeparate(Dice& dice, OrvDataType type) {
 Case randomChildren(Dice& dice, OrvDataType type) {
     Case c{.name = "copy" + typeSuffix(type)};
     const unsigned bands = static_cast<unsigned>(dice.between(1, 4));
-    const unsigned width = static_cast<unsigned>(dice.chance(20) ? dice.between(100, 300) : dice.between(2, 40));
+    const long wide = type == ORV_BIT ? 1500 : 300;
+    const unsigned width = static_cast<unsigned>(dice.chance(20) ? dice.between(100, wide) : dice.between(2, 40));
     const unsigned height = static_cast<unsigned>(dice.between(2, 9));
     c.images.push_back(randomImage(dice, "p", type, width, height, bands));
     const unsigned used = dice.chance(60) ? bands : static_cast<unsigned>(dice.between(1, bands));
