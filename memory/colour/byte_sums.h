@@ -64,12 +64,6 @@ struct SumsOf<FromRgb, Normalise, ToYcc<S>> {
     using Values = Chain<FromRgb>;
     static constexpr auto sums = codedSums<S>(bytesOfOne, 1);
 };
-template <Space From, Space S>
-struct SumsOf<FromYcc<From>, Matrix<From>, ToYcc<S>> {
-    static constexpr bool exists = true;
-    using Values = Chain<FromYcc<From>, Matrix<From>>;
-    static constexpr auto sums = codedSums<S>(1, mostOfYcc);
-};
 template <Space From, Weights W>
 struct SumsOf<FromYcc<From>, Matrix<From>, Weigh<W>, Hold, ToY> {
     static constexpr bool exists = true;
