@@ -31,9 +31,8 @@ int* mk_BCtable() noexcept {
     if (table == nullptr) return nullptr;
     for (unsigned index = 0; index < orvi::BCtableEntries; ++index) {
         const float f = fifteenths(index >> 4);
-        const float t = (1.0F - f) * f;
-        table[index] =
-            orvi::cubic(sampleOf(index, 3), sampleOf(index, 2), sampleOf(index, 1), sampleOf(index, 0), f, t);
+        table[index] = orvi::cubic(sampleOf(index, 3), sampleOf(index, 2), sampleOf(index, 1), sampleOf(index, 0), f,
+                                   orvi::cubicWeight(f));
     }
     return table;
 }
