@@ -31,8 +31,10 @@ int* mk_BCtable() noexcept {
     if (table == nullptr) return nullptr;
     for (unsigned index = 0; index < orvi::BCtableEntries; ++index) {
         const float f = fifteenths(index >> 4);
-        table[index] = orvi::cubic(sampleOf(index, 3), sampleOf(index, 2), sampleOf(index, 1), sampleOf(index, 0), f,
-                                   orvi::cubicWeight(f));
+        // Each operation is rounded here, as it is not for samples: one entry is 12 for that, not 13.
+        const float t = (1.0F - f) * f;
+        table[index] =
+            orvi::cubic(sampleOf(index, 3), sampleOf(index, 2), sampleOf(index, 1), sampleOf(index, 0), f, t);
     }
     return table;
 }

@@ -172,7 +172,8 @@ private:
 
     int bitCubic(int fx, int fy) const {
         const float u = static_cast<float>(fx) / 15.0F;
-        const float tu = static_cast<float>((1.0 - u) * u);
+        const float rest = 1.0F - u;
+        const float tu = rest * u;
         int r[4];
         for (int i = 0; i < 4; ++i) {
             const auto at = [&](long dx) { return sample(dx, i - 1) * 16; };

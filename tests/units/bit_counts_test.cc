@@ -113,8 +113,8 @@ TEST(BitInterp, CubicTable) {
     EXPECT_EQ(table[15 << 4 | 2], 16); // at fraction 1, the third
     // f = 7/15: L = trunc(16 f) = 7, S = 32 - trunc(32 f) = 18, T = 56/225, and 7 + trunc((7 - 9) * T) = 7
     EXPECT_EQ(table[7 << 4 | 10], 7);
-    // f = 1/3: L = 16 - 5, S = 5, T = 2/9 with one rounding, which is not less: 11 + trunc((11 - 2) * T) = 13
-    EXPECT_EQ(table[5 << 4 | 4], 13);
+    // f = 1/3: L = 16 - 5, S = 5, and T, rounded twice, is less than 2/9: 11 + trunc((11 - 2) * T) = 12
+    EXPECT_EQ(table[5 << 4 | 4], 12);
 }
 
 } // namespace
