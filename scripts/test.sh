@@ -12,6 +12,7 @@ fi
 scripts/setup.sh --python
 launcher=()
 if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
-cmake --preset "$preset" "${launcher[@]}" >/dev/null
+# The demonstration configures the same folder without tests.
+cmake --preset "$preset" "${launcher[@]}" -DORV_TESTS=ON >/dev/null
 cmake --build --preset "$preset"
 ctest --test-dir "build/$preset" --output-on-failure -j "$(nproc)" "$@"
