@@ -3,10 +3,10 @@
 
 #include <array>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "orv/device/OrvOpTree.h"
@@ -40,11 +40,7 @@ private:
 
     OpTree& tree_;
     std::string path_;
-    /// Lets a name be looked for that is no string of its own.
-    struct Hash : std::hash<std::string_view> {
-        using is_transparent = void;
-    };
-    std::unordered_map<std::string, std::unique_ptr<OpNode>, Hash, std::equal_to<>> children_;
+    std::map<std::string, std::unique_ptr<OpNode>, std::less<>> children_;
     std::vector<Function> functions_;
 };
 

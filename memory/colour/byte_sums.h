@@ -10,16 +10,7 @@ namespace byte_sums {
 
 using lanes::F32;
 using lanes::I32;
-
-/// A band of the result: a pixel's values times weights, added to a start, truncated, where that is the same for
-/// `doubt` more and less.
-struct Sum {
-    float r;
-    float g;
-    float b;
-    float start;
-    float doubt;
-};
+using near_values::Sum;
 
 /// A coding of the weighed values, rounded. They are numbers of a `unit` and come to `most` with it; `errors` are those
 /// in single precision whose roundings reach the chain's sum.
@@ -87,15 +78,13 @@ bool near(Rgb<V> values, Pixel<Sums.size(), I32>& bands) noexcept {
     const Rgb<F32> v{single(values.r), single(values.g), single(values.b)};
     I32 unlike{};
     for (std::size_t band = 0; band < Sums.size(); ++band) {
-        const auto& [r, g, b, start, doubt] = Sums[band];
-        const F32 first = lanes::multiplyAdd(v.r, F32{} + r, F32{} + start);
-        const F32 sum = lanes::multiplyAdd(v.b, F32{} + b, lanes::multiplyAdd(v.g, F32{} + g, first));
+        const F32 sum = Sums[band].of(v, Sums[band].start);
         const auto clamped = [](F32 value) {
             constexpr float full = Scale<std::uint8_t>::full;
             return lanes::truncate(lanes::smaller<F32>(lanes::larger<F32>(value, F32{}), F32{} + full));
         };
-        bands[band] = clamped(sum - doubt);
-        unlike |= bands[band] ^ clamped(sum + doubt);
+        bands[band] = clamped(sum - Sums[band].doubt);
+        unlike |= bands[band] ^ clamped(sum + Sums[band].doubt);
     }
     return !lanes::any(unlike);
 }

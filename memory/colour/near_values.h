@@ -33,6 +33,23 @@ constexpr double toSingle(double size) noexcept {
 constexpr int lumaErrors = 2;
 constexpr int chromaErrors = 4;
 
+/// A band of the result: a pixel's values times weights, added to a start, and how far that may be from what the chain
+/// comes to.
+struct Sum {
+    float r;
+    float g;
+    float b;
+    float start;
+    float doubt;
+
+    lanes::F32 of(Rgb<lanes::F32> v, float from) const noexcept {
+        const lanes::F32 first = lanes::multiplyAdd(v.r, lanes::F32{} + r, lanes::F32{} + from);
+        return lanes::multiplyAdd(v.b, lanes::F32{} + b, lanes::multiplyAdd(v.g, lanes::F32{} + g, first));
+    }
+};
+
+inline Rgb<lanes::F32> eachOf(Rgb<lanes::F32> v, auto of) noexcept { return {of(v.r), of(v.g), of(v.b)}; }
+
 } // namespace near_values
 
 #if defined(ORV_SHORT_PIXELS)
@@ -53,8 +70,6 @@ void storeBands(Short* to, const Pixel<Bands, lanes::I32>& bands) noexcept {
         lanes::storeSaturated(to, bands[0]);
     }
 }
-
-inline Rgb<F32> eachOf(Rgb<F32> v, auto of) noexcept { return {of(v.r), of(v.g), of(v.b)}; }
 
 // What a first stage and those up to the curve make of a vector of pixels. `error` is how far the curve may come out
 // from where the chain's values would have taken it.
@@ -192,15 +207,6 @@ struct Bands {
     }
 };
 
-/// A band of the result: what the curve gives, times weights, added to a start.
-struct Sum {
-    float r;
-    float g;
-    float b;
-    float start;
-    float doubt;
-};
-
 /// `factor` times the weighed values, plus an offset; `errors` are the values in single precision, each up to 1, whose
 /// roundings reach the chain's sum.
 template <class Source, class Curve>
@@ -265,17 +271,13 @@ struct SumsOf {
         unsigned doubts = 0;
         for (std::size_t band = 0; band < Sums.size(); ++band) {
             const Sum& sum = Sums[band];
-            const auto added = [&sum](Rgb<F32> values, float start) {
-                const F32 first = lanes::multiplyAdd(values.r, F32{} + sum.r, F32{} + start);
-                return lanes::multiplyAdd(values.b, F32{} + sum.b, lanes::multiplyAdd(values.g, F32{} + sum.g, first));
-            };
             F32 doubt = F32{} + sum.doubt;
             if constexpr (Curve::relative > 0) {
                 // The curve's error and those of the weights, of which none is negative, and of the sums.
                 constexpr auto relative = static_cast<float>(Curve::relative + 5 * 0x1p-24);
-                doubt += relative * added(eachOf(v, lanes::magnitude), magnitude(sum.start));
+                doubt += relative * sum.of(eachOf(v, lanes::magnitude), magnitude(sum.start));
             }
-            const auto [nearest, doubtful] = rounded(added(v, sum.start), doubt);
+            const auto [nearest, doubtful] = rounded(sum.of(v, sum.start), doubt);
             samples[band] = nearest;
             doubts |= doubtful;
         }

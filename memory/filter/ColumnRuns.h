@@ -203,8 +203,8 @@ public:
 
     void rectangle(const Rect& rect) noexcept {
         const long width = rect.width;
-        past_ = writesPast && to_.pixelOf<T>() == bands_ &&
-                static_cast<std::size_t>(width * bands_) * rect.height * sizeof(T) >= muchResult;
+        past_ =
+            to_.pixelOf<T>() == bands_ && goesPast(static_cast<std::size_t>(width * bands_) * rect.height * sizeof(T));
         for (long x = 0; x < width; x += stripPixels_) {
             strip({rect.x + x, rect.y, static_cast<unsigned>(std::min(stripPixels_, width - x)), rect.height});
         }

@@ -67,6 +67,7 @@ std::array<lanes::Vec<T>, Vectors> vectorsOf(const T* pattern) noexcept {
     return vectors;
 }
 
+// filledInStep and mappedInStep make rows of few bands, their patterns in registers, and leave the others alone.
 #if defined(__AVX512BW__)
 
 /// Bands of which a vector holds whole pixels, or three vectors do: the band of a sample that may lie up to a vector
@@ -136,15 +137,12 @@ void fillInStep(T* to, std::size_t samples, Bands bands, const BandPattern<T, Sl
         [](V, V value) { return value; }, pattern);
 }
 
-/// to[i] = the pattern's value for its band.
 template <class T, int Slot>
-void fillWithBands(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
-    const std::ptrdiff_t bands = pattern.bands();
-    if (bands == 3) return fillInStep(to, samples, Three{}, pattern);
-    if (bands <= 4) return fillInStep(to, samples, PowerOfTwo{bands}, pattern);
-    overPeriods(samples, pattern.period(), [&](std::size_t first, std::size_t count) {
-        std::memcpy(to + first, pattern.get(), count * sizeof(T));
-    });
+bool filledInStep(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
+    const unsigned bands = pattern.bands();
+    if (bands > 4) return false;
+    bands == 3 ? fillInStep(to, samples, Three{}, pattern) : fillInStep(to, samples, PowerOfTwo{bands}, pattern);
+    return true;
 }
 
 template <class T, class Bands, class Op, class... Patterns>
@@ -158,15 +156,13 @@ void mapInStep(T* to, const T* from, std::size_t samples, Bands bands, Op op, co
     makeLines(to, samples, bands, load, some, op, patterns...);
 }
 
-/// to[i] = op(from[i], the patterns' values for its band...). `to` may be `from`.
 template <class T, class Op, class... Patterns>
-void mapWithBands(T* to, const T* from, std::size_t samples, Op op, const Patterns&... patterns) noexcept {
-    const std::ptrdiff_t bands = std::min({patterns.bands()...});
-    if (bands == 3) return mapInStep(to, from, samples, Three{}, op, patterns...);
-    if (bands <= 4) return mapInStep(to, from, samples, PowerOfTwo{bands}, op, patterns...);
-    overPeriods(samples, std::min({patterns.period()...}), [&](std::size_t first, std::size_t count) {
-        mapSamples(to + first, count, op, from + first, patterns.get()...);
-    });
+bool mappedInStep(T* to, const T* from, std::size_t samples, unsigned bands, Op op,
+                  const Patterns&... patterns) noexcept {
+    if (bands > 4) return false;
+    bands == 3 ? mapInStep(to, from, samples, Three{}, op, patterns...)
+               : mapInStep(to, from, samples, PowerOfTwo{bands}, op, patterns...);
+    return true;
 }
 
 #else
@@ -188,16 +184,11 @@ void fillInStep(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern)
     lanes::store<V>(to + end, vectorAt(end));
 }
 
-/// to[i] = the pattern's value for its band.
 template <class T, int Slot>
-void fillWithBands(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
-    if (samples >= lanes::count<T> && pattern.bands() <= 4) {
-        if (pattern.bands() == 3) return fillInStep<3>(to, samples, pattern);
-        return fillInStep<4>(to, samples, pattern);
-    }
-    overPeriods(samples, pattern.period(), [&](std::size_t first, std::size_t count) {
-        std::memcpy(to + first, pattern.get(), count * sizeof(T));
-    });
+bool filledInStep(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
+    if (samples < lanes::count<T> || pattern.bands() > 4) return false;
+    pattern.bands() == 3 ? fillInStep<3>(to, samples, pattern) : fillInStep<4>(to, samples, pattern);
+    return true;
 }
 
 /// mapWithBands where so many vectors are whole pixels: the patterns stay in registers.
@@ -228,19 +219,33 @@ void mapInStep(T* to, const T* from, std::size_t samples, std::size_t bands, Op 
     lanes::store<V>(to + end, last);
 }
 
+template <class T, class Op, class... Patterns>
+bool mappedInStep(T* to, const T* from, std::size_t samples, unsigned bands, Op op,
+                  const Patterns&... patterns) noexcept {
+    if (samples < lanes::count<T> || bands > 4) return false;
+    bands == 3 ? mapInStep<3>(to, from, samples, bands, op, patterns...)
+               : mapInStep<2>(to, from, samples, bands, op, patterns...);
+    return true;
+}
+
+#endif
+
+/// to[i] = the pattern's value for its band.
+template <class T, int Slot>
+void fillWithBands(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
+    if (filledInStep(to, samples, pattern)) return;
+    overPeriods(samples, pattern.period(), [&](std::size_t first, std::size_t count) {
+        std::memcpy(to + first, pattern.get(), count * sizeof(T));
+    });
+}
+
 /// to[i] = op(from[i], the patterns' values for its band...). `to` may be `from`.
 template <class T, class Op, class... Patterns>
 void mapWithBands(T* to, const T* from, std::size_t samples, Op op, const Patterns&... patterns) noexcept {
-    const unsigned bands = std::min({patterns.bands()...});
-    if (samples >= lanes::count<T> && bands <= 4) {
-        if (bands == 3) return mapInStep<3>(to, from, samples, bands, op, patterns...);
-        return mapInStep<2>(to, from, samples, bands, op, patterns...);
-    }
+    if (mappedInStep(to, from, samples, std::min({patterns.bands()...}), op, patterns...)) return;
     overPeriods(samples, std::min({patterns.period()...}), [&](std::size_t first, std::size_t count) {
         mapSamples(to + first, count, op, from + first, patterns.get()...);
     });
 }
-
-#endif
 
 } // namespace orvi

@@ -130,12 +130,21 @@ private:
     }
 };
 
+/// Where the last vector of each row begins, and what of it and of the first is the row's.
+struct Ends {
+    std::ptrdiff_t end;
+    Part first;
+    Part last;
+
+    Ends(const BitRows& to, std::size_t length) noexcept
+        : end((static_cast<std::ptrdiff_t>((to.first.offset + length + 7) / 8) - 1) / vectorBytes * vectorBytes),
+          first(to, length, 0),
+          last(to, length, end) {}
+};
+
 template <class Op, class... Sources>
 void combineRows(BitRows to, std::size_t rows, std::size_t length, Op op, Sources... from) noexcept {
-    const auto bytes = static_cast<std::ptrdiff_t>((to.first.offset + length + 7) / 8);
-    const std::ptrdiff_t end = (bytes - 1) / vectorBytes * vectorBytes;
-    const Part first(to, length, 0);
-    const Part last(to, length, end);
+    const auto [end, first, last] = Ends(to, length);
     std::uint8_t* row = to.first.byte;
     const auto put = [&](const Part& part) { part.put(row, static_cast<U64>(op(from.part(part.at)...))); };
     for (std::size_t i = 0; i < rows; ++i, row += to.stride, (from.next(), ...)) {
@@ -150,10 +159,7 @@ void combineRows(BitRows to, std::size_t rows, std::size_t length, Op op, Source
 /// Copies rows from right to left: each vector is made before the one to its right is stored.
 template <class Rows>
 void copyBackwards(BitRows to, std::size_t rows, std::size_t length, Rows from) noexcept {
-    const auto bytes = static_cast<std::ptrdiff_t>((to.first.offset + length + 7) / 8);
-    const std::ptrdiff_t end = (bytes - 1) / vectorBytes * vectorBytes;
-    const Part first(to, length, 0);
-    const Part last(to, length, end);
+    const auto [end, first, last] = Ends(to, length);
     std::uint8_t* row = to.first.byte;
     for (std::size_t i = 0; i < rows; ++i, row += to.stride, from.next()) {
         U64 made = from.part(end);

@@ -172,15 +172,6 @@ void copyPast(void* to, const void* from, std::size_t bytes) noexcept {
     if (i < bytes) std::memcpy(target + i, source + i, bytes - i);
 }
 
-void copyLinesPast(std::byte* to, std::ptrdiff_t stride, const std::byte* from, std::size_t bytes,
-                   std::size_t rows) noexcept {
-    for (; rows > 0; --rows, to += stride, from += bytes) {
-        for (std::size_t i = 0; i < bytes; i += vectorBytes) {
-            _mm512_stream_si512(reinterpret_cast<Raw*>(to + i), load<Raw>(from + i));
-        }
-    }
-}
-
 void endPast() noexcept { _mm_sfence(); }
 
 #else
@@ -192,10 +183,6 @@ void repeatThrice(std::int16_t* to, const std::int16_t* from, std::size_t sample
     plain::repeatThrice(to, from, samples);
 }
 void copyPast(void* to, const void* from, std::size_t bytes) noexcept { std::memcpy(to, from, bytes); }
-void copyLinesPast(std::byte* to, std::ptrdiff_t stride, const std::byte* from, std::size_t bytes,
-                   std::size_t rows) noexcept {
-    for (; rows > 0; --rows, to += stride, from += bytes) std::memcpy(to, from, bytes);
-}
 void endPast() noexcept {}
 void splitThreeOfFour(const std::uint8_t* from, std::uint8_t* band0, std::uint8_t* band1, std::uint8_t* band2,
                       std::size_t pixels) noexcept {
@@ -207,5 +194,10 @@ void joinFour(const std::uint8_t* band0, const std::uint8_t* band1, const std::u
 }
 
 #endif
+
+void copyLinesPast(std::byte* to, std::ptrdiff_t stride, const std::byte* from, std::size_t bytes,
+                   std::size_t rows) noexcept {
+    for (; rows > 0; --rows, to += stride, from += bytes) copyPast(to, from, bytes);
+}
 
 } // namespace orvi

@@ -6,20 +6,20 @@
 
 namespace orvi {
 
-/// Bytes before the next line of the caches.
-inline std::size_t beforeLine(const void* to) noexcept {
-    constexpr std::size_t line = 64;
-    return -reinterpret_cast<std::uintptr_t>(to) % line;
-}
+/// Bytes of a line of the caches.
+inline constexpr std::size_t cacheLine = 64;
+/// Those before the next line.
+inline std::size_t beforeLine(const void* to) noexcept { return -reinterpret_cast<std::uintptr_t>(to) % cacheLine; }
 
-/// Results of sources go past the caches from so many bytes on, whatever is done for them: lines need not be fetched to
+/// Whether a result of so many bytes that is made of sources goes past the caches: lines need not be fetched to
 /// be overwritten, and the caches would not hold them for whoever reads them next.
-inline constexpr std::size_t muchResult = std::size_t{48} << 20;
+constexpr bool goesPast([[maybe_unused]] std::size_t bytes) noexcept {
 #if defined(__AVX512BW__)
-inline constexpr bool writesPast = true;
+    return bytes >= std::size_t{48} << 20;
 #else
-inline constexpr bool writesPast = false; // lines are not written whole
+    return false; // lines are not written whole
 #endif
+}
 
 /// Writes each sample three times.
 void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples) noexcept;

@@ -112,8 +112,8 @@ public:
         const std::size_t pixels = one ? std::size_t{rect.width} * rect.height : rect.width;
         const std::size_t rows = one ? 1 : rect.height;
         // Where there is nothing to read, stores keep up with memory.
-        const bool past = writesPast && dense_ && count_ > 1 && lanes_[0].stores && !lanes_[0].keeps &&
-                          pixels * rows * lanes_[0].size >= muchResult;
+        const bool past =
+            dense_ && count_ > 1 && lanes_[0].stores && !lanes_[0].keeps && goesPast(pixels * rows * lanes_[0].size);
         if (dense_ && !past) return denseRuns(rect.x, rect.y, pixels, rows);
         for (std::size_t i = 0; i < rows; ++i) {
             const long y = rect.y + static_cast<long>(i);
@@ -166,12 +166,11 @@ private:
     /// A run whose results go past the caches, in pieces that the nearest cache holds. All but the first begin with a
     /// line, where pixels can: a line in two parts takes as long as several.
     void pastRun(std::byte* const* rows, std::size_t pixels, Place place) noexcept {
-        constexpr std::size_t line = 64;
         const std::size_t size = lanes_[0].size;
         const std::size_t fitting = std::max<std::size_t>(1, chunkBytes / size);
-        const std::size_t most = fitting < line ? fitting : fitting / line * line;
-        std::size_t count = std::min(most, line);
-        while (count > 1 && (reinterpret_cast<std::uintptr_t>(rows[0]) + count * size) % line != 0) --count;
+        const std::size_t most = fitting < cacheLine ? fitting : fitting / cacheLine * cacheLine;
+        std::size_t count = std::min(most, cacheLine);
+        while (count > 1 && (reinterpret_cast<std::uintptr_t>(rows[0]) + count * size) % cacheLine != 0) --count;
         RunBlock piece{.rows = {buffers[0]}, .strides = {}, .count = 1, .pixels = 0, .place = place};
         for (std::size_t done = 0; done < pixels; done += count, count = most) {
             count = std::min(count, pixels - done);

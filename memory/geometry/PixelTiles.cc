@@ -554,7 +554,7 @@ public:
     }
 
 private:
-    static constexpr std::ptrdiff_t line = 64;
+    static constexpr std::ptrdiff_t line = cacheLine;
     static constexpr std::ptrdiff_t widest = 4;
     static constexpr std::ptrdiff_t pastRows = 1024;
 
@@ -628,7 +628,7 @@ void copyPixels(std::byte* to, std::ptrdiff_t pixel, std::ptrdiff_t stride, cons
     }
     Tiles tiles = turnFor(pixel, from, size);
     if (tiles.copy == nullptr) tiles.copy = tileCopyFor(size);
-    if (writesPast && width * height * size >= muchResult) {
+    if (goesPast(width * height * size)) {
         if (const PastTiles past(tiles, target, from, size); past.fits()) return past.copy(columns, rows);
     }
     copyTiles(tiles, target, from, size, columns, rows);
