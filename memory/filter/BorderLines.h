@@ -7,7 +7,7 @@
 
 namespace orvi {
 
-/// For the four borders that are no corners, where the window fits into the source. `Rule` is one of stripRules.h.
+/// For the four borders that are no corners, where the window fits into the source. `Rule` is one of strip_rules.h.
 template <class T, class Rule>
 class BorderLines {
 public:

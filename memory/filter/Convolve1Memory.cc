@@ -5,7 +5,7 @@
 
 #include "memory/filter/Taps.h"
 #include "memory/filter/lookupgen.h"
-#include "memory/filter/stripRules.h"
+#include "memory/filter/strip_rules.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/orv_bit_utils.h"
 

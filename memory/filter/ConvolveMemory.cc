@@ -8,7 +8,7 @@
 
 #include "memory/filter/BorderLines.h"
 #include "memory/filter/samples.h"
-#include "memory/filter/stripRules.h"
+#include "memory/filter/strip_rules.h"
 #include "memory/filter/sums.h"
 #include "memory/frame/Extent.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"

@@ -3,8 +3,8 @@
 
 #include "memory/filter/Taps.h"
 #include "memory/filter/samples.h"
-#include "memory/filter/shortSums.h"
-#include "memory/filter/stripRules.h"
+#include "memory/filter/short_sums.h"
+#include "memory/filter/strip_rules.h"
 #include "memory/filter/sums.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 

@@ -8,9 +8,9 @@
 #include "memory/geometry/Dda.h"
 #include "memory/geometry/GeomOps.h"
 #include "memory/geometry/RunLanes.h"
-#include "memory/geometry/byBands.h"
-#include "memory/geometry/fastPaths.h"
-#include "memory/geometry/pixelForms.h"
+#include "memory/geometry/by_bands.h"
+#include "memory/geometry/fast_paths.h"
+#include "memory/geometry/pixel_forms.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "memory/frame/Extent.h"
-#include "memory/geometry/fastPaths.h"
+#include "memory/geometry/fast_paths.h"
 
 namespace orvi {
 

@@ -6,7 +6,7 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/geometry/TableWarp.h"
 #include "memory/geometry/WarpLanes.h"
-#include "memory/geometry/pixelForms.h"
+#include "memory/geometry/pixel_forms.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "memory/frame/gaps.h"
 #include "memory/geometry/PixelLanes.h"
 #include "memory/geometry/TableWarp.h"
-#include "memory/geometry/byBands.h"
+#include "memory/geometry/by_bands.h"
 
 namespace orvi {
 

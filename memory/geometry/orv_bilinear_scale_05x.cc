@@ -5,8 +5,8 @@
 #include <type_traits>
 
 #include "memory/frame/lanes.h"
-#include "memory/geometry/byBands.h"
-#include "memory/geometry/fastPaths.h"
+#include "memory/geometry/by_bands.h"
+#include "memory/geometry/fast_paths.h"
 
 namespace orvi {
 

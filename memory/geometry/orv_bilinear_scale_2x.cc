@@ -5,8 +5,8 @@
 
 #include "memory/frame/lanes.h"
 #include "memory/frame/orvi_new.h"
-#include "memory/geometry/byBands.h"
-#include "memory/geometry/fastPaths.h"
+#include "memory/geometry/by_bands.h"
+#include "memory/geometry/fast_paths.h"
 
 namespace orvi {
 

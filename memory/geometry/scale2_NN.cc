@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "memory/frame/numbers.h"
-#include "memory/geometry/byBands.h"
-#include "memory/geometry/fastPaths.h"
+#include "memory/geometry/by_bands.h"
+#include "memory/geometry/fast_paths.h"
 
 namespace orvi {
 

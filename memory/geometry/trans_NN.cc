@@ -9,7 +9,7 @@
 #include "memory/frame/gaps.h"
 #include "memory/frame/numbers.h"
 #include "memory/geometry/PixelTiles.h"
-#include "memory/geometry/fastPaths.h"
+#include "memory/geometry/fast_paths.h"
 
 namespace orvi {
 

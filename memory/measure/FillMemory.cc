@@ -10,7 +10,7 @@
 #include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
-#include "memory/measure/floodFrame.h"
+#include "memory/measure/flood_frame.h"
 #include "memory/measure/floods.h"
 
 namespace {

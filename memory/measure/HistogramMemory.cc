@@ -11,7 +11,7 @@
 #include "memory/frame/lanes.h"
 #include "memory/frame/orvi_new.h"
 #include "memory/measure/SourceRegion.h"
-#include "memory/measure/rowSamples.h"
+#include "memory/measure/row_samples.h"
 #include "orv/device/OrvHistogram.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include "memory/frame/orvi_new.h"
 #include "memory/frame/walk.h"
 #include "memory/measure/PaintStamps.h"
-#include "memory/measure/rowSamples.h"
+#include "memory/measure/row_samples.h"
 #include "orv/device/OrvVersionNumber.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
 #include "memory/frame/walk.h"
-#include "memory/measure/floodFrame.h"
+#include "memory/measure/flood_frame.h"
 #include "memory/measure/floods.h"
-#include "memory/measure/rowSamples.h"
+#include "memory/measure/row_samples.h"
 #include "memory/measure/svd.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // How far near sums may be from those that are rounded to single precision after every weight.
 
-#include "memory/filter/stripRules.h"
+#include "memory/filter/strip_rules.h"
 
 #include <gtest/gtest.h>
 

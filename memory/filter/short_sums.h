@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "memory/filter/stripRules.h"
+#include "memory/filter/strip_rules.h"
 
 namespace orvi {
 
