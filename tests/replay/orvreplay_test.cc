@@ -105,6 +105,8 @@ TEST_F(Orvreplay, AnswersTwoForWrongUse) {
     EXPECT_EQ(orvreplay("2>/dev/null").status, 2);
     EXPECT_EQ(orvreplay("--bogus x 2>/dev/null").status, 2);
     EXPECT_EQ(orvreplay("--storage nowhere x 2>/dev/null").status, 2);
+    EXPECT_EQ(orvreplay("--build v9 x 2>/dev/null").status, 2);
+    EXPECT_EQ(orvreplay("--build /no/such/module.so x 2>/dev/null").status, 2);
     EXPECT_EQ(orvreplay("--help").status, 0);
 }
 

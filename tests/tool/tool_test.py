@@ -251,6 +251,13 @@ class Looking(FileTest):
         self.assertEqual((told[0]["width"], told[0]["height"], told[0]["bands"]), (20, 10, 3))
         self.orv("info", "c.png", "none.png", status=1)
 
+    def test_counts_are_whole_in_json(self):
+        (self.folder / "a.pgm").write_bytes(b"P5 2 2 255 \x07\x07\x00\xff")
+        told = json.loads(self.orv("histogram", "a.pgm", "--json").stdout)[0]
+        counts = told["gray"]
+        self.assertEqual([counts[i] for i in (0, 7, 8, 255)], [1, 2, 0, 1])
+        self.assertTrue(all(isinstance(count, int) for count in counts))
+
     def test_every_operation_and_command_has_help(self):
         names = [line.split()[0] for line in self.orv("list").stdout.decode().splitlines() if line.startswith("  ")]
         self.assertGreater(len(names), 30)

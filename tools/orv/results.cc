@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 
 #include <fmt/format.h>
@@ -24,6 +25,13 @@ void plot(const Measurement& measurement) {
         const int length = static_cast<int>(std::lround(std::max(0.0, value) / most * barWidth));
         fmt::print("{:>6} {:>12} {}\n", i, value, std::string(static_cast<std::size_t>(length), '#'));
     }
+}
+
+/// A count is told as one, not with a decimal point.
+nlohmann::json numberOf(double value) {
+    constexpr double exact = 9007199254740992; // 2^53: whole numbers beyond are no counts
+    if (std::trunc(value) == value && std::abs(value) < exact) return static_cast<std::int64_t>(value);
+    return value;
 }
 
 std::string textOf(const Result& result) {
@@ -54,7 +62,10 @@ void printMeasurements(const Result& result, const Flags& flags, const std::stri
 
 nlohmann::json jsonOf(const Result& result, const std::string& file) {
     nlohmann::json line{{"file", file}};
-    for (const Measurement& m : result.measurements) line[m.name] = m.values;
+    for (const Measurement& m : result.measurements) {
+        nlohmann::json& numbers = line[m.name] = nlohmann::json::array();
+        for (const double value : m.values) numbers.push_back(numberOf(value));
+    }
     return line;
 }
 

@@ -1,6 +1,8 @@
 // What the programs that play cases have in common on their command lines.
 #pragma once
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -19,9 +21,16 @@ inline const std::string& valueOf(const std::vector<std::string>& words, std::si
     return words[++i];
 }
 
-/// A build of the module, or all that this machine can run.
+/// A build of the module, by its name or its path, or all that this machine can run. One that is not there is told
+/// before any case is played, not by each of them.
 inline std::vector<std::string> buildsNamed(const std::string& name) {
-    return name == "all" ? availableBuilds() : std::vector<std::string>{name};
+    std::vector<std::string> all = availableBuilds();
+    if (name == "all") return all;
+    const bool path = name.find('/') != std::string::npos;
+    if (path ? std::filesystem::exists(name) : std::ranges::find(all, name) != all.end()) return {name};
+    std::string known;
+    for (const std::string& each : all) known += (known.empty() ? "" : ", ") + each;
+    throw WrongUse{"there is no build " + name + " here; there are " + known + " and paths of modules"};
 }
 
 /// A storage policy, or all of them.

@@ -16,7 +16,8 @@ namespace {
 
 constexpr const char* usage =
     "usage: orvreplay [options] FILE...\n"
-    "Runs the cases of the files and compares. Exit status: 0 all passed, 1 some failed, 2 a file cannot be read.\n"
+    "Runs the cases of the files and compares. Exit status: 0 all passed, 1 some failed, 2 a file or option cannot be "
+    "used.\n"
     "  --isolate         each case in a process of its own\n"
     "  --list            print the cases' names, run nothing\n"
     "  --filter GLOB     only cases whose name matches\n"
