@@ -89,7 +89,7 @@ bool layoutRows(const std::string& name, const MakeScene& make) {
     };
     besideDense(" padded", 1 / 1.2, {.rowGap = 5});
     besideDense(" apart", 0.5, {.pixelGap = 1});
-    besideDense(" rectangles", 1 / 1.2, {.rectangles = true});
+    besideDense(" rectangles", 0, {.rectangles = true});
     return true;
 }
 

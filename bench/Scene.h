@@ -106,7 +106,7 @@ std::function<void(Scene&)> floatValues(std::vector<float> values);
 /// Makes the scene of an op on pictures of a layout.
 using MakeScene = std::function<std::shared_ptr<Scene>(const Layout& layout)>;
 /// An op where its pictures are no single dense block: rows with a gap, pixels with a gap, a region of many rectangles,
-/// each beside the op on dense pictures.
+/// each beside the op on dense pictures; the last without a goal.
 bool layoutRows(const std::string& name, const MakeScene& make);
 bool layoutRows(const std::string& name, const Subject& subject);
 

@@ -138,7 +138,8 @@ void print(const Measurement& row, const Times& best) {
     std::printf("%-22s %8.3f ms  memcpy %8.3f ms %6.2f", row.name.c_str(), best.orv, best.copy, best.copy / best.orv);
     if (row.copyGoal != 0) std::printf(" (goal %.2f)", row.copyGoal);
     if (best.peer > 0) {
-        std::printf("   %-10s %8.3f ms %6.2f (goal %.2f)", row.peer.c_str(), best.peer, best.peer / best.orv, row.goal);
+        std::printf("   %-10s %8.3f ms %6.2f", row.peer.c_str(), best.peer, best.peer / best.orv);
+        if (row.goal != 0) std::printf(" (goal %.2f)", row.goal);
     }
     std::printf("\n");
     std::fflush(stdout);

@@ -73,7 +73,8 @@ class Row:
 
     def goals(self):
         at = self.at.get(LARGE) or self.at[SMALL]
-        return (at["goal"] or 1.0) if at["peers"] else 0.0, at["copyGoal"]
+        default = 1.0 if at["peers"] and not layout_of(self.name) else 0.0
+        return at["goal"] or default, at["copyGoal"]
 
     def missed(self):
         """Sizes and goals that are not reached; one in a hundred is the noise of the clock."""
@@ -156,7 +157,7 @@ def layouts(rows, limits):
         name, word = row.name.rsplit(" ", 1)
         missed = limit_of(limits, row) or "not yet found" if row.missed() else ""
         lines.append(f"| {name} | {LAYOUTS[word]} | {shown(row.ratio(LARGE), goal)} | {shown(row.ratio(SMALL), goal)} | "
-                     f"{goal:.2f} | {missed} |")
+                     f"{f'{goal:.2f}' if goal else ''} | {missed} |")
     return "\n".join(lines)
 
 
@@ -327,8 +328,8 @@ Written by `scripts/bench.sh` on {date}.
 {machine}
 
 Each row is a function of the module, called through the host library on one thread, beside its peers and beside `memcpy` of
-the bytes that it reads and writes; the fastest of up to 30 runs counts; short ones take place twice
-in a row, so that each finds its own pictures in the caches. OpenCV and Leptonica run in turns with it in one process;
+the bytes that it reads and writes; the fastest run of a twentieth of a second (in memory of a fifth) counts; short ones take
+place twice in a row, so that each finds its own pictures in the caches. OpenCV and Leptonica run in turns with it in one process;
 libvips and Pillow in processes of their own. Numbers are times as fast as the best peer (above 1, orv is faster) and shares of
 memcpy's speed; times are milliseconds. 2048 x 2048 bytes lie in memory, 512 x 512 in cache. What misses its goal is bold; numbers
 near a goal move by some per cent from run to run, by more on a machine that others use at the same time.
@@ -350,7 +351,8 @@ borders in another way it was given the nearest call that it has.
             parts.append(f"## {title}\n\n{table(group, limits)}\n")
     parts.append(f"""## Pictures that are no dense block
 
-The function on dense pictures over the same on others: 1 is as fast as dense.
+The function on dense pictures over the same on others: 1 is as fast as dense. A region of 16 rectangles has no goal: its rows are
+a quarter as long, and begin anywhere in a line of the caches, where dense pictures of many functions are a single row.
 
 {layouts(besides, limits)}
 """)
