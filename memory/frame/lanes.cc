@@ -2,6 +2,7 @@
 
 #include <bit>
 
+#include "memory/frame/band_tables.h"
 #include "memory/frame/byte_permutation.h"
 #include "memory/frame/sample_rows.h"
 
@@ -309,29 +310,6 @@ private:
     Raw quarters_[4];
 };
 
-} // namespace
-
-namespace {
-
-/// Entries of a table of bytes by permutations of bytes.
-class PermutedBytes {
-public:
-    explicit PermutedBytes(const std::uint8_t* table) noexcept
-        : table_(table),
-          quarters_{load<Raw>(table), load<Raw>(table + 64), load<Raw>(table + 128), load<Raw>(table + 192)} {}
-
-    std::uint8_t operator()(std::uint8_t index) const noexcept { return table_[index]; }
-    [[gnu::target("avx512vbmi")]] U8 operator()(U8 index) const noexcept {
-        const Raw low = _mm512_permutex2var_epi8(quarters_[0], (Raw)index, quarters_[1]);
-        const Raw high = _mm512_permutex2var_epi8(quarters_[2], (Raw)index, quarters_[3]);
-        return (U8)_mm512_mask_mov_epi8(low, _mm512_movepi8_mask((Raw)index), high);
-    }
-
-private:
-    const std::uint8_t* table_;
-    Raw quarters_[4];
-};
-
 [[gnu::flatten, gnu::target("avx512vbmi")]] void permuteBytes(std::uint8_t* to, const std::uint8_t* from,
                                                               std::size_t samples, const std::uint8_t* table) noexcept {
     mapSamples(to, samples, PermutedBytes(table), from);
@@ -368,47 +346,6 @@ private:
     return i;
 }
 
-/// The bytes of each of three vectors of pixels that are a band's.
-struct BandMasks {
-    std::uint64_t of[3][3]; // [vector][band]
-
-    constexpr BandMasks() noexcept : of{} {
-        for (unsigned byte = 0; byte < 3 * vectorBytes; ++byte) {
-            of[byte / vectorBytes][byte % 3] |= std::uint64_t{1} << (byte % vectorBytes);
-        }
-    }
-};
-constexpr BandMasks bandMasks;
-
-/// Three vectors of pixels at a time; how many pixels that were. Each table takes the place of its band's samples, the
-/// other bands' wait for theirs.
-[[gnu::target("avx512vbmi")]] std::size_t permuteThreeBands(std::uint8_t* to, const std::uint8_t* from,
-                                                            std::size_t pixels,
-                                                            const std::uint8_t* const* tables) noexcept {
-    Raw quarters[3][4];
-    for (int band = 0; band < 3; ++band) {
-        for (int quarter = 0; quarter < 4; ++quarter) {
-            quarters[band][quarter] = load<Raw>(tables[band] + quarter * vectorBytes);
-        }
-    }
-    std::size_t done = 0;
-    for (; done + vectorBytes <= pixels; done += vectorBytes) {
-        for (int vector = 0; vector < 3; ++vector) {
-            const std::size_t at = 3 * done + vector * vectorBytes;
-            const Raw samples = load<Raw>(from + at);
-            Raw low = samples;
-            Raw high = samples;
-            for (int band = 0; band < 3; ++band) {
-                const __mmask64 own = bandMasks.of[vector][band];
-                low = _mm512_mask2_permutex2var_epi8(quarters[band][0], low, own, quarters[band][1]);
-                high = _mm512_mask2_permutex2var_epi8(quarters[band][2], high, own, quarters[band][3]);
-            }
-            store(to + at, _mm512_mask_mov_epi8(low, _mm512_movepi8_mask(samples), high));
-        }
-    }
-    return done;
-}
-
 } // namespace
 
 void mapBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t samples, const std::uint8_t* table) noexcept {
@@ -437,9 +374,10 @@ void mapBytes(std::int16_t* to, const std::uint8_t* from, std::size_t samples, c
 
 void mapThreeBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels,
                    const std::uint8_t* const* tables) noexcept {
-    constexpr std::size_t chunk = 2048;
-    std::size_t done = bytePermutation ? permuteThreeBands(to, from, pixels, tables) : 0;
+    if (permuteBands(to, from, pixels, tables, 3)) return;
     // Where tables fit into vectors of words alone it pays to take the bands apart.
+    constexpr std::size_t chunk = 2048;
+    std::size_t done = 0;
     std::uint8_t bands[3][chunk];
     for (; done + chunk <= pixels; done += chunk) {
         splitBands(from + 3 * done, bands[0], bands[1], bands[2], chunk);

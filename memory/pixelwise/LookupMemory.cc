@@ -7,6 +7,7 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
+#include "memory/frame/row_moves.h"
 #include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 #include "memory/pixelwise/lookup_utils.h"
@@ -228,6 +229,17 @@ OrvStatus throughFresh(Frame& frame, const BandMap<std::uint8_t, D>& map, const 
     return throughTable(frame, map, static_cast<const D*>(table.get()));
 }
 
+/// Three results of each sample.
+void mapRepeated(std::uint8_t* d, const std::uint8_t* s, std::size_t pixels,
+                 const std::uint8_t* const* tables) noexcept {
+    constexpr std::size_t chunk = 4096;
+    for (std::size_t done = 0; done < pixels; done += chunk) {
+        const std::size_t count = std::min(chunk, pixels - done);
+        repeatThrice(d + 3 * done, s + done, count);
+        mapBands(d + 3 * done, d + 3 * done, count, tables, 3);
+    }
+}
+
 /// Bytes of any layout by tables of our own, one for each band where these are not too many.
 template <class D>
 OrvStatus throughTables(Frame& frame, const BandMap<std::uint8_t, D>& map) noexcept {
@@ -238,16 +250,22 @@ OrvStatus throughTables(Frame& frame, const BandMap<std::uint8_t, D>& map) noexc
     const unsigned own = map.uniform() ? 1 : bands;
     if (own > tableBands) return general(frame, map);
     unsigned sourceBands[tableBands];
+    const Sample* entries[tableBands];
     for (unsigned index = 0; index < own; ++index) {
         const auto band = map.band(index);
         sourceBands[index] = band.sourceBand;
+        entries[index] = tables[index];
         for (int v = 0; v < byteEntries; ++v) tables[index][v] = resultOf<D>(band.of(v));
     }
     const unsigned sourceStep = map.sourceBands();
     walkMapped(frame, map, [&](Sample* d, const std::uint8_t* s, std::size_t pixels) {
-        if (own == 1) return mapThrough(d, s, pixels * bands, static_cast<const Sample*>(tables[0]));
+        if (own == 1) return mapThrough(d, s, pixels * bands, entries[0]);
+        if constexpr (sizeof(Sample) == 1) {
+            if (map.combined()) return mapBands(d, s, pixels, entries, bands);
+            if (bands == 3 && sourceStep == 1) return mapRepeated(d, s, pixels, entries);
+        }
         for (std::size_t i = 0; i < pixels; ++i, d += bands, s += sourceStep) {
-            for (unsigned index = 0; index < bands; ++index) d[index] = tables[index][s[sourceBands[index]]];
+            for (unsigned index = 0; index < bands; ++index) d[index] = entries[index][s[sourceBands[index]]];
         }
     });
     return ORV_SUCCESS;

@@ -1,5 +1,6 @@
 #include "memory/pixelwise/lookup_utils.h"
 
+#include "memory/frame/band_tables.h"
 #include "memory/frame/lanes.h"
 
 void fast_lookup_write(const unsigned char* source, unsigned char* dest, unsigned count,
@@ -15,6 +16,7 @@ void mapBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels, co
         std::all_of(tables, tables + bands, [&](const std::uint8_t* table) { return table == *tables; });
     if (shared) return lanes::mapBytes(to, from, pixels * bands, *tables);
     if (bands == 3) return lanes::mapThreeBands(to, from, pixels, tables);
+    if (lanes::permuteBands(to, from, pixels, tables, bands)) return;
     for (std::size_t pixel = 0; pixel < pixels; ++pixel, to += bands, from += bands) {
         for (unsigned band = 0; band < bands; ++band) to[band] = tables[band][from[band]];
     }
