@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -14,12 +13,16 @@ namespace orvi {
 
 namespace {
 
-/// Pixels one by one.
+/// Pixels one by one. Four count from one place: each would wait for the step of the one before.
 template <std::size_t Size>
 void movePixels(std::byte* to, std::ptrdiff_t toStep, const std::byte* from, std::ptrdiff_t fromStep,
                 std::size_t pixels) noexcept {
-#pragma GCC unroll 8
-    for (std::size_t i = 0; i < pixels; ++i, to += toStep, from += fromStep) std::memcpy(to, from, Size);
+    constexpr std::ptrdiff_t group = 4;
+    for (; pixels >= std::size_t{group}; pixels -= group, to += group * toStep, from += group * fromStep) {
+#pragma GCC unroll 4
+        for (std::ptrdiff_t i = 0; i < group; ++i) std::memcpy(to + i * toStep, from + i * fromStep, Size);
+    }
+    for (; pixels > 0; --pixels, to += toStep, from += fromStep) std::memcpy(to, from, Size);
 }
 
 void movePixels(std::byte* to, std::ptrdiff_t toStep, const std::byte* from, std::ptrdiff_t fromStep, std::size_t size,
@@ -207,6 +210,25 @@ std::size_t closePairs(std::byte* to, const std::byte* from, std::ptrdiff_t step
     return i;
 }
 
+/// Three bytes of four: each half of a vector is written with a rest that the next one covers, so there must be a pixel
+/// behind them too.
+std::size_t closeThreesOfFour(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size,
+                              std::size_t pixels) noexcept {
+    constexpr std::size_t group = 4;
+    if (step != 4 || size != 3) return 0;
+    const __m128i first = _mm_set1_epi64x(0xffffff);
+    const __m128i second = _mm_slli_epi64(first, 24);
+    std::size_t i = 0;
+    for (; i + group < pixels; i += group, to += group * size, from += sizeof(__m128i)) {
+        const __m128i apart = lanes::load<__m128i>(from);
+        const __m128i halves =
+            _mm_or_si128(_mm_and_si128(apart, first), _mm_and_si128(_mm_srli_epi64(apart, 8), second));
+        lanes::store(to, _mm_cvtsi128_si64(halves));
+        lanes::store(to + 2 * size, _mm_cvtsi128_si64(_mm_unpackhi_epi64(halves, halves)));
+    }
+    return i;
+}
+
 #endif
 
 std::size_t closeGroups([[maybe_unused]] std::byte* to, [[maybe_unused]] const std::byte* from,
@@ -214,7 +236,7 @@ std::size_t closeGroups([[maybe_unused]] std::byte* to, [[maybe_unused]] const s
                         [[maybe_unused]] std::size_t pixels) noexcept {
     std::size_t done = 0;
 #if defined(__SSE2__) && !defined(__SSSE3__)
-    done = closePairs(to, from, step, size, pixels);
+    done = size == 3 ? closeThreesOfFour(to, from, step, size, pixels) : closePairs(to, from, step, size, pixels);
 #endif
 #if defined(__AVX2__)
     done = closeVectors(to, from, vectorGroups(step, size, pixels));
@@ -260,37 +282,8 @@ std::size_t openGroups(std::byte* to, const std::byte* from, std::ptrdiff_t step
 
 #else
 
-/// Without stores of single bytes under a mask every pixel takes a store of its own; those of a word are loaded at
-/// once.
-template <class Pixel>
-std::size_t openWords(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t pixels) noexcept {
-    using Word = std::uint64_t;
-    constexpr std::size_t inWord = sizeof(Word) / sizeof(Pixel);
-    constexpr std::size_t bits = 8 * sizeof(Pixel);
-    std::size_t i = 0;
-    for (; i + inWord <= pixels; i += inWord, from += sizeof(Word)) {
-        auto word = lanes::load<Word>(from);
-        for (std::size_t k = 0; k < inWord; ++k, to += step) {
-            const std::size_t place = std::endian::native == std::endian::little ? k : inWord - 1 - k;
-            lanes::store<Pixel>(to, static_cast<Pixel>(word >> bits * place));
-        }
-    }
-    return i;
-}
-
-std::size_t openGroups(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size,
-                       std::size_t pixels) noexcept {
-    switch (size) {
-    case 1:
-        return openWords<std::uint8_t>(to, from, step, pixels);
-    case 2:
-        return openWords<std::uint16_t>(to, from, step, pixels);
-    case 4:
-        return openWords<std::uint32_t>(to, from, step, pixels);
-    default:
-        return 0;
-    }
-}
+/// Without stores of single bytes under a mask every pixel takes a store of its own: two of them a cycle are the limit.
+std::size_t openGroups(std::byte*, const std::byte*, std::ptrdiff_t, std::size_t, std::size_t) noexcept { return 0; }
 
 #endif
 
