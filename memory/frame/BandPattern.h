@@ -167,38 +167,15 @@ bool mappedInStep(T* to, const T* from, std::size_t samples, unsigned bands, Op 
 
 #else
 
-/// Repeats a pattern where so many vectors are whole pixels.
-template <std::size_t Vectors, class T, int Slot>
-void fillInStep(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
-    using V = lanes::Vec<T>;
-    constexpr std::size_t n = lanes::count<T>;
-    const std::size_t end = samples - n;
-    const auto vectorAt = [&](std::size_t i) { return lanes::load<V>(pattern.get() + i % pattern.bands()); };
-    lanes::store<V>(to, vectorAt(0));
-    std::size_t i = firstAligned(to);
-    const auto held = vectorsOf<Vectors>(pattern.get() + i % pattern.bands());
-    for (; i + (Vectors - 1) * n < end; i += Vectors * n) {
-        for (std::size_t k = 0; k < Vectors; ++k) lanes::store<V>(to + i + k * n, held[k]);
-    }
-    for (; i < end; i += n) lanes::store<V>(to + i, vectorAt(i));
-    lanes::store<V>(to + end, vectorAt(end));
-}
-
-template <class T, int Slot>
-bool filledInStep(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
-    if (samples < lanes::count<T> || pattern.bands() > 4) return false;
-    pattern.bands() == 3 ? fillInStep<3>(to, samples, pattern) : fillInStep<4>(to, samples, pattern);
-    return true;
-}
-
-/// mapWithBands where so many vectors are whole pixels: the patterns stay in registers.
-template <std::size_t Vectors, class T, class Op, class... Patterns>
-void mapInStep(T* to, const T* from, std::size_t samples, std::size_t bands, Op op,
-               const Patterns&... patterns) noexcept {
+/// to[i] = make(samples, the patterns' values for their bands...) where so many vectors are whole pixels, the patterns
+/// in registers; the first and the last vector overlap their neighbours, and are loaded before those are stored.
+template <std::size_t Vectors, class T, class Load, class Make, class... Patterns>
+void makeVectors(T* to, std::size_t samples, std::size_t bands, Load load, Make make,
+                 const Patterns&... patterns) noexcept {
     using V = lanes::Vec<T>;
     constexpr std::size_t n = lanes::count<T>;
     const auto vectorAt = [&](std::size_t i) {
-        return static_cast<V>(op(loadOnce<V>(from + i), lanes::load<V>(patterns.get() + i % bands)...));
+        return static_cast<V>(make(load(i), lanes::load<V>(patterns.get() + i % bands)...));
     };
     const std::size_t end = samples - n;
     const V first = vectorAt(0);
@@ -206,11 +183,10 @@ void mapInStep(T* to, const T* from, std::size_t samples, std::size_t bands, Op 
     std::size_t i = firstAligned(to);
     const auto held = std::make_tuple(vectorsOf<Vectors>(patterns.get() + i % bands)...);
     for (; i + (Vectors - 1) * n < end; i += Vectors * n) {
-        fetchAhead<Vectors>(from + i);
         V made[Vectors];
         for (std::size_t k = 0; k < Vectors; ++k) {
-            const V samplesHere = loadOnce<V>(from + i + k * n);
-            made[k] = std::apply([&](const auto&... h) { return static_cast<V>(op(samplesHere, h[k]...)); }, held);
+            const V samplesHere = load(i + k * n);
+            made[k] = std::apply([&](const auto&... h) { return static_cast<V>(make(samplesHere, h[k]...)); }, held);
         }
         for (std::size_t k = 0; k < Vectors; ++k) lanes::store<V>(to + i + k * n, made[k]);
     }
@@ -219,12 +195,25 @@ void mapInStep(T* to, const T* from, std::size_t samples, std::size_t bands, Op 
     lanes::store<V>(to + end, last);
 }
 
+template <class T, int Slot>
+bool filledInStep(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
+    using V = lanes::Vec<T>;
+    const unsigned bands = pattern.bands();
+    if (samples < lanes::count<T> || bands > 4) return false;
+    const auto nothing = [](std::size_t) { return V{}; };
+    const auto value = [](V, V each) { return each; };
+    bands == 3 ? makeVectors<3>(to, samples, bands, nothing, value, pattern)
+               : makeVectors<4>(to, samples, bands, nothing, value, pattern);
+    return true;
+}
+
 template <class T, class Op, class... Patterns>
 bool mappedInStep(T* to, const T* from, std::size_t samples, unsigned bands, Op op,
                   const Patterns&... patterns) noexcept {
     if (samples < lanes::count<T> || bands > 4) return false;
-    bands == 3 ? mapInStep<3>(to, from, samples, bands, op, patterns...)
-               : mapInStep<2>(to, from, samples, bands, op, patterns...);
+    const auto load = [from](std::size_t i) { return loadOnce<lanes::Vec<T>>(from + i); };
+    bands == 3 ? makeVectors<3>(to, samples, bands, load, op, patterns...)
+               : makeVectors<2>(to, samples, bands, load, op, patterns...);
     return true;
 }
 
