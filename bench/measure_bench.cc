@@ -218,7 +218,7 @@ Peer seedFill([[maybe_unused]] Walls makeWalls) {
 
 bool fills() {
     return row("fill1 empty", fillBetween(bits, noWalls), "leptonica", 0, seedFill(noWalls)) &&
-           row("fill1 maze", fillBetween(bits, maze), "leptonica", 0.5, seedFill(maze)) &&
+           row("fill1 maze", fillBetween(bits, maze), "leptonica", 1, seedFill(maze)) &&
            row("fill8 empty", fillBetween(bytes, noWalls), "opencv", 1, floodFill()) &&
            row("fill8 maze", fillBetween(bytes, maze), "opencv", 1, floodFill()) &&
            row("fill16 empty", fillBetween(shorts, noWalls)) && row("fill16 maze", fillBetween(shorts, maze)) &&

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 
 #include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
@@ -66,6 +67,57 @@ void ClosedRows::keepFlooded() noexcept {
             barrier_.bits(column, row, pixels, bits);
             for (unsigned i = 0; i < (pixels + 7) >> 3; ++i) to[i] = static_cast<std::uint8_t>(to[i] ^ bits[i]);
         }
+    }
+}
+
+void ClosedRows::takeClosed(long row, std::uint64_t* closed) const noexcept {
+    const std::size_t whole = rowBytes_ / sizeof *closed;
+    const std::uint8_t* const from = at(row);
+    for (std::size_t i = 0; i < whole; ++i) {
+        closed[i] = firstByteHighest(lanes::load<std::uint64_t>(from + i * sizeof *closed));
+    }
+    std::fill(closed + whole, closed + words(), std::uint64_t{0});
+    const std::size_t done = whole * sizeof *closed;
+    if (done < rowBytes_) closed[whole] = word(from + done, rowBytes_ - done);
+}
+
+void ClosedRows::take(long row, std::uint64_t* open, std::uint64_t* flooded) noexcept {
+    const std::uint8_t* from = use(row);
+    for (std::size_t done = 0; done < rowBytes_; done += Barrier::chunkBytes, from += Barrier::chunkBytes) {
+        const std::size_t bytes = std::min<std::size_t>(rowBytes_ - done, Barrier::chunkBytes);
+        const auto column = static_cast<long>(done) * 8;
+        const auto pixels = static_cast<unsigned>(std::min<long>(width_ - column, Barrier::chunkPixels));
+        std::uint8_t barrier[Barrier::chunkBytes] = {};
+        barrier_.bits(column, row, pixels, barrier);
+        std::uint64_t closed[blockWords];
+        std::uint64_t been[blockWords];
+        std::memcpy(been, barrier, sizeof been);
+        if (bytes == sizeof closed) {
+            std::memcpy(closed, from, sizeof closed);
+        } else {
+            std::fill_n(closed, blockWords, ~std::uint64_t{0});
+            std::memcpy(closed, from, bytes);
+        }
+        for (std::size_t i = 0; i < blockWords; ++i) {
+            been[i] = firstByteHighest(closed[i] ^ been[i]);
+            closed[i] = ~firstByteHighest(closed[i]);
+        }
+        std::memcpy(open, closed, sizeof closed);
+        std::memcpy(flooded, been, sizeof been);
+        open += blockWords;
+        flooded += blockWords;
+    }
+}
+
+void ClosedRows::close(long row, const std::uint64_t* pixels) noexcept {
+    std::uint8_t* const to = use(row);
+    const std::size_t whole = rowBytes_ / sizeof *pixels;
+    for (std::size_t i = 0; i < whole; ++i) {
+        std::uint8_t* const place = to + i * sizeof *pixels;
+        lanes::store(place, lanes::load<std::uint64_t>(place) | firstByteHighest(pixels[i]));
+    }
+    for (std::size_t byte = whole * sizeof *pixels; byte < rowBytes_; ++byte) {
+        to[byte] = static_cast<std::uint8_t>(to[byte] | pixels[whole] >> (56 - byte % sizeof *pixels * 8));
     }
 }
 

@@ -141,6 +141,22 @@ public:
         return true;
     }
 
+    /// Words in which a row lies, in blocks of a chunk of the barrier.
+    std::size_t words() const noexcept {
+        return (rowBytes_ + Barrier::chunkBytes - 1) / Barrier::chunkBytes * blockWords;
+    }
+    static constexpr std::size_t blockWords = Barrier::chunkBytes / sizeof(std::uint64_t);
+    /// The open pixels of a row and those where the flood has been, 64 in a word, the first at the top. What fills up
+    /// the words counts as such, and is never open.
+    void take(long row, std::uint64_t* open, std::uint64_t* flooded) noexcept;
+    /// Closes the pixels that are set.
+    void close(long row, const std::uint64_t* pixels) noexcept;
+    /// The closed pixels of a row that the flood came to, in such words. What fills them up is not closed.
+    void takeClosed(long row, std::uint64_t* closed) const noexcept;
+
+    /// Forgets what was flooded.
+    void forget() noexcept { first_ = end_ = 0; }
+
     /// Leaves in the scratch the pixels where the flood has been alone: from now on "closed" means flooded.
     void keepFlooded() noexcept;
     /// The rows that the flood came to: from..end - 1.

@@ -253,7 +253,6 @@ OrvStatus fill(OrvOp* op, const char* file) noexcept {
     ColourBarrier<S> barrier(source, boundary);
     ClosedRows rows(scratch.raster(), barrier, image->getWidth(), image->getHeight());
     if (flood(rows, stack, seedOf(op, source)) != ORV_SUCCESS) return fail(image, noFillMemory, file);
-    rows.keepFlooded();
     paintFlooded(frame.rects(), rows, source, destination, colour);
     return ORV_SUCCESS;
 }

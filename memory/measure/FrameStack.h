@@ -1,6 +1,8 @@
 // The stack of a flood: chunks of frames, unbounded apart from memory.
 #pragma once
 
+#include <cstddef>
+
 #include "memory/frame/orvi_new.h"
 
 namespace orvi {
@@ -12,6 +14,7 @@ class FrameStack {
     struct Chunk {
         Chunk* previous;
         Chunk* next;
+        bool refused; ///< the next one was asked for in a trial, and could not be had
         Frame frames[25];
     };
 
@@ -67,13 +70,13 @@ public:
     private:
         friend class FrameStack;
         explicit Top(typename FrameStack::Chunk* chunk) noexcept : chunk_(chunk), next_(chunk->frames) {}
+        Top(const Top& top, bool tries) noexcept : chunk_(top.chunk_), next_(top.next_), tries_(tries) {}
 
         bool grow() noexcept {
-            Chunk* next = chunk_->next;
+            Chunk* const next = chunk_->refused ? nullptr : after(chunk_);
             if (next == nullptr) {
-                next = newArray<Chunk>(1);
-                if (next == nullptr) return false;
-                chunk_->next = link(next, chunk_);
+                chunk_->refused = tries_;
+                return false;
             }
             chunk_ = next;
             next_ = next->frames;
@@ -82,15 +85,42 @@ public:
 
         Chunk* chunk_ = nullptr;
         Frame* next_ = nullptr;
+        bool tries_ = false;
     };
 
     Top top() const noexcept { return control_[0]; }
+
+    /// A place for frames that are only tried: where a chunk cannot be had, no push comes past it from then on, and the
+    /// push that comes to it when the stack is used anew fails in its place, once.
+    Top trialTop() const noexcept { return Top(control_[0], true); }
+    /// Asks for all that so many frames take, one by one as they would. False where a chunk cannot be had, as above.
+    bool reserve(std::size_t frames) noexcept {
+        Chunk* chunk = first_;
+        for (std::size_t room = chunkFrames; room < frames; room += chunkFrames) {
+            Chunk* const next = after(chunk);
+            if (next == nullptr) {
+                chunk->refused = true;
+                return false;
+            }
+            chunk = next;
+        }
+        return true;
+    }
 
 private:
     static Chunk* link(Chunk* chunk, Chunk* previous) noexcept {
         chunk->previous = previous;
         chunk->next = nullptr;
+        chunk->refused = false;
         return chunk;
+    }
+    /// The chunk behind another, which is asked for where there is none yet; null where it cannot be had.
+    static Chunk* after(Chunk* chunk) noexcept {
+        if (chunk->next == nullptr) {
+            Chunk* const next = newArray<Chunk>(1);
+            if (next != nullptr) chunk->next = link(next, chunk);
+        }
+        return chunk->next;
     }
 
     Array<Top> control_;

@@ -179,7 +179,6 @@ OrvStatus softFill(OrvOp* op, const char* file) noexcept {
         return fail(static_cast<OrvSystemState*>(nullptr), seedOutside, file);
     }
     floodSpans(rows, stack, seed);
-    rows.keepFlooded();
     eachFlooded(frame.rects(), rows, source, [&](long x, long y, long pixels) {
         recolour<S>(source, destination, weights.raster(), mixture, x, y, pixels);
     });

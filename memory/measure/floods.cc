@@ -1,6 +1,7 @@
 #include "memory/measure/floods.h"
 
 #include "memory/frame/numbers.h"
+#include "memory/measure/flood_sweeps.h"
 #include "orv/device/OrvOp.h"
 
 namespace orvi {
@@ -152,13 +153,13 @@ constexpr bool atMostOne(std::uint64_t bits) noexcept { return (bits & (bits - 1
 
 /// Floods the run of a frame, and then those that the stack would give next, as long as one window holds them: these
 /// need not go through the stack.
-bool floodRunsFrom(ClosedRows& rows, RunStack& stack, RunFrame frame) noexcept {
+bool floodRunsFrom(ClosedRows& rows, RunStack& stack, RunFrame frame, std::size_t& walked) noexcept {
     if (!rows.hasWindows()) return floodRun(rows, stack, frame);
     const auto first = static_cast<int>(rows.windowAbout(frame.column));
     std::uint64_t closed = closedIn(rows, first, frame.row);
     int pixel = frame.column - first;
     int row = frame.row;
-    for (;;) {
+    for (;; ++walked) {
         const auto run = window::runAbout(closed, pixel);
         if (!run.whole) return floodRun(rows, stack, {first + pixel, row});
         const std::uint64_t pixels = window::span(run.from, run.to);
@@ -188,7 +189,7 @@ bool floodRunsFrom(ClosedRows& rows, RunStack& stack, RunFrame frame) noexcept {
 } // namespace
 
 void floodSpans(ClosedRows& rows, FrameStack<SpanFrame>& frames, Seed seed) noexcept {
-    if (!reaches(rows, seed)) return;
+    if (!reaches(rows, seed)) return; // no row is made
     const Run run = closeRun(rows, seed.column, seed.row);
     const int left = static_cast<int>(run.from);
     const int right = static_cast<int>(run.end) - 1;
@@ -199,17 +200,53 @@ void floodSpans(ClosedRows& rows, FrameStack<SpanFrame>& frames, Seed seed) noex
     for (SpanFrame frame{}; stack.pop(frame);) {
         if (rows.hasRow(frame.row)) floodSpansFrom(rows, stack, frame);
     }
+    rows.keepFlooded();
 }
+
+namespace {
+
+enum class Walk { done, outOfMemory, tooLong };
+
+/// Floods from run to run, to the end or until sweeps over whole rows seem to take less time.
+Walk walkRuns(ClosedRows& rows, RunStack stack, RunFrame frame, bool toTheEnd) noexcept {
+    constexpr std::size_t fewRuns = 32;
+    constexpr std::size_t wordsInTimeOfRun = 2;
+    if (!floodRun(rows, stack, frame)) return Walk::outOfMemory;
+    for (std::size_t walked = 0; stack.pop(frame); ++walked) {
+        if (!rows.isOpen(frame.column, frame.row)) continue;
+        if (!floodRunsFrom(rows, stack, frame, walked)) return Walk::outOfMemory;
+        if (toTheEnd || walked < fewRuns) continue;
+        const auto height = static_cast<std::size_t>(rows.endRow() - rows.firstRow());
+        if (walked * wordsInTimeOfRun > rows.words() * height) return Walk::tooLong;
+    }
+    return Walk::done;
+}
+
+/// Floods by sweeps what the walk has left, and asks for the memory that it would have asked for. False where that
+/// cannot be had.
+bool floodBySweeps(ClosedRows& rows, FrameStack<RunFrame>& frames) noexcept {
+    const bool complete = sweep(rows) || eachOpenBesideFlooded(rows, [&](long column, long row) {
+                              const RunFrame frame{static_cast<int>(column), static_cast<int>(row)};
+                              return walkRuns(rows, frames.trialTop(), frame, true) == Walk::done;
+                          });
+    if (!complete) return false;
+    rows.keepFlooded();
+    return frames.reserve(mostRunsInWait(rows));
+}
+
+} // namespace
 
 OrvStatus floodRuns(ClosedRows& rows, FrameStack<RunFrame>& frames, Seed seed) noexcept {
     if (!reaches(rows, seed)) return ORV_SUCCESS;
-    RunStack stack = frames.top();
-    RunFrame frame{static_cast<int>(seed.column), static_cast<int>(seed.row)};
-    if (!floodRun(rows, stack, frame)) return ORV_FAILURE;
-    while (stack.pop(frame)) {
-        if (rows.isOpen(frame.column, frame.row) && !floodRunsFrom(rows, stack, frame)) return ORV_FAILURE;
+    const RunFrame frame{static_cast<int>(seed.column), static_cast<int>(seed.row)};
+    Walk walk = walkRuns(rows, frames.top(), frame, rows.words() > SweptRow::mostWords);
+    if (walk == Walk::tooLong) {
+        if (floodBySweeps(rows, frames)) return ORV_SUCCESS;
+        rows.forget(); // where memory runs out the walk ends, wherever it is
+        walk = walkRuns(rows, frames.top(), frame, true);
     }
-    return ORV_SUCCESS;
+    rows.keepFlooded();
+    return walk == Walk::done ? ORV_SUCCESS : ORV_FAILURE;
 }
 
 } // namespace orvi

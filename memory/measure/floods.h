@@ -35,11 +35,13 @@ struct RunFrame {
 
 /// The flood by spans with shadows: each run found is followed onward, and back where it overhangs the span that it was
 /// found from. A shadow that finds no memory is lost, and the flood goes on with the others. The seed's row is inside
-/// the image; where the seed itself is closed, what lies right of it is flooded.
+/// the image; where the seed itself is closed, what lies right of it is flooded. The rows keep what was flooded.
 void floodSpans(ClosedRows& rows, FrameStack<SpanFrame>& stack, Seed seed) noexcept;
 
 /// The flood by runs: each frame is one run of a row, found anew when its turn comes. 2 where it runs out of memory. A
-/// seed outside the image counts as closed.
+/// seed outside the image counts as closed. The rows keep what was flooded.
+/// What is flooded does not depend on the order, as long as there is memory: regions of many runs are flooded by
+/// sweeps, which need none, and the memory that the runs might have needed is asked for all the same.
 OrvStatus floodRuns(ClosedRows& rows, FrameStack<RunFrame>& stack, Seed seed) noexcept;
 
 } // namespace orvi

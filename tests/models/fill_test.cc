@@ -21,6 +21,21 @@ void thinOut(Maker& maker, const std::string& name) {
     for (double& sample : image.data) sample = maker.random.chance(odds) ? maker.random.below(kinds - 1) + 1 : 0;
 }
 
+/// Walls across the picture with a gap at the top or at the bottom in turns, whose colour is answered.
+orvcase::Values wind(Maker& maker, const std::string& name) {
+    orvcase::Image& image = maker.c.image(name);
+    const unsigned step = maker.random.below(30) + 2;
+    for (unsigned x = step - 1; x < image.width; x += step) {
+        const unsigned gap = x / step % 2 == 0 ? 0 : image.height - 1;
+        for (unsigned y = 0; y < image.height; ++y) {
+            for (unsigned band = 0; band < image.bands && y != gap; ++band) {
+                image.data[image.index(x, y, band)] = 1;
+            }
+        }
+    }
+    return orvcase::Values(image.bands, 1);
+}
+
 float randomSeed(Maker& maker, unsigned size, float origin) {
     if (maker.random.chance(3)) return maker.random.pick({1e30F, -1e30F, std::nanf(""), 3e9F});
     const auto place = static_cast<float>(maker.random.between(-2, static_cast<long>(size) + 1));
@@ -51,10 +66,12 @@ auto makeFill(const char* op, OrvDataType type, Pictures pictures = Pictures::an
         const std::string d = maker.image("d", type, bands, width, height);
         const std::string s = wide ? maker.image("s", type, bands, width, height) : maker.source("s", type, bands, d);
         thinOut(maker, s);
+        orvcase::Values walls;
+        if (wide && maker.random.chance(40) && !maker.c.image(s).data.empty()) walls = wind(maker, s);
         const orvcase::Image source = maker.c.image(s);
         const Param x = Param::f(randomSeed(maker, source.width, source.originX));
         const Param y = Param::f(randomSeed(maker, source.height, source.originY));
-        const Param boundary = maker.floats("boundary", colourOf(maker, source, bands));
+        const Param boundary = maker.floats("boundary", walls.empty() ? colourOf(maker, source, bands) : walls);
         const Param colour = maker.floats("colour", colourOf(maker, source, bands));
         Call& call = maker.c.addCall({.op = op, .src = {s}, .dst = d, .params = {x, y, boundary, colour}});
         if (maker.random.chance(25)) call.faults.push_back({.nth = 5 + maker.random.below(3)});
