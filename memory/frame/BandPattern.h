@@ -88,14 +88,12 @@ struct Three {
 
 /// to[i] = make(samples, the patterns' values for their bands...) by lines, the patterns in registers; `load` gives the
 /// samples of whole lines, `loadSome` those of the first and the last.
-template <class T, class Bands, class Load, class LoadSome, class Make, class... Patterns>
-inline void makeLines(T* to, std::size_t samples, Bands bands, Load load, LoadSome someOf, Make make,
+template <class Lines, class T, class Bands, class Load, class LoadSome, class Make, class... Patterns>
+inline void makeLines(const Lines& row, T* to, Bands bands, Load load, LoadSome someOf, Make make,
                       const Patterns&... patterns) noexcept {
     using V = lanes::Vec<T>;
     constexpr std::ptrdiff_t n = RowLines<T>::line;
     constexpr std::ptrdiff_t step = n * Bands::vectors;
-    if (samples == 0) return;
-    const RowLines<T> row(to, samples);
     const auto held = std::make_tuple(vectorsOf<Bands::unlike>(patterns.get() + bands.bandAt(row.first()))...);
     // The values of the line so many lines on from the first, told as a constant: held ones stay in registers.
     const auto madeOf = [&]<std::size_t Line>(const V& from, std::integral_constant<std::size_t, Line>) {
@@ -119,10 +117,10 @@ inline void makeLines(T* to, std::size_t samples, Bands bands, Load load, LoadSo
         }
         (std::make_index_sequence<Bands::vectors>{});
         for (std::size_t k = 0; k < Bands::vectors; ++k) {
-            lanes::store<V>(to + i + static_cast<std::ptrdiff_t>(k) * n, made[k]);
+            row.store(to + i + static_cast<std::ptrdiff_t>(k) * n, made[k]);
         }
     }
-    for (; i + n <= row.end(); i += n) lanes::store<V>(to + i, madeAt(load(i), i));
+    for (; i + n <= row.end(); i += n) row.store(to + i, madeAt(load(i), i));
     if (i < row.end()) {
         const std::uint64_t lastSamples = row.lastSamples(i);
         storeSome(to + i, lastSamples, madeAt(someOf(i, lastSamples), i));
@@ -133,35 +131,38 @@ template <class T, class Bands, int Slot>
 void fillInStep(T* to, std::size_t samples, Bands bands, const BandPattern<T, Slot>& pattern) noexcept {
     using V = lanes::Vec<T>;
     makeLines(
-        to, samples, bands, [](std::ptrdiff_t) { return V{}; }, [](std::ptrdiff_t, std::uint64_t) { return V{}; },
-        [](V, V value) { return value; }, pattern);
+        RowLines<T>(to, samples), to, bands, [](std::ptrdiff_t) { return V{}; },
+        [](std::ptrdiff_t, std::uint64_t) { return V{}; }, [](V, V value) { return value; }, pattern);
 }
 
 template <class T, int Slot>
 bool filledInStep(T* to, std::size_t samples, const BandPattern<T, Slot>& pattern) noexcept {
     const unsigned bands = pattern.bands();
     if (bands > 4) return false;
+    if (samples == 0) return true;
     bands == 3 ? fillInStep(to, samples, Three{}, pattern) : fillInStep(to, samples, PowerOfTwo{bands}, pattern);
     return true;
 }
 
-template <class T, class Bands, class Op, class... Patterns>
-void mapInStep(T* to, const T* from, std::size_t samples, Bands bands, Op op, const Patterns&... patterns) noexcept {
+template <class Lines, class T, class Bands, class Op, class... Patterns>
+void mapInStep(const Lines& row, T* to, const T* from, Bands bands, Op op, const Patterns&... patterns) noexcept {
     using V = lanes::Vec<T>;
     const auto load = [from](std::ptrdiff_t i) {
         fetchAhead<1>(from + i);
         return loadOnce<V>(from + i);
     };
     const auto some = [from](std::ptrdiff_t i, std::uint64_t which) { return loadSome(from + i, which); };
-    makeLines(to, samples, bands, load, some, op, patterns...);
+    makeLines(row, to, bands, load, some, op, patterns...);
 }
 
 template <class T, class Op, class... Patterns>
 bool mappedInStep(T* to, const T* from, std::size_t samples, unsigned bands, Op op,
                   const Patterns&... patterns) noexcept {
     if (bands > 4) return false;
-    bands == 3 ? mapInStep(to, from, samples, Three{}, op, patterns...)
-               : mapInStep(to, from, samples, PowerOfTwo{bands}, op, patterns...);
+    if (samples == 0) return true;
+    const RowLines<T> row(to, samples);
+    bands == 3 ? mapInStep(row, to, from, Three{}, op, patterns...)
+               : mapInStep(row, to, from, PowerOfTwo{bands}, op, patterns...);
     return true;
 }
 

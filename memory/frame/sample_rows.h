@@ -2,6 +2,7 @@
 // A source may be the destination itself.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -61,6 +62,8 @@ public:
     }
     std::uint64_t lastSamples(std::ptrdiff_t at) const noexcept { return firstBits(end_ - at); }
 
+    void store(T* at, lanes::Vec<T> v) const noexcept { lanes::store(at, v); }
+
     static constexpr std::ptrdiff_t line = lanes::count<T>;
 
 private:
@@ -85,13 +88,34 @@ inline void storeSome(T* to, std::uint64_t samples, lanes::Vec<T> v) noexcept {
     if constexpr (sizeof(T) == 2) _mm512_mask_storeu_epi16(to, static_cast<__mmask32>(samples), (lanes::Raw)v);
 }
 
-/// to[i] = op(from[i]...). The answer is the operation, with what it has noted on its way.
-template <class T, class Op, class... Sources>
-inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
+/// A row of pixels that lie `step` samples apart, a power of two: the first `bands` of so many are a pixel's, and the
+/// others are neither made nor written.
+template <class T>
+class LinesApart {
+public:
+    LinesApart(const T* to, std::size_t samples, unsigned step, unsigned bands) noexcept : row_(to, samples) {
+        constexpr unsigned bits = 64;
+        for (unsigned i = 0; i < bits; i += step) which_ |= ((std::uint64_t{1} << bands) - 1) << i;
+        // A line begins within a pixel as the row does, which may lie anywhere.
+        which_ = std::rotr(which_, static_cast<int>(row_.first()));
+    }
+
+    std::ptrdiff_t first() const noexcept { return row_.first(); }
+    std::ptrdiff_t end() const noexcept { return row_.end(); }
+    std::uint64_t firstSamples() const noexcept { return row_.firstSamples() & which_; }
+    std::uint64_t lastSamples(std::ptrdiff_t at) const noexcept { return row_.lastSamples(at) & which_; }
+    void store(T* at, lanes::Vec<T> v) const noexcept { storeSome(at, which_, v); }
+
+private:
+    RowLines<T> row_;
+    std::uint64_t which_ = 0;
+};
+
+/// mapSamples by lines.
+template <class Lines, class T, class Op, class... Sources>
+inline Op mapLines(const Lines& row, T* to, Op op, const Sources*... from) noexcept {
     using V = lanes::Vec<T>;
     constexpr std::ptrdiff_t n = RowLines<T>::line;
-    if (samples == 0) return op;
-    const RowLines<T> row(to, samples);
     const auto some = [&](std::ptrdiff_t i, std::uint64_t which) {
         storeSome(to + i, which, static_cast<V>(op(loadSome(from + i, which)...)));
     };
@@ -102,15 +126,21 @@ inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) 
         (fetchAhead<2>(from + i), ...);
         const V even = vectorAt(i);
         const V odd = vectorAt(i + n);
-        lanes::store<V>(to + i, even);
-        lanes::store<V>(to + i + n, odd);
+        row.store(to + i, even);
+        row.store(to + i + n, odd);
     }
     if (i + n <= row.end()) {
-        lanes::store<V>(to + i, vectorAt(i));
+        row.store(to + i, vectorAt(i));
         i += n;
     }
     if (i < row.end()) some(i, row.lastSamples(i));
     return op;
+}
+
+/// to[i] = op(from[i]...). The answer is the operation, with what it has noted on its way.
+template <class T, class Op, class... Sources>
+inline Op mapSamples(T* to, std::size_t samples, Op op, const Sources*... from) noexcept {
+    return samples > 0 ? mapLines(RowLines<T>(to, samples), to, op, from...) : op;
 }
 
 #else

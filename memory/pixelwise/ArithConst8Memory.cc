@@ -9,6 +9,7 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/numbers.h"
 #include "memory/frame/walk.h"
+#include "memory/pixelwise/band_values.h"
 #include "memory/pixelwise/constants.h"
 #include "memory/pixelwise/lookup_utils.h"
 #include "memory/pixelwise/row_actions.h"
@@ -69,10 +70,7 @@ template <class Combine>
 OrvStatus constantShorts(OrvOp* op, const FrameFacts& facts, Combine combine) noexcept {
     using T = std::int16_t;
     return withConverted<T>(op, facts, roundTo<T>, [&](Frame& frame, const T* values) {
-        const unsigned bands = commonBands(frame[dst], frame[src1]);
-        const BandPattern<T> pattern(bands, [&](unsigned band) { return values[band]; });
-        walkSamples<T>(frame, bands,
-                       [&](T* d, const T* s, std::size_t samples) { mapWithBands(d, s, samples, combine, pattern); });
+        mapByBands<T>(frame, combine, [values](unsigned band) { return values[band]; });
     });
 }
 
@@ -86,16 +84,12 @@ std::int32_t minuendOf(float c) noexcept {
 /// difference.
 void subtractFromBytes(Frame& frame, const std::int32_t* values) noexcept {
     using T = std::uint8_t;
-    const unsigned bands = commonBands(frame[dst], frame[src1]);
-    const BandPattern<T, 0> excess(
-        bands, [&](unsigned band) { return static_cast<T>(std::clamp(values[band], 255, 510) - 255); });
-    const BandPattern<T, 1> minuend(bands, [&](unsigned band) { return saturate<T>(values[band]); });
-    walkSamples<T>(frame, bands, [&](T* d, const T* s, std::size_t samples) {
-        const auto difference = [](auto v, auto above, auto c) {
-            return lanes::subtractSaturated(c, lanes::subtractSaturated(v, above));
-        };
-        mapWithBands(d, s, samples, difference, excess, minuend);
-    });
+    const auto excess = [values](unsigned band) { return static_cast<T>(std::clamp(values[band], 255, 510) - 255); };
+    const auto minuend = [values](unsigned band) { return saturate<T>(values[band]); };
+    const auto difference = [](auto v, auto above, auto c) {
+        return lanes::subtractSaturated(c, lanes::subtractSaturated(v, above));
+    };
+    mapByBands<T>(frame, difference, excess, minuend);
 }
 
 /// The quotient of a constant and a sample; a divisor of 0 gives the limit of the constant's sign, or 0.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "memory/frame/Frame.h"
+#include "memory/frame/apart_rows.h"
 #include "memory/frame/bit_blocks.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/sample_rows.h"
@@ -13,6 +14,9 @@ namespace orvi {
 template <class T, class Operation>
 void eachSample(Frame& frame, Operation& operation) noexcept {
     const unsigned bands = commonBands(frame[dst], frame[src1]);
+#if defined(__AVX512BW__)
+    if (mappedApart<T>(frame.rects(), bands, operation, frame[dst], frame[src1])) return;
+#endif
     const auto kernel = [&operation, bands](T* d, const T* a, std::size_t pixels) {
         operation = mapSamples(d, pixels * bands, operation, a);
     };
@@ -23,6 +27,9 @@ void eachSample(Frame& frame, Operation& operation) noexcept {
 template <class T, class Operation>
 void eachPair(Frame& frame, Operation& operation) noexcept {
     const unsigned bands = commonBands(frame[dst], frame[src1], frame[src2]);
+#if defined(__AVX512BW__)
+    if (mappedApart<T>(frame.rects(), bands, operation, frame[dst], frame[src1], frame[src2])) return;
+#endif
     const auto kernel = [&operation, bands](T* d, const T* a, const T* b, std::size_t pixels) {
         operation = mapSamples(d, pixels * bands, operation, a, b);
     };

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "memory/frame/BandPattern.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/numbers.h"
-#include "memory/frame/walk.h"
+#include "memory/pixelwise/band_values.h"
 #include "memory/pixelwise/row_actions.h"
 
 namespace {
@@ -34,12 +33,7 @@ OrvStatus withConstants(OrvOp* op, const char* file, Operation operation) noexce
     Frame frame(op);
     if (frame.open(oneSource<T, T>(file)) != ORV_SUCCESS) return ORV_FAILURE;
     const std::uint32_t* constants = clampConstants<T>(op, frame[dst].bands);
-    const unsigned bands = commonBands(frame[dst], frame[src1]);
-    const BandPattern<T> pattern(bands, [constants](unsigned band) { return static_cast<T>(constants[band]); });
-    walkRuns<T, T>(
-        frame.rects(),
-        [&](T* d, const T* a, std::size_t pixels) { mapWithBands(d, a, pixels * bands, operation, pattern); },
-        Operand{&frame[dst], bands}, Operand{&frame[src1], bands});
+    mapByBands<T>(frame, operation, [constants](unsigned band) { return static_cast<T>(constants[band]); });
     return ORV_SUCCESS;
 }
 

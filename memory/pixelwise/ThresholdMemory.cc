@@ -2,11 +2,10 @@
 
 #include <cstdint>
 
-#include "memory/frame/BandPattern.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/numbers.h"
-#include "memory/frame/walk.h"
+#include "memory/pixelwise/band_values.h"
 #include "memory/pixelwise/row_actions.h"
 
 namespace {
@@ -16,8 +15,8 @@ using namespace orvi;
 /// The parameters of one threshold in their order: low, high, map.
 const float* parameter(OrvOp* op, int index) noexcept { return static_cast<const float*>(op->getPtrParam(index)); }
 
-/// Low, high and map of one op as samples, an array each. Slots of patterns count from `Slot`.
-template <class T, int Slot>
+/// Low, high and map of one op as samples, an array each.
+template <class T>
 class Bounds {
 public:
     /// False where one of the arrays could not be had.
@@ -26,12 +25,9 @@ public:
                convert(map_, parameter(op, 3), bands);
     }
 
-    auto lowOf() const noexcept { return valueOf(low_); }
-    auto highOf() const noexcept { return valueOf(high_); }
-    auto mapOf() const noexcept { return valueOf(map_); }
-    BandPattern<T, Slot> low(unsigned bands) const noexcept { return pattern<Slot>(low_, bands); }
-    BandPattern<T, Slot + 1> high(unsigned bands) const noexcept { return pattern<Slot + 1>(high_, bands); }
-    BandPattern<T, Slot + 2> map(unsigned bands) const noexcept { return pattern<Slot + 2>(map_, bands); }
+    auto low() const noexcept { return valueOf(low_); }
+    auto high() const noexcept { return valueOf(high_); }
+    auto map() const noexcept { return valueOf(map_); }
 
 private:
     static bool convert(Array<T>& to, const float* from, unsigned bands) noexcept {
@@ -42,10 +38,6 @@ private:
     }
     static auto valueOf(const Array<T>& values) noexcept {
         return [&values](unsigned band) { return values[band]; };
-    }
-    template <int At>
-    static BandPattern<T, At> pattern(const Array<T>& values, unsigned bands) noexcept {
-        return BandPattern<T, At>(bands, valueOf(values));
     }
 
     Array<T> low_;
@@ -88,27 +80,14 @@ struct Chained {
     }
 };
 
-template <class T, class Rule, class... Patterns>
-void replace(Frame& frame, unsigned bands, Rule rule, const Patterns&... patterns) noexcept {
-    const auto kernel = [&](T* d, const T* s, std::size_t pixels) {
-        mapWithBands(d, s, pixels * bands, rule, patterns...);
-    };
-    walkRuns<T, T>(frame.rects(), kernel, Operand{&frame[dst], bands}, Operand{&frame[src1], bands});
-}
-
 /// Replaces what lies between `low(band)` and `high(band)` by `map(band)`.
 template <class T, class Low, class High, class Map>
 void replaceRanges(Frame& frame, unsigned bands, Low low, High high, Map map) noexcept {
     bool holds = true;
     for (unsigned band = 0; band < bands; ++band) holds = holds && low(band) <= high(band);
-    const BandPattern<T, 0> lowest(bands, low);
-    const BandPattern<T, 2> value(bands, map);
-    if (holds) {
-        const BandPattern<T, 1> span(bands, [&](unsigned band) { return static_cast<T>(high(band) - low(band)); });
-        replace<T>(frame, bands, Within{}, lowest, span, value);
-    } else {
-        replace<T>(frame, bands, Inclusive{}, lowest, BandPattern<T, 1>(bands, high), value);
-    }
+    if (!holds) return mapByBands<T>(frame, Inclusive{}, low, high, map);
+    const auto span = [&](unsigned band) { return static_cast<T>(high(band) - low(band)); };
+    mapByBands<T>(frame, Within{}, low, span, map);
 }
 
 template <class T>
@@ -116,18 +95,18 @@ OrvStatus threshold(OrvOp* op, int count, const FrameFacts& facts) noexcept {
     OrvOp* const earlierOp = count == 2 ? op->getOp1() : nullptr;
     Frame frame((earlierOp != nullptr ? earlierOp : op)->getSrc1(), nullptr, nullptr, op->getDst());
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
-    Bounds<T, 0> later;
-    Bounds<T, 3> earlier;
+    Bounds<T> later;
+    Bounds<T> earlier;
     const unsigned all = frame[dst].bands;
     if (!later.make(op, all) || (earlierOp != nullptr && !earlier.make(earlierOp, all))) {
         return fail(frame.image(dst), noMemory, facts.file);
     }
     const unsigned bands = commonBands(frame[dst], frame[src1]);
     if (earlierOp == nullptr) {
-        replaceRanges<T>(frame, bands, later.lowOf(), later.highOf(), later.mapOf());
+        replaceRanges<T>(frame, bands, later.low(), later.high(), later.map());
     } else {
-        replace<T>(frame, bands, Chained{}, later.low(bands), later.high(bands), later.map(bands), earlier.low(bands),
-                   earlier.high(bands), earlier.map(bands));
+        mapByBands<T>(frame, Chained{}, later.low(), later.high(), later.map(), earlier.low(), earlier.high(),
+                      earlier.map());
     }
     return ORV_SUCCESS;
 }
