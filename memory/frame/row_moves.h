@@ -11,15 +11,12 @@ inline constexpr std::size_t cacheLine = 64;
 /// Those before the next line.
 inline std::size_t beforeLine(const void* to) noexcept { return -reinterpret_cast<std::uintptr_t>(to) % cacheLine; }
 
+/// The least bytes of a result that goes past the caches. The tests have a module of their own for which it is one.
+extern const std::size_t leastPast;
+
 /// Whether a result of so many bytes that is made of sources goes past the caches: lines need not be fetched to
 /// be overwritten, and the caches would not hold them for whoever reads them next.
-constexpr bool goesPast([[maybe_unused]] std::size_t bytes) noexcept {
-#if defined(__AVX512BW__)
-    return bytes >= std::size_t{48} << 20;
-#else
-    return false; // lines are not written whole
-#endif
-}
+inline bool goesPast(std::size_t bytes) noexcept { return bytes >= leastPast; }
 
 /// Writes each sample three times.
 void repeatThrice(std::uint8_t* to, const std::uint8_t* from, std::size_t samples) noexcept;

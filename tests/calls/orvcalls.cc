@@ -58,7 +58,7 @@ Options parse(const std::vector<std::string>& words) {
         const auto next = [&]() -> const std::string& { return orvcase::valueOf(words, i); };
         const auto number = [&] { return std::strtoull(next().c_str(), nullptr, 10); };
         if (word == "--build")
-            options.builds = orvcase::buildsNamed(next());
+            options.builds = next() == "all" ? orvmodel::testedBuilds() : orvcase::buildsNamed(words[i]);
         else if (word == "--storage")
             options.storages = orvcase::storagesNamed(next());
         else if (word == "--first")

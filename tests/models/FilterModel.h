@@ -13,6 +13,7 @@
 #include "replay/Case.h"
 #include "replay/CaseText.h"
 #include "replay/Runner.h"
+#include "support/ModelKit.h"
 
 namespace filtermodel {
 
@@ -108,7 +109,7 @@ inline orvcase::ExpectedValues asExpected(const orvcase::Values& values) {
 
 /// Runs a case on every build and storage policy; the case itself is the message of a failure.
 inline bool holds(const Case& c, unsigned seed) {
-    for (const std::string& build : orvcase::availableBuilds()) {
+    for (const std::string& build : orvmodel::testedBuilds()) {
         for (const orvcase::Storage storage : orvcase::allStorages()) {
             const orvcase::Outcome outcome = orvcase::runCase(c, {.build = build, .storage = storage});
             if (outcome.passed()) continue;

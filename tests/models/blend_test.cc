@@ -5,6 +5,7 @@
 
 #include "models/pixel_rules.h"
 #include "replay/Runner.h"
+#include "support/ModelKit.h"
 #include "support/PixelModel.h"
 
 namespace {
@@ -73,7 +74,7 @@ TEST(BlendOfBytes, EveryAlphaOnEveryPair) {
     orvcase::Call call{.op = "blend8a8", .src = {"a", "b", "m"}, .dst = "d"};
     call.expect.out.push_back(std::move(out));
     c.addCall(std::move(call));
-    for (const std::string& build : orvcase::availableBuilds()) {
+    for (const std::string& build : orvmodel::testedBuilds()) {
         const orvcase::Outcome outcome = orvcase::runCase(c, {.build = build});
         EXPECT_TRUE(outcome.passed()) << build << ": " << outcome.mismatches.front().text;
     }

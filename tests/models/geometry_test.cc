@@ -9,6 +9,7 @@
 #include "models/geometry_model.h"
 #include "replay/CaseText.h"
 #include "replay/Runner.h"
+#include "support/ModelKit.h"
 
 namespace {
 
@@ -103,7 +104,7 @@ Weights weights(const orvcase::Interp& table) {
 
 /// Every build and storage policy answers as expected; the whole case is printed where one does not.
 void check(const Case& c) {
-    for (const std::string& build : orvcase::availableBuilds()) {
+    for (const std::string& build : orvmodel::testedBuilds()) {
         for (const orvcase::Storage storage : orvcase::allStorages()) {
             const orvcase::Outcome outcome = orvcase::runCase(c, {.build = build, .storage = storage});
             if (outcome.passed()) continue;

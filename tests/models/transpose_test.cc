@@ -53,6 +53,33 @@ TEST(Transpose, RowsAPowerOfTwoApart) {
     check(model);
 }
 
+/// Results whose rows all begin alike in their lines go past the caches by whole lines, where they are large enough.
+TEST(Transpose, RowsOfWholeLines) {
+    Model model;
+    model.make = [](Maker& maker) {
+        auto& random = maker.random;
+        const OrvDataType type = random.below(2) != 0 ? ORV_BYTE : ORV_SHORT;
+        const unsigned lineSamples = type == ORV_BYTE ? 64 : 32;
+        const auto bands = static_cast<unsigned>(1 + random.below(5));
+        maker.image("s", type, bands, 1 + random.below(200), 1 + random.below(300));
+        orvcase::Image image{.name = "d", .type = type, .bands = bands};
+        image.width = 1 + random.below(random.chance(50) ? 40 : 300);
+        image.height = 1 + random.below(200);
+        image.stride = (image.width * bands / lineSamples + 1 + random.below(2)) * lineSamples;
+        if (random.chance(30)) image.roi = maker.region(image.width, image.height);
+        image.data = maker.samples(type, image.sampleCount());
+        maker.c.images.push_back(image);
+        maker.c.addCall({.op = type == ORV_BYTE ? "transpose8" : "transpose16",
+                         .src = {"s"},
+                         .dst = "d",
+                         .params = {orvcase::Param::l(static_cast<long>(random.below(7)))}});
+    };
+    model.expect = answerTranspose;
+    model.cases = 200;
+    model.seed = 6000;
+    check(model);
+}
+
 /// Every bit offset of both images for every flip, on a block and its surroundings.
 TEST(Transpose, BitsAtEveryOffset) {
     for (unsigned offsets = 0; offsets < 64; ++offsets) {

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
+#include "orv/host/Device.h"
 #include "replay/CaseText.h"
 #include "replay/Runner.h"
 #include "support/ModelKit.h"
@@ -17,9 +19,19 @@ std::uint64_t fromEnvironment(const char* name, std::uint64_t otherwise) {
 
 } // namespace
 
+const std::vector<std::string>& testedBuilds() {
+    static const std::vector<std::string> builds = [] {
+        std::vector<std::string> names = orvcase::availableBuilds();
+        const std::filesystem::path best = orv::host::Device::open()->path();
+        const std::filesystem::path past = best.parent_path() / "past" / best.filename();
+        if (std::filesystem::exists(past)) names.push_back(past.string());
+        return names;
+    }();
+    return builds;
+}
+
 std::string mismatch(const orvcase::Case& c) {
-    static const std::vector<std::string> builds = orvcase::availableBuilds();
-    for (const std::string& build : builds) {
+    for (const std::string& build : testedBuilds()) {
         for (const orvcase::Storage storage : orvcase::allStorages()) {
             const orvcase::Outcome outcome = orvcase::runCase(c, {.build = build, .storage = storage});
             if (outcome.passed()) continue;
