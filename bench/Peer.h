@@ -52,7 +52,7 @@ private:
 /// A call of an op, ready to run any number of times.
 class Call {
 public:
-    Call(const char* op, std::vector<Picture*> sources, Picture& destination);
+    Call(const char* op, const std::vector<Picture*>& sources, Picture& destination);
     orv::host::Op& op() noexcept { return *op_; }
     void operator()();
 

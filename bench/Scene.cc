@@ -28,6 +28,7 @@ Runs runsBesideCopy(const std::shared_ptr<Scene>& scene) {
 
 std::shared_ptr<Scene> Subject::scene(const Layout& layout) const {
     std::vector<Picture> pictures;
+    pictures.reserve(from.size() + 1);
     for (const Kind& kind : from) pictures.emplace_back(kind.type, kind.bands, layout);
     pictures.emplace_back(to.type, to.bands, layout);
     auto made = std::make_shared<Scene>(op, std::move(pictures));
@@ -55,7 +56,7 @@ bool besideCopy(const std::string& name, double goal, const Subject& subject) {
     return measure(row);
 }
 
-std::function<void(Scene&)> floatArrays(std::vector<std::vector<float>> arrays) {
+std::function<void(Scene&)> floatArrays(const std::vector<std::vector<float>>& arrays) {
     return [arrays](Scene& scene) {
         for (const auto& array : arrays) {
             scene.op().addPointer(scene.keep(std::make_shared<std::vector<float>>(array)).data());
@@ -63,13 +64,13 @@ std::function<void(Scene&)> floatArrays(std::vector<std::vector<float>> arrays) 
     };
 }
 
-std::function<void(Scene&)> wordArray(std::vector<std::uint32_t> array) {
+std::function<void(Scene&)> wordArray(const std::vector<std::uint32_t>& array) {
     return [array](Scene& scene) {
         scene.op().addPointer(scene.keep(std::make_shared<std::vector<std::uint32_t>>(array)).data());
     };
 }
 
-std::function<void(Scene&)> floatValues(std::vector<float> values) {
+std::function<void(Scene&)> floatValues(const std::vector<float>& values) {
     return [values](Scene& scene) {
         for (const float value : values) scene.op().addFloat(value);
     };
@@ -103,7 +104,8 @@ cv::Mat matOf(Picture& picture) {
 
 #ifdef ORV_PEER_LEPTONICA
 std::shared_ptr<PIX> bitmap() {
-    PIX* pix = pixCreate(side, side, 1);
+    const auto length = static_cast<l_int32>(side);
+    PIX* pix = pixCreate(length, length, 1);
     l_uint32* words = pixGetData(pix);
     for (unsigned i = 0; i < side * side / 32; ++i) words[i] = i * 2654435761U;
     return {pix, [](PIX* owned) { pixDestroy(&owned); }};

@@ -36,8 +36,8 @@ public:
     /// Lets an object or array that the call names live as long as the scene.
     template <class Object>
     Object& keep(std::shared_ptr<Object> object) {
-        kept_.push_back(object);
-        return *object;
+        kept_.push_back(std::move(object));
+        return *static_cast<Object*>(kept_.back().get());
     }
     template <class Object, class Delete>
     Object& keep(std::unique_ptr<Object, Delete> object) {
@@ -98,10 +98,10 @@ bool besideCopy(const std::string& name, double goal, const Subject& subject);
 inline bool besideCopy(double goal, const Subject& subject) { return besideCopy(subject.op, goal, subject); }
 
 /// Parameters for a subject: arrays, and floats themselves.
-std::function<void(Scene&)> floatArrays(std::vector<std::vector<float>> arrays);
-inline std::function<void(Scene&)> floatArray(std::vector<float> array) { return floatArrays({std::move(array)}); }
-std::function<void(Scene&)> wordArray(std::vector<std::uint32_t> array);
-std::function<void(Scene&)> floatValues(std::vector<float> values);
+std::function<void(Scene&)> floatArrays(const std::vector<std::vector<float>>& arrays);
+inline std::function<void(Scene&)> floatArray(const std::vector<float>& array) { return floatArrays({array}); }
+std::function<void(Scene&)> wordArray(const std::vector<std::uint32_t>& array);
+std::function<void(Scene&)> floatValues(const std::vector<float>& values);
 
 /// Makes the scene of an op on pictures of a layout.
 using MakeScene = std::function<std::shared_ptr<Scene>(const Layout& layout)>;

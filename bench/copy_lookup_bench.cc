@@ -44,6 +44,7 @@ auto combined(OrvDataType in, OrvDataType out, unsigned bands) {
         const unsigned entries = entriesOf(in);
         const auto samples = curve<T>(entries, bands);
         std::vector<host::LookupTable> tables;
+        tables.reserve(bands);
         for (unsigned band = 0; band < bands; ++band) {
             tables.push_back({samples.data() + std::size_t{band} * entries, entries, firstOf(in)});
         }

@@ -17,10 +17,12 @@ namespace host = orv::host;
 std::vector<float> gaussian(unsigned width, unsigned height) {
     std::vector<float> taps;
     float sum = 0;
+    const unsigned middleX = width / 2;
+    const unsigned middleY = height / 2;
     for (unsigned y = 0; y < height; ++y) {
         for (unsigned x = 0; x < width; ++x) {
-            const float dx = static_cast<float>(x) - static_cast<float>(width / 2);
-            const float dy = static_cast<float>(y) - static_cast<float>(height / 2);
+            const float dx = static_cast<float>(x) - static_cast<float>(middleX);
+            const float dy = static_cast<float>(y) - static_cast<float>(middleY);
             taps.push_back(std::exp(-(dx * dx + dy * dy) / 2.7F));
             sum += taps.back();
         }

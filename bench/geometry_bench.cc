@@ -83,7 +83,7 @@ host::Owned<host::InterpolationTable> weights() {
 }
 
 /// Two parameters of a transform, and the tables that general interpolation takes behind them.
-Subject transform(const std::string& op, const Kind& kind, std::vector<float> values) {
+Subject transform(const std::string& op, const Kind& kind, const std::vector<float>& values) {
     return {.op = op, .from = {kind}, .to = kind, .parameters = [op, values](Scene& scene) {
                 if (op.starts_with("affine")) {
                     scene.op().addPointer(scene.keep(std::make_shared<std::vector<float>>(values)).data());

@@ -41,7 +41,7 @@ Subject squeezeRange(const Kind& kind) {
         ~Slot() { orv_destroy(lookup); }
     };
     return {.op = opName("squeezerange", kind), .from = {kind}, .to = kind, .parameters = [](Scene& scene) {
-                scene.op().addPointer(&scene.keep(std::make_shared<Slot>()).lookup);
+                scene.op().addPointer(static_cast<void*>(&scene.keep(std::make_shared<Slot>()).lookup));
             }};
 }
 
@@ -129,6 +129,7 @@ Subject paint(const Kind& kind) {
     return {.op = opName("paint", kind), .from = {kind}, .to = kind, .parameters = [kind](Scene& scene) {
                 constexpr unsigned brush = 64;
                 std::vector<float> weights;
+                weights.reserve(std::size_t{brush} * brush);
                 for (unsigned i = 0; i < brush * brush; ++i) weights.push_back(static_cast<float>(i % 97) / 97);
                 std::vector<float> places;
                 for (unsigned y = 0; y < side; y += brush) {
@@ -199,7 +200,8 @@ struct Flood {
         pixSetPixel(seed.get(), 0, 0, 1);
     }
     static std::shared_ptr<PIX> page() {
-        return {pixCreate(side, side, 1), [](PIX* pix) { pixDestroy(&pix); }};
+        const auto length = static_cast<l_int32>(side);
+        return {pixCreate(length, length, 1), [](PIX* pix) { pixDestroy(&pix); }};
     }
 };
 #endif

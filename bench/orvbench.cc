@@ -208,6 +208,7 @@ void cutUp(orv::host::Image& image, const Layout& layout) {
     const unsigned width = layout.width / count;
     const unsigned height = layout.height / count;
     std::vector<orv::host::Rect> rects;
+    rects.reserve(std::size_t{count} * count);
     for (unsigned i = 0; i < count * count; ++i) {
         rects.push_back({i % count * width, i / count * height, width - gap, height - gap});
     }
@@ -259,7 +260,7 @@ Picture::Picture(OrvDataType type, unsigned bands, const Layout& layout) {
     if (layout.rectangles) cutUp(*image_, layout);
 }
 
-Call::Call(const char* op, std::vector<Picture*> sources, Picture& destination)
+Call::Call(const char* op, const std::vector<Picture*>& sources, Picture& destination)
     : op_(orv::host::Op::make(session(), op)) {
     int number = 0;
     for (Picture* source : sources) op_->setSource(++number, &source->image());

@@ -85,7 +85,8 @@ bool bitRow(const char* name, const char* op, unsigned sources, unsigned from, u
                         if (sources == 2) scene->op().setSource(2, &scene->destination().image());
                         return runsOf(scene, [=, s = bitmap(), d = bitmap()] {
                             const auto shift = static_cast<l_int32>(to) - static_cast<l_int32>(from);
-                            pixRasterop(d.get(), shift, 0, side, side, rasterOp, s.get(), 0, 0);
+                            const auto length = static_cast<l_int32>(side);
+                            pixRasterop(d.get(), shift, 0, length, length, rasterOp, s.get(), 0, 0);
                         });
                     }});
 }
@@ -100,7 +101,8 @@ const bool rasterOps =
 
 const bool widen = measure({.name = "convert1_8", .peer = "leptonica", .goal = 2, .prepare = [] {
                                 const auto scene = makeScene("convert1_8", Picture(ORV_BIT, 1), Picture(ORV_BYTE, 1));
-                                std::shared_ptr<PIX> d(pixCreate(side, side, 8), [](PIX* p) { pixDestroy(&p); });
+                                const auto length = static_cast<l_int32>(side);
+                                std::shared_ptr<PIX> d(pixCreate(length, length, 8), [](PIX* p) { pixDestroy(&p); });
                                 return runsOf(scene, [d, s = bitmap()] { pixConvert1To8(d.get(), s.get(), 0, 1); });
                             }});
 

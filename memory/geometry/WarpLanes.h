@@ -14,7 +14,7 @@
 namespace orvi {
 
 /// As many shorts as there are lanes of 32 bits.
-typedef std::int16_t LaneShorts __attribute__((vector_size(2 * lanes::count<std::int32_t>)));
+using LaneShorts [[gnu::vector_size(2 * lanes::count<std::int32_t>)]] = std::int16_t;
 
 /// Pixels of a row in lanes. Lanes read many samples before they write one, so images that share samples go pixel by
 /// pixel. A pixel out of range that steps the warp table otherwise than the rest ends a run of lanes: what lies in the

@@ -240,8 +240,8 @@ TEST(Alpha, CanvasOfMovedPicturesIsTransparentUnlessAColourIsGiven) {
         for (unsigned y = 0; y < 8; ++y) {
             for (unsigned x = 0; x < 8; ++x) image.setSample(x, y, 3, opacity);
         }
-        const auto corner = [&](std::string_view operation, Arguments arguments) {
-            const Image moved = made(operation, {image}, std::move(arguments));
+        const auto corner = [&](std::string_view operation, const Arguments& arguments) {
+            const Image moved = made(operation, {image}, arguments);
             return std::array{moved.sample(0, 0, 0), moved.sample(0, 0, 1), moved.sample(0, 0, 2),
                               moved.sample(0, 0, 3)};
         };

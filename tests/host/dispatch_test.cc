@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <new>
 #include <set>
 #include <string>
 #include <thread>
@@ -85,7 +86,8 @@ OrvStatus enter(OrvOpTreeNode* root, TestDevice* device) {
 
 OrvDeviceComputeType* makeTestDevice() noexcept {
     OrvOpTreeNode* const root = orv_global_state->getOpTreeBase();
-    auto* const device = new TestDevice;
+    auto* const device = new (std::nothrow) TestDevice;
+    if (!device) return nullptr;
     if (enter(root, device) == ORV_SUCCESS) return device;
     // Twice, as a group and the whole of a registration do.
     root->removeFunctions(device);
@@ -487,7 +489,8 @@ TEST_F(FaultTest, CountersRunOnThroughAllFunctionsOfACall) {
         static void ask(OrvOp* op) { trace.push_back(op->getDst()->getMemoryStorage() ? "there" : "missing"); }
     };
     const auto device = Device::fromFactory([]() noexcept -> OrvDeviceComputeType* {
-        auto* const made = new Counted;
+        auto* const made = new (std::nothrow) Counted;
+        if (!made) return nullptr;
         OrvOpTreeNode* const node = orv_global_state->getOpTreeBase()->branch("twice");
         node->addFunction(made, static_cast<OrvOpFunction>(&Counted::first));
         node->addFunction(made, static_cast<OrvOpFunction>(&Counted::second));
@@ -528,7 +531,7 @@ TEST(MessagesTest, TheDefaultHandlerWritesOneLine) {
     const std::string line = testing::internal::GetCapturedStderr();
     EXPECT_EQ(line, "orv: error: device: the samples of the first source cannot be brought into memory [di-9, "
                     "Add8Memory.cc:45]\n");
-    EXPECT_EQ(session->lastError()->id, "di-9");
+    EXPECT_EQ(session->lastError().value_or(Report{}).id, "di-9");
     session->clearLastError();
     EXPECT_FALSE(session->lastError());
     testing::internal::CaptureStderr();
@@ -627,9 +630,9 @@ TEST_F(DispatchTest, CallsOfSeveralThreadsTakeTurns) {
         --running;
         return ORV_SUCCESS;
     };
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t) {
-        threads.emplace_back([this] {
+    std::vector<std::thread> threads(3);
+    for (std::thread& thread : threads) {
+        thread = std::thread([this] {
             const Owned<Session> session = Session::open(device_);
             const auto image = Image::make(*session, {.width = 8, .height = 8, .bands = 1});
             const Owned<Op> op = Op::make(*session, "act");
