@@ -100,7 +100,7 @@ inline void makeLines(const Lines& row, T* to, Bands bands, Load load, LoadSome 
         return std::apply([&](const auto&... h) { return static_cast<V>(make(from, h[Line % Bands::unlike]...)); },
                           held);
     };
-    const auto madeAt = [&](const V& from, std::ptrdiff_t i) {
+    const auto madeAt = [&](const V& from, [[maybe_unused]] std::ptrdiff_t i) {
         if constexpr (Bands::unlike == 1) return madeOf(from, std::integral_constant<std::size_t, 0>{});
         return static_cast<V>(make(from, lanes::load<V>(patterns.get() + bands.bandAt(i))...));
     };

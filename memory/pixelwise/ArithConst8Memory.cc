@@ -228,6 +228,7 @@ OrvStatus OrvDeviceComputeTypeMemory::MultiplyConst16(OrvOp* op, int) noexcept {
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = commonBands(frame[dst], frame[src1]);
     const auto product = [](lanes::F32 v, lanes::F32 c) { return v * c; };
+    if (mappedRoundedWords(frame, product, constantOf(constantsOf(op)[0]))) return ORV_SUCCESS;
     walkSamples<T>(frame, bands, constantKernel(bands, constantsOf(op), product));
     return ORV_SUCCESS;
 }

@@ -8,6 +8,7 @@
 #include "memory/frame/Frame.h"
 #include "memory/frame/LazyTable.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/apart_rows.h"
 #include "memory/frame/bit_blocks.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
@@ -298,6 +299,28 @@ public:
         lanes::store(d + end, last);
     }
 
+#if defined(__AVX512BW__)
+    /// Samples in the lower halves of words, whatever the upper ones hold.
+    lanes::U16 mix(lanes::U16 alpha, lanes::U16 s1, lanes::U16 s2) const noexcept {
+        alpha &= 0xff;
+        s1 &= 0xff;
+        s2 &= 0xff;
+        const lanes::U16 sum = raised(alpha, s1, s2);
+        const lanes::U16 result = quotient(sum);
+        const lanes::Raw rests = (lanes::Raw)rest(sum, result);
+        std::uint32_t doubtful = _mm512_testn_epi16_mask(rests, rests);
+        if (doubtful == 0) [[likely]]
+            return result;
+        lanes::U16 corrected = result;
+        for (; doubtful != 0; doubtful &= doubtful - 1) {
+            const int i = std::countr_zero(doubtful);
+            corrected[i] =
+                tableMix(table_, static_cast<Byte>(alpha[i]), static_cast<Byte>(s1[i]), static_cast<Byte>(s2[i]));
+        }
+        return corrected;
+    }
+#endif
+
 private:
     static constexpr int half = 127;
 
@@ -366,6 +389,24 @@ void blendBytes(const ByteMixer& mixer, unsigned bands, Byte* d, const Byte* s1,
     }
 }
 
+/// Images of one band with a gap of a sample: false where they are not such.
+bool blendedWords([[maybe_unused]] Frame& frame, [[maybe_unused]] unsigned bands,
+                  [[maybe_unused]] const ByteMixer& mixer) noexcept {
+#if defined(__AVX512BW__)
+    const Samples<Byte> to{frame[dst]};
+    const Samples<Byte> from[] = {{frame[src1]}, {frame[src2]}, {frame[src3]}};
+    if (bands != 1 || stepApart(bands, to, from[0], from[1], from[2]) != 2) return false;
+    const auto row = [&mixer](std::size_t pixels, Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha) {
+        const auto mix = [&](lanes::U16 a, lanes::U16 v1, lanes::U16 v2) { return mixer.mix(a, v1, v2); };
+        mapWords<lanes::U16>(pixels, d, mix, alpha, s1, s2);
+    };
+    walkPixelRows(frame.rects(), row, to, from[0], from[1], from[2]);
+    return true;
+#else
+    return false;
+#endif
+}
+
 } // namespace
 
 OrvStatus OrvDeviceComputeTypeMemory::Blend1a1(OrvOp* op, int) noexcept {
@@ -402,6 +443,7 @@ OrvStatus OrvDeviceComputeTypeMemory::Blend8a8(OrvOp* op, int) noexcept {
     if (openBlend<Byte, Byte>(frame, file) != ORV_SUCCESS) return ORV_FAILURE;
     const ByteMixer mixer(table);
     const unsigned bands = blendBands(frame);
+    if (blendedWords(frame, bands, mixer)) return ORV_SUCCESS;
     walkBlend<Byte, Byte>(frame, bands,
                           [&mixer, bands](Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha,
                                           std::size_t pixels) { blendBytes(mixer, bands, d, s1, s2, alpha, pixels); });

@@ -5,8 +5,10 @@
 #include <cstring>
 #include <type_traits>
 
+#include "memory/frame/BandPattern.h"
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/apart_rows.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/sample_bits.h"
@@ -123,12 +125,34 @@ void unpackToShorts(Short* to, BitPosition from, std::size_t pixels) noexcept {
     if (pixels > 0) few(pixels);
 }
 
+/// Bytes as shorts where the pixels of both lie equally far apart; false where they do not.
+bool widenedApart(Frame& frame, unsigned bands) noexcept {
+    const Samples<Short> to{frame[dst]};
+    const Samples<Byte> from{frame[src1]};
+    if (stepApart(bands, to, from) == 0) return false;
+    const auto row = [](const LinesApart<Short>& lines, Short* d, const Byte* s) {
+        constexpr __mmask32 all = 0xffffffff;
+        const auto load = [s](std::ptrdiff_t i) {
+            return (lanes::I16)_mm512_maskz_cvtepu8_epi16(all, lanes::load<__m256i>(s + i));
+        };
+        const auto some = [s](std::ptrdiff_t i, std::uint64_t which) {
+            const lanes::U8 bytes = loadSome(s + i, which & all);
+            return (lanes::I16)_mm512_maskz_cvtepu8_epi16(all, lanes::load<__m256i>(&bytes));
+        };
+        makeLines(lines, d, PowerOfTwo{1}, load, some, [](lanes::I16 samples) { return samples; });
+    };
+    walkApart(frame.rects(), bands, row, to, from);
+    return true;
+}
+
 #endif
 
-/// Conversions of one band between bits and samples that lie side by side; false where the images are not such.
+/// Conversions that need no walk; false where there is none for the images.
 template <class S, class D>
-bool convertRuns([[maybe_unused]] Frame& frame) noexcept {
+bool convertRuns([[maybe_unused]] Frame& frame, [[maybe_unused]] unsigned bands) noexcept {
 #if defined(__AVX512BW__)
+    if constexpr (std::is_same_v<S, Byte> && std::is_same_v<D, Short>) return widenedApart(frame, bands);
+    if (bands != 1) return false;
     if constexpr (std::is_same_v<D, Bit>) {
         return besideBits<S>(frame, frame[dst], frame[src1], packLowBits<S>);
     } else if constexpr (std::is_same_v<S, Bit> && std::is_same_v<D, Short>) {
@@ -144,7 +168,7 @@ template <class S, class D, class Cut>
 OrvStatus convert(Frame& frame, const FrameFacts& facts, Cut cut) noexcept {
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const unsigned bands = commonBands(frame[dst], frame[src1]);
-    if (bands == 1 && convertRuns<S, D>(frame)) return ORV_SUCCESS;
+    if (convertRuns<S, D>(frame, bands)) return ORV_SUCCESS;
     walkRuns<D, S>(
         frame.rects(),
         [cut, bands](SampleOf<D>* d, const SampleOf<S>* s, std::size_t pixels) {

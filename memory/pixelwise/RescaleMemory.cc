@@ -104,13 +104,14 @@ OrvStatus OrvDeviceComputeTypeMemory::Rescale16(OrvOp* op, int) noexcept {
         }
     }
     const unsigned used = commonBands(frame[dst], frame[src1]);
-    const BandPattern<float, 0> scales(used, [&](unsigned band) { return scaling.scale(band); });
-    const BandPattern<float, 1> offsets(used, [&](unsigned band) { return scaling.offset(band); });
     using lanes::F32;
     const auto rescale = [](F32 v, F32 scale, F32 offset) {
         const F32 product = v * scale;
         return product + offset;
     };
+    if (mappedRoundedWords(frame, rescale, scaling.scale(0), scaling.offset(0))) return ORV_SUCCESS;
+    const BandPattern<float, 0> scales(used, [&](unsigned band) { return scaling.scale(band); });
+    const BandPattern<float, 1> offsets(used, [&](unsigned band) { return scaling.offset(band); });
     const auto kernel = [&](T* d, const T* s, std::size_t pixels) {
         mapRounded(d, s, pixels * used, rescale, scales, offsets);
     };

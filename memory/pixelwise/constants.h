@@ -7,8 +7,11 @@
 #include <cstring>
 
 #include "memory/frame/BandPattern.h"
+#include "memory/frame/Frame.h"
+#include "memory/frame/apart_rows.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
+#include "memory/frame/walk.h"
 
 namespace orvi {
 
@@ -29,6 +32,30 @@ inline lanes::I32 roundedShort(lanes::F32 x) noexcept {
     return (lanes::I32)_mm512_maskz_cvttps_epi32(numbers, capped);
 }
 #endif
+
+/// dst = op(src1 as a float, the values), rounded, for images of one band with a gap of a sample; false where they are
+/// not such.
+template <class Op, class... Values>
+bool mappedRoundedWords([[maybe_unused]] Frame& frame, [[maybe_unused]] Op op,
+                        [[maybe_unused]] Values... values) noexcept {
+#if defined(__AVX512BW__)
+    using T = std::int16_t;
+    const Samples<T> to{frame[dst]};
+    const Samples<T> from{frame[src1]};
+    if (commonBands(to.raster, from.raster) != 1 || stepApart(1, to, from) != 2) return false;
+    const auto rounded = [&](lanes::I32 words) {
+        const lanes::I32 samples = words << 16 >> 16;
+        return lanes::larger<lanes::I32>(roundedShort(op(lanes::toFloat(samples), lanes::F32{} + values...)),
+                                         lanes::I32{} + lowest<T>);
+    };
+    walkPixelRows(
+        frame.rects(), [&](std::size_t pixels, T* d, const T* s) { mapWords<lanes::I32>(pixels, d, rounded, s); }, to,
+        from);
+    return true;
+#else
+    return false;
+#endif
+}
 
 /// Two vectors of floats as shorts, rounded as roundTo does: half added by sign in single precision (equal to the wider
 /// sum rounded once, since that is exact wherever it could matter), clamped, truncated; NaN gives 0.
