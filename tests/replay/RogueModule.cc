@@ -49,6 +49,13 @@ public:
         return static_cast<OrvStatus>(op->getLongParam(1));
     }
 
+    /// Fails, and pokes all the same.
+    OrvStatus reportAndPoke(OrvOp* op, int chain) noexcept {
+        op->getDst()->getSystemState()->notifyError(ORV_ERROR_RESOURCE, "di-9", 0, 12, "Rogue.cc", nullptr);
+        poke(op, chain);
+        return ORV_FAILURE;
+    }
+
     /// Allocates in four ways; the first sample of the destination becomes the number of nulls, one bit each.
     OrvStatus allocate(OrvOp* op, int) noexcept {
         void* volatile blocks[4] =
@@ -111,6 +118,7 @@ OrvDeviceComputeType* OrvCreateComputeType() noexcept {
     enter(device, "peek", &Rogue::peek);
     enter(device, "leave", &Rogue::leave);
     enter(device, "report", &Rogue::report);
+    enter(device, "report_and_poke", &Rogue::reportAndPoke);
     enter(device, "allocate", &Rogue::allocate);
     enter(device, "count", &Rogue::count);
     enter(device, "crash", &Rogue::crash);

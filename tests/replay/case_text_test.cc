@@ -20,6 +20,7 @@ case everything fresh
     fill 1
     image s SHORT 1 1 1 roi=empty
     data -32768
+    image w BYTE 1 1 1 roi=-2147483648,0,4294967295,1
     image f FLOAT 1 2 1
     data nan -inf
     image k BYTE 2 1 1 parent=a at=1,1,1 origin=2,3
@@ -94,6 +95,7 @@ TEST(CaseText, ReadsEveryStatement) {
     EXPECT_EQ(c.image("b").planeStride(), 9u);
     EXPECT_EQ(c.image("b").at(4, 1, 1), 1);
     EXPECT_EQ(c.image("s").roi, Region{});
+    EXPECT_EQ(c.image("w").roi, (Region{{-2147483648, 0, 4294967295, 1}}));
     EXPECT_EQ(c.image("s").at(0, 0, 0), -32768);
     EXPECT_TRUE(std::isnan(c.image("f").data[0]));
     EXPECT_EQ(c.image("k").parent, "a");
@@ -202,6 +204,9 @@ TEST(CaseText, TellsWhereAFileIsBad) {
         {"case a\nstatus 0\n", "f:2: no call stands before this"},
         {"case a\ncall add8 src=x\n", "f:2: nothing is named 'x'"},
         {"case a\ncall add8 : 3\n", "f:2: '3' is no parameter"},
+        {"case a\ncall add8 op1=p\n", "f:2: no chain is named 'p'"},
+        {"case a\nchain p add8\nchain p add8\n", "f:3: the chain p is there already"},
+        {"case a\nchain p add8\ncall add8 : @p\n", "f:3: nothing is named 'p'"},
         {"case a\nfail storm\n", "f:2: 'storm' is no fault point"},
         {"case a\nfail new 1\n", "f:2: no call follows the fault"},
         {"case a\nslot s\ncall x\nnow s 1\n", "f:4: s is no floats, ulongs, kernel or histogram"},

@@ -78,6 +78,19 @@ TEST(Runner, NoticesAChangeOfAnImageThatNothingIsSaidOf) {
     EXPECT_EQ(mismatch(images + "call poke dst=d : l=2 l=77\nout d\ndata 1 77 3 4\ncall poke dst=d : l=2 l=77\n"), "");
 }
 
+TEST(Runner, LetsACallPrepareAnother) {
+    const std::string call = "call poke dst=d : l=2 l=77\n";
+    const std::string told = "call poke dst=d : l=0 l=5\nout d\ndata 5 77 3 4\n";
+    EXPECT_EQ(mismatch(images + call + told), "");
+    EXPECT_EQ(mismatch(images + call + told + "call poke dst=d : l=4 l=9\n"), "");
+    EXPECT_EQ(mismatch(images + "call poke dst=k : l=0 l=77\n" + told), "");
+    const std::string unchanged = "image other must not change, but column 0 row 0 band 0 was 9, is 1";
+    EXPECT_EQ(mismatch(images + "call poke dst=other : l=0 l=1\n" + call + "out d\ndata 1 77 3 4\n"), unchanged);
+    // A call that must fail changes nothing that it does not name.
+    const std::string fails = "call report_and_poke dst=d : l=2 l=77\nstatus 2\nerror di-9 1 0\n";
+    EXPECT_EQ(mismatch(images + fails + told), "image d must not change, but column 1 row 0 band 0 was 2, is 77");
+}
+
 TEST(Runner, ComparesAParentOnlyWhereItIsNamed) {
     EXPECT_EQ(mismatch(images + "call poke dst=d : l=2 l=77\nout k\ndata 77 4\n"), "");
     EXPECT_EQ(mismatch(images + "call poke dst=d : l=0 l=77\nout k\ndata 2 4\n"), "");
@@ -162,6 +175,7 @@ TEST(Runner, FailsTheNamedAllocations) {
 TEST(Runner, RunsTheTwoLevelPath) {
     EXPECT_EQ(mismatch(images + "chain p count : l=40\ncall poke dst=d op1=p\nout d\ndata 42 2 3 4\n"), "");
     EXPECT_NE(mismatch(images + "chain p count : l=40\ncall peek dst=d op1=p\n"), "");
+    EXPECT_EQ(mismatch(images + "chain d count : l=40\ncall poke dst=d op1=d\nout d\ndata 42 2 3 4\n"), "");
 }
 
 TEST(Runner, TellsWhatCannotBeRun) { EXPECT_NE(mismatch(images + "call no_such_op dst=d\nstatus *\n"), ""); }

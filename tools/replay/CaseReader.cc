@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "FaultNames.h"
 #include "Numbers.h"
@@ -82,7 +83,7 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 
 /// What a name of the case stands for, and what its values are.
 struct Known {
-    enum class Kind { image, lookup, kernel, sel, mask, interp, histogram, colorspace, floats, ulongs, slot, chain };
+    enum class Kind { image, lookup, kernel, sel, mask, interp, histogram, colorspace, floats, ulongs, slot };
     Kind kind;
     std::size_t index;
 };
@@ -207,8 +208,8 @@ private:
             if (fields.size() != 4) fail(quoted(rect) + " is no rectangle X,Y,W,H");
             region.push_back({.x = integerFrom(fields[0], "column", minInt32, maxInt32),
                               .y = integerFrom(fields[1], "row", minInt32, maxInt32),
-                              .width = integerFrom(fields[2], "width", 0, maxInt32),
-                              .height = integerFrom(fields[3], "height", 0, maxInt32)});
+                              .width = integerFrom(fields[2], "width", 0, maxUnsigned),
+                              .height = integerFrom(fields[3], "height", 0, maxUnsigned)});
         }
         return region;
     }
@@ -347,6 +348,7 @@ private:
         closeSink();
         if (!faults_.empty()) fail("no call follows the fault");
         names_.clear();
+        chains_.clear();
         call_.reset();
     }
 
@@ -609,8 +611,7 @@ private:
         Case& c = current();
         Touch made{.name = name("name"), .line = line_};
         end();
-        const Kind kind = known(made.name).kind;
-        if (kind == Kind::slot || kind == Kind::chain) fail(made.name + " has no version");
+        if (known(made.name).kind == Kind::slot) fail(made.name + " has no version");
         c.steps.emplace_back(std::move(made));
     }
 
@@ -644,7 +645,7 @@ private:
         }
         if (!text.starts_with('@')) fail(quoted(text) + " is no parameter");
         std::string which(text.substr(1));
-        if (known(which).kind == Kind::chain) fail(which + " cannot be a parameter");
+        known(which);
         return Param::ref(std::move(which));
     }
 
@@ -653,7 +654,9 @@ private:
         const auto found = keys({"src"});
         if (found.contains("src")) made.src = sourcesFrom(found.at("src"));
         made.params = params();
-        declare(current().chains, Kind::chain, std::move(made));
+        // Only calls speak of chains, so their names are apart from those of objects.
+        if (!chains_.insert(made.name).second) fail("the chain " + made.name + " is there already");
+        current().chains.push_back(std::move(made));
     }
 
     void call() {
@@ -667,7 +670,7 @@ private:
         }
         if (found.contains("op1")) {
             made.op1 = found.at("op1");
-            knownAs(made.op1, Kind::chain, "chain");
+            if (!chains_.contains(made.op1)) fail("no chain is named " + quoted(made.op1));
         }
         made.params = params();
         made.faults = std::move(faults_);
@@ -852,6 +855,7 @@ private:
 
     std::vector<Case> cases_;
     std::map<std::string, Known, std::less<>> names_;
+    std::set<std::string, std::less<>> chains_;
     std::vector<Fault> faults_;
     std::optional<std::size_t> call_; ///< place of the last call among the steps
     std::optional<Sink> sink_;

@@ -153,10 +153,21 @@ private:
         }
     }
 
-    bool isNamed(const StagedImage& image) const {
-        const auto& out = call_.expect.out;
+    static bool names(const Call& call, const StagedImage& image) {
+        const auto& out = call.expect.out;
         return std::any_of(out.begin(), out.end(),
                            [&](const ExpectedImage& e) { return e.image == image.declared->name; });
+    }
+    bool isNamed(const StagedImage& image) const { return names(call_, image); }
+
+    /// Whether the case speaks of the image. A call that prepares another one may change what only that one names, but
+    /// one that must fail may not.
+    bool isTold(const StagedImage& image) const {
+        if (isNamed(image)) return true;
+        return call_.expect.status != ORV_FAILURE && std::ranges::any_of(case_.steps, [&](const Step& step) {
+                   const Call* const call = std::get_if<Call>(&step);
+                   return call != nullptr && names(*call, image);
+               });
     }
 
     bool isAncestor(const StagedImage& ancestor, const StagedImage& image) const {
@@ -172,8 +183,8 @@ private:
                within(band, image.rootBand, image.declared->bands);
     }
 
-    /// All that an image's storage must keep: the bits that hold no sample, and, unless the expectations speak of the
-    /// image, its samples.
+    /// All that an image's storage must keep: the bits that hold no sample, and, unless the case speaks of the image,
+    /// its samples.
     void storage(const StagedImage& image) {
         const StagedImage& root = stage_.images()[image.root];
         const bool changed = std::memcmp(root.before.data(), root.memory->data(), root.before.size()) != 0;
@@ -182,7 +193,7 @@ private:
                 add(0, "memory beside the storage of " + image.declared->name + " was written");
             if (changed) gaps(root);
         }
-        if (changed && !isNamed(image)) unchanged(image);
+        if (changed && !isTold(image)) unchanged(image);
     }
 
     void gaps(const StagedImage& root) {
@@ -201,7 +212,7 @@ private:
     void unchanged(const StagedImage& image) {
         std::vector<const StagedImage*> named;
         for (const StagedImage& other : stage_.images()) {
-            if (other.root != image.root || !isNamed(other)) continue;
+            if (other.root != image.root || !isTold(other)) continue;
             if (isAncestor(other, image) || isAncestor(image, other)) return;
             named.push_back(&other);
         }
