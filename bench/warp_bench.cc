@@ -37,11 +37,12 @@ struct Swirl {
     cv::Mat fractions;
 
     explicit Swirl(bool interpolated) : table(ORV_SHORT, 2) {
-        cv::Mat x(side, side, CV_32F);
-        cv::Mat y(side, side, CV_32F);
+        const auto length = static_cast<int>(side);
+        cv::Mat x(length, length, CV_32F);
+        cv::Mat y(length, length, CV_32F);
         auto* to = table.samples<std::int16_t>();
-        for (int r = 0; r < static_cast<int>(side); ++r) {
-            for (int c = 0; c < static_cast<int>(side); ++c) {
+        for (int r = 0; r < length; ++r) {
+            for (int c = 0; c < length; ++c) {
                 const double phase = static_cast<double>(r + c) * 0.003;
                 to[0] = static_cast<std::int16_t>(640 * std::sin(phase));
                 to[1] = static_cast<std::int16_t>(640 * std::cos(phase));
