@@ -47,7 +47,6 @@ public:
           end_(lead_ + static_cast<std::ptrdiff_t>((from.first.offset + length + 7) / 8)),
           shift_((from.first.offset - to.first.offset) & 7),
           highBits_(lanes::everyByte<U64>(0xffU << shift_)),
-          lowBits_(lanes::everyByte<U64>(0xffU >> (8 - shift_))),
           row_(from.first.byte - lead_),
           stride_(from.stride) {}
 
@@ -68,14 +67,15 @@ public:
 
 private:
     U64 joined(U64 high, U64 low) const noexcept {
-        return ((high << shift_) & highBits_) | ((low >> (8 - shift_)) & lowBits_);
+        constexpr int chosen = 0xca; // the second's bits where the first is set, the third's elsewhere
+        return (U64)_mm512_ternarylogic_epi64((Raw)highBits_, (Raw)(high << shift_), (Raw)(low >> (8 - shift_)),
+                                              chosen);
     }
 
     std::ptrdiff_t lead_;
     std::ptrdiff_t end_;
     unsigned shift_;
     U64 highBits_;
-    U64 lowBits_;
     const std::uint8_t* row_;
     std::ptrdiff_t stride_;
 };

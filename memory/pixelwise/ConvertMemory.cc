@@ -12,6 +12,7 @@
 #include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/sample_bits.h"
+#include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
 
 namespace {
@@ -125,24 +126,62 @@ void unpackToShorts(Short* to, BitPosition from, std::size_t pixels) noexcept {
     if (pixels > 0) few(pixels);
 }
 
-/// Bytes as shorts where the pixels of both lie equally far apart; false where they do not.
-bool widenedApart(Frame& frame, unsigned bands) noexcept {
-    const Samples<Short> to{frame[dst]};
-    const Samples<Byte> from{frame[src1]};
-    if (stepApart(bands, to, from) == 0) return false;
-    const auto row = [](const LinesApart<Short>& lines, Short* d, const Byte* s) {
+constexpr auto asMade = [](auto made) noexcept { return made; };
+
+/// Bytes as shorts.
+struct WidenRow {
+    template <class Lines>
+    void operator()(const Lines& lines, Short* d, const Byte* s) const noexcept {
         constexpr __mmask32 all = 0xffffffff;
         const auto load = [s](std::ptrdiff_t i) {
+            fetchAhead<1>(s + i);
             return (lanes::I16)_mm512_maskz_cvtepu8_epi16(all, lanes::load<__m256i>(s + i));
         };
         const auto some = [s](std::ptrdiff_t i, std::uint64_t which) {
             const lanes::U8 bytes = loadSome(s + i, which & all);
             return (lanes::I16)_mm512_maskz_cvtepu8_epi16(all, lanes::load<__m256i>(&bytes));
         };
-        makeLines(lines, d, PowerOfTwo{1}, load, some, [](lanes::I16 samples) { return samples; });
-    };
-    walkApart(frame.rects(), bands, row, to, from);
+        makeLines(lines, d, PowerOfTwo{1}, load, some, asMade);
+    }
+};
+
+/// The same where the pixels of both lie equally far apart; false where they do not.
+bool widenedApart(Frame& frame, unsigned bands) noexcept {
+    const Samples<Short> to{frame[dst]};
+    const Samples<Byte> from{frame[src1]};
+    if (stepApart(bands, to, from) == 0) return false;
+    walkApart(frame.rects(), bands, WidenRow{}, to, from);
     return true;
+}
+
+lanes::U8 lowBytes(lanes::I16 first, lanes::I16 second) noexcept {
+    // Narrowing takes turns with the quarters of its operands.
+    const lanes::Raw inTurns = _mm512_packus_epi16((lanes::Raw)(first & 255), (lanes::Raw)(second & 255));
+    return (lanes::U8)_mm512_maskz_permutexvar_epi64(0xff, _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0), inTurns);
+}
+
+void keepWhole(Byte* to, const Short* from, std::size_t samples) noexcept {
+    if (samples == 0) return;
+    constexpr std::ptrdiff_t half = lanes::count<Short>;
+    const auto load = [from](std::ptrdiff_t i) {
+        fetchAhead<2>(from + i);
+        return lowBytes(loadOnce<lanes::I16>(from + i), loadOnce<lanes::I16>(from + i + half));
+    };
+    const auto some = [from](std::ptrdiff_t i, std::uint64_t which) {
+        return lowBytes(loadSome(from + i, which), loadSome(from + i + half, which >> half));
+    };
+    makeLines(RowLines<Byte>(to, samples), to, PowerOfTwo{1}, load, some, asMade);
+}
+
+void keepWhole(Short* to, const Byte* from, std::size_t samples) noexcept {
+    if (samples > 0) WidenRow{}(RowLines<Short>(to, samples), to, from);
+}
+
+#else
+
+template <class D, class S>
+void keepWhole(D* to, const S* from, std::size_t samples) noexcept {
+    for (std::size_t i = 0; i < samples; ++i) to[i] = static_cast<D>(from[i]);
 }
 
 #endif
@@ -174,6 +213,7 @@ OrvStatus convert(Frame& frame, const FrameFacts& facts, Cut cut) noexcept {
         [cut, bands](SampleOf<D>* d, const SampleOf<S>* s, std::size_t pixels) {
             // The bound stands in a variable of its own: bytes that are written may be any object's.
             const std::size_t samples = pixels * bands;
+            if constexpr (!std::is_same_v<S, Bit> && !std::is_same_v<D, Bit>) return keepWhole(d, s, samples);
             for (std::size_t i = 0; i < samples; ++i) d[i] = static_cast<SampleOf<D>>(cut(s[i]));
         },
         Operand{&frame[dst], bands}, Operand{&frame[src1], bands});
