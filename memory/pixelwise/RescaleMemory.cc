@@ -1,6 +1,7 @@
 // sample * scale + offset, one scale and one offset a band.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "memory/frame/BandPattern.h"
@@ -30,6 +31,15 @@ public:
     bool allEqual(unsigned bands) const noexcept {
         for (unsigned band = 1; band < bands; ++band) {
             if (!equal(0, band)) return false;
+        }
+        return true;
+    }
+
+    /// Whether all results of shorts are small.
+    bool small(unsigned bands) const noexcept {
+        for (unsigned band = 0; band < bands; ++band) {
+            constexpr float most = -static_cast<float>(lowest<std::int16_t>);
+            if (!(std::fabs(scale(band)) * most + std::fabs(offset(band)) < smallLimit)) return false;
         }
         return true;
     }
@@ -112,8 +122,10 @@ OrvStatus OrvDeviceComputeTypeMemory::Rescale16(OrvOp* op, int) noexcept {
     if (mappedRoundedWords(frame, rescale, scaling.scale(0), scaling.offset(0))) return ORV_SUCCESS;
     const BandPattern<float, 0> scales(used, [&](unsigned band) { return scaling.scale(band); });
     const BandPattern<float, 1> offsets(used, [&](unsigned band) { return scaling.offset(band); });
+    const bool small = scaling.small(used);
     const auto kernel = [&](T* d, const T* s, std::size_t pixels) {
-        mapRounded(d, s, pixels * used, rescale, scales, offsets);
+        small ? mapRounded<Floats::small>(d, s, pixels * used, rescale, scales, offsets)
+              : mapRounded<Floats::any>(d, s, pixels * used, rescale, scales, offsets);
     };
     walkRuns<T, T>(frame.rects(), kernel, Operand{&frame[dst], used}, Operand{&frame[src1], used});
     return ORV_SUCCESS;
