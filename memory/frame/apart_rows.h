@@ -87,12 +87,25 @@ void mapWords(std::size_t pixels, T* d, Make make, const S*... s) noexcept {
     };
     const std::size_t before = beforeLine(d) / sizeof(Word{}[0]);
     if (before > 0 && pixels > 0) some(std::min(before, pixels));
-    // The last pixel has no gap.
+    // The last pixel has no gap. Lines that are written under a mask must be there: they are asked for ahead.
     for (; pixels > n; pixels -= n, d += 2 * n, ((s += 2 * n), ...)) {
         (fetchAhead<1>(s), ...);
+        __builtin_prefetch(d + 16 * n, 1);
         store(every, make(loadOnce<Word>(s)...));
     }
     if (pixels > 0) some(pixels);
+}
+
+/// mapWords for images of one band; false where their pixels do not lie so.
+template <class Word, class T, class Make, class... S>
+bool mappedWords(RectCursor& rects, Make&& make, Samples<T> to, Samples<S>... from) noexcept {
+    if (stepApart(1, to, from...) != 2) return false;
+    const auto row = [&](std::size_t pixels, T* d, const S*... s) {
+        mapWords<Word>(
+            pixels, d, [&](auto... words) { return make(words...); }, s...);
+    };
+    walkPixelRows(rects, row, to, from...);
+    return true;
 }
 
 } // namespace orvi

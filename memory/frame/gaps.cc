@@ -295,6 +295,8 @@ std::uint64_t lowBytes(std::size_t count) noexcept {
 }
 
 constexpr std::uint64_t everyByte = ~std::uint64_t{0};
+/// How far ahead lines are asked for, those too that are written: under a mask they must be there.
+constexpr std::size_t ahead = 16 * cacheLine;
 
 /// Where the bytes of a vector come from, for pixels of a size and distance: as many as fit with their gaps.
 struct Permutation {
@@ -336,6 +338,7 @@ bool permutes(std::ptrdiff_t step, std::size_t size) noexcept {
         }
     }
     for (; pixels * size >= bytes && pixels > group; pixels -= group, to += group * size, from += group * step) {
+        __builtin_prefetch(from + ahead);
         lanes::store(to, _mm512_maskz_permutexvar_epi8(everyByte, places, lanes::load<Raw>(from)));
     }
     for (; pixels > 0; to += group * size, from += group * step) {
@@ -368,6 +371,7 @@ std::size_t pixelsBeforeLine(const std::byte* to, std::size_t step, std::size_t 
     };
     some(pixelsBeforeLine(to, step, pixels));
     for (; pixels * size >= lanes::vectorBytes; pixels -= group, to += group * step, from += group * size) {
+        __builtin_prefetch(to + ahead, 1);
         _mm512_mask_storeu_epi8(to, samples, _mm512_maskz_permutexvar_epi8(everyByte, places, lanes::load<Raw>(from)));
     }
     while (pixels > 0) some(std::min(group, pixels));
@@ -386,6 +390,7 @@ void copyMasked(std::byte* to, const std::byte* from, std::size_t step, std::siz
     };
     some(pixelsBeforeLine(to, step, pixels));
     for (; pixels >= group; pixels -= group, to += group * step, from += group * step) {
+        __builtin_prefetch(to + ahead, 1);
         _mm512_mask_storeu_epi8(to, samples, _mm512_maskz_loadu_epi8(samples, from));
     }
     if (pixels > 0) some(pixels);

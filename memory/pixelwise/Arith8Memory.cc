@@ -78,6 +78,15 @@ public:
         return zero ? (lanes::U8)(a != 0) : quotient;
     }
 
+    /// Samples in the lower halves of words, whatever the upper ones hold.
+    lanes::U16 operator()(lanes::U16 a, lanes::U16 b) noexcept {
+        a &= 0xff;
+        b &= 0xff;
+        const lanes::U16 zero = (lanes::U16)(b == 0);
+        zeros_ |= (lanes::U8)zero;
+        return zero ? (lanes::U16)(a != 0) : (lanes::U16)half(a, b);
+    }
+
     bool zeroMet() const noexcept { return zeroMet_ || lanes::any(zeros_); }
 
 private:

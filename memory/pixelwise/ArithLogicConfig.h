@@ -31,6 +31,11 @@ void eachPair(Frame& frame, Operation& operation) noexcept {
     if (mappedApart<T>(frame.rects(), bands, operation, Samples<T>{frame[dst]}, Samples<T>{frame[src1]},
                        Samples<T>{frame[src2]}))
         return;
+    if constexpr (!std::is_empty_v<Operation> && sizeof(T) == 1) {
+        const bool mapped = bands == 1 && mappedWords<lanes::U16>(frame.rects(), operation, Samples<T>{frame[dst]},
+                                                                  Samples<T>{frame[src1]}, Samples<T>{frame[src2]});
+        if (mapped) return;
+    }
 #endif
     const auto kernel = [&operation, bands](T* d, const T* a, const T* b, std::size_t pixels) {
         operation = mapSamples(d, pixels * bands, operation, a, b);

@@ -393,15 +393,10 @@ void blendBytes(const ByteMixer& mixer, unsigned bands, Byte* d, const Byte* s1,
 bool blendedWords([[maybe_unused]] Frame& frame, [[maybe_unused]] unsigned bands,
                   [[maybe_unused]] const ByteMixer& mixer) noexcept {
 #if defined(__AVX512BW__)
-    const Samples<Byte> to{frame[dst]};
-    const Samples<Byte> from[] = {{frame[src1]}, {frame[src2]}, {frame[src3]}};
-    if (bands != 1 || stepApart(bands, to, from[0], from[1], from[2]) != 2) return false;
-    const auto row = [&mixer](std::size_t pixels, Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha) {
-        const auto mix = [&](lanes::U16 a, lanes::U16 v1, lanes::U16 v2) { return mixer.mix(a, v1, v2); };
-        mapWords<lanes::U16>(pixels, d, mix, alpha, s1, s2);
-    };
-    walkPixelRows(frame.rects(), row, to, from[0], from[1], from[2]);
-    return true;
+    const auto mix = [&](lanes::U16 alpha, lanes::U16 s1, lanes::U16 s2) { return mixer.mix(alpha, s1, s2); };
+    return bands == 1 &&
+           mappedWords<lanes::U16>(frame.rects(), mix, Samples<Byte>{frame[dst]}, Samples<Byte>{frame[src3]},
+                                   Samples<Byte>{frame[src1]}, Samples<Byte>{frame[src2]});
 #else
     return false;
 #endif

@@ -53,18 +53,13 @@ bool mappedRoundedWords([[maybe_unused]] Frame& frame, [[maybe_unused]] Op op,
                         [[maybe_unused]] Values... values) noexcept {
 #if defined(__AVX512BW__)
     using T = std::int16_t;
-    const Samples<T> to{frame[dst]};
-    const Samples<T> from{frame[src1]};
-    if (commonBands(to.raster, from.raster) != 1 || stepApart(1, to, from) != 2) return false;
     const auto rounded = [&](lanes::I32 words) {
         const lanes::I32 samples = words << 16 >> 16;
         return lanes::larger<lanes::I32>(roundedShort(op(lanes::toFloat(samples), lanes::F32{} + values...)),
                                          lanes::I32{} + lowest<T>);
     };
-    walkPixelRows(
-        frame.rects(), [&](std::size_t pixels, T* d, const T* s) { mapWords<lanes::I32>(pixels, d, rounded, s); }, to,
-        from);
-    return true;
+    return commonBands(frame[dst], frame[src1]) == 1 &&
+           mappedWords<lanes::I32>(frame.rects(), rounded, Samples<T>{frame[dst]}, Samples<T>{frame[src1]});
 #else
     return false;
 #endif
