@@ -172,6 +172,12 @@ struct Bad {
     const char* message;
 };
 
+TEST(CaseText, TakesAKeyBeforeAKernel) {
+    const Case c = readCases("case a\nkernel k 1 1 -1 -2\ndata 1\n", "f").at(0);
+    EXPECT_EQ(c.kernels[0].keyX, 4294967295U);
+    EXPECT_EQ(c.kernels[0].keyY, 4294967294U);
+}
+
 TEST(CaseText, TellsWhereAFileIsBad) {
     const Bad all[] = {
         {"image a BYTE 1 1 1\n", "f:1: a case must come first"},

@@ -489,8 +489,9 @@ private:
         Kernel made{.name = name("name")};
         made.width = unsignedToken("width");
         made.height = unsignedToken("height");
-        made.keyX = unsignedToken("key column");
-        made.keyY = unsignedToken("key row");
+        // Before the first column or row a key is below 0, as it is told by 65535 or 4294967295.
+        made.keyX = unsignedToken("key column", minInt32);
+        made.keyY = unsignedToken("key row", minInt32);
         const auto found = keys(known);
         end();
         if (found.contains("name")) made.label = std::string(found.at("name"));
