@@ -141,44 +141,46 @@ private:
         for (long i = 0; i < pairTaps; ++i) columns[i] = line + i * bands;
         const long sourceRows = static_cast<long>(rect.height) + pairTaps - 1;
         const Raster& to = images_.destination();
+        const auto sourceRow = [&](long row) { return source_.at(left, top + std::min(row, sourceRows - 1)); };
+        const auto resultRow = [&](long row) {
+            return to.at<T>(rect.x, rect.y + std::clamp(row - pairTaps + 1, 0L, static_cast<long>(rect.height) - 1));
+        };
         const auto pack = [&](long row) {
             if (row >= sourceRows) return;
-            packRow(outerIsRow_ ? kept[row % pairTaps] : line, source_.at(left, top + row), source_.pixel, bands, wide);
-            if (row + 1 < sourceRows) expect<0>(source_.at(left, top + row + 1), wide * source_.pixel);
+            packRow(outerIsRow_ ? kept[row % pairTaps] : line, sourceRow(row), source_.pixel, bands, wide);
         };
         pack(0);
         for (long i = 0; i < sourceRows; ++i) {
-            if (!outerIsRow_) fiveTaps(kept[i % pairTaps], columns, inner_, samples);
+            if (!outerIsRow_) fiveTaps<read>(kept[i % pairTaps], columns, inner_, samples, sourceRow(i + 1));
             if (i < pairTaps - 1) {
                 pack(i + 1);
                 continue;
             }
-            T* result = to.at<T>(rect.x, rect.y + i - pairTaps + 1);
-            expect<1>(result, static_cast<long>(rect.width) * to.pixelOf<T>());
             const Between* rows[pairTaps];
             for (long k = 0; k < pairTaps; ++k) rows[k] = kept[(i + 1 + k) % pairTaps];
-            if (outerIsRow_) fiveTaps(line, rows, inner_, wide * bands);
-            fiveTaps(results, outerIsRow_ ? columns : rows, outer_, samples);
+            if (outerIsRow_) fiveTaps<read>(line, rows, inner_, wide * bands, sourceRow(i + 1));
+            fiveTaps<written>(results, outerIsRow_ ? columns : rows, outer_, samples, resultRow(i));
             // Before this row is written: where rows lie 4096 bytes apart, what is read would wait for what is written.
             pack(i + 1);
-            unpackRow(result, results, to.pixelOf<T>(), bands, static_cast<long>(rect.width));
+            unpackRow(resultRow(i), results, to.pixelOf<T>(), bands, static_cast<long>(rect.width));
         }
     }
 
-    static void fiveTaps(std::int16_t* to, const std::int16_t* const* from, const Stage& stage, long samples) noexcept {
-        stage.shorts.sum(to, from, samples);
-    }
+    static constexpr int read = 0;
+    static constexpr int written = 1;
 
-    /// Brings the lines of samples that are read, or written (1), next.
-    template <int write>
-    static void expect(const T* from, long samples) noexcept {
+    /// Sums of five rows, in whole vectors. Meanwhile as many samples of the images are brought near as are read or
+    /// written next.
+    template <int Next>
+    static void fiveTaps(std::int16_t* to, const std::int16_t* const* from, const Stage& stage, long samples,
+                         const T* next) noexcept {
+        stage.shorts.sum<Next>(to, from, samples, next);
+    }
+    /// The same, to floats or samples, from floats.
+    template <int Next, class To>
+    static void fiveTaps(To* to, const float* const* from, const Stage& stage, long samples, const T* next) noexcept {
         constexpr long line = 64 / static_cast<long>(sizeof(T));
-        for (long i = 0; i < samples; i += line) __builtin_prefetch(from + i, write);
-    }
-
-    /// Sums of five rows, to floats or samples, in whole vectors.
-    template <class To>
-    static void fiveTaps(To* to, const float* const* from, const Stage& stage, long samples) noexcept {
+        for (long i = 0; i < samples; i += line) __builtin_prefetch(next + i, Next);
         if (stage.exact) return sumRows<FloatRule<T>>(to, from, stage.taps, samples);
         if constexpr (sizeof(T) == 1) {
             if (stage.bits > 0 && stage.bounded) return nearRows<true>(to, from, stage, samples);

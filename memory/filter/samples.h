@@ -88,9 +88,14 @@ void unpackRow(T* to, const T* from, std::ptrdiff_t pixel, long bands, long pixe
 /// Writes 0 to every band of a rectangle.
 template <class T>
 void zeroRectangle(const Raster& raster, unsigned bands, const Rect& rect) noexcept {
+    const std::size_t pixel = bands * sizeof(T);
     for (long y = 0; y < static_cast<long>(rect.height); ++y) {
+        if (raster.pixelOf<T>() == static_cast<std::ptrdiff_t>(bands)) {
+            std::memset(raster.at<T>(rect.x, rect.y + y), 0, rect.width * pixel);
+            continue;
+        }
         for (long x = 0; x < static_cast<long>(rect.width); ++x) {
-            std::memset(raster.at<T>(rect.x + x, rect.y + y), 0, bands * sizeof(T));
+            std::memset(raster.at<T>(rect.x + x, rect.y + y), 0, pixel);
         }
     }
 }

@@ -110,6 +110,15 @@ inline lanes::I32 pairProducts(lanes::I16 a, lanes::I16 b) noexcept {
 #endif
 }
 
+/// The upper halves of products.
+inline lanes::I16 upperProducts(lanes::I16 a, lanes::I16 b) noexcept {
+#if defined(__SSE2__)
+    return (lanes::I16)ORV_LANES(mulhi_epi16)((lanes::Raw)a, (lanes::Raw)b);
+#else
+    return lanes::eachSample(a, b, [](int x, int y) { return static_cast<std::int16_t>(x * y >> 16); });
+#endif
+}
+
 /// Whether some lane of two vectors is below a limit.
 inline bool someBelow(lanes::I32 a, lanes::I32 b, std::int32_t limit) noexcept {
 #if defined(__AVX512BW__)
@@ -122,6 +131,21 @@ inline bool someBelow(lanes::I32 a, lanes::I32 b, std::int32_t limit) noexcept {
     return _mm_movemask_epi8((__m128i)((a < limit) | (b < limit))) != 0;
 #else
     return lanes::any((a < limit) | (b < limit));
+#endif
+}
+
+/// The lanes that are set, a bit each.
+inline std::uint32_t lanesOf(lanes::I32 set) noexcept {
+#if defined(__AVX512BW__)
+    return _mm512_movepi32_mask((__m512i)set);
+#elif defined(__AVX2__)
+    return static_cast<std::uint32_t>(_mm256_movemask_ps((__m256)set));
+#elif defined(__SSE2__)
+    return static_cast<std::uint32_t>(_mm_movemask_ps((__m128)set));
+#else
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < lanes::count<std::int32_t>; ++i) bits |= set[i] != 0 ? 1U << i : 0U;
+    return bits;
 #endif
 }
 
