@@ -5,6 +5,7 @@
 
 #include "memory/filter/NineRegions.h"
 #include "memory/filter/samples.h"
+#include "memory/frame/Extent.h"
 #include "memory/frame/LazyTable.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/bit_rows.h"
@@ -141,8 +142,10 @@ void sobelRectangle(const NineRegions& images, Region region, const Rect& rect, 
 
 template <class Magnitude>
 OrvStatus sobel(NineRegions& images, Magnitude magnitude) noexcept {
+    constexpr auto size = static_cast<std::ptrdiff_t>(sizeof(typename Magnitude::Sample));
+    const bool apart = !Extent(images.source(), size).overlaps(Extent(images.destination(), size));
+    const bool byRows = apart && images.fits(sobelWindow) && images.bands() <= chunkSamples;
     return images.visit(sobelWindow, [&](Region region, const Rect& rect) {
-        const bool byRows = images.fits(sobelWindow) && images.bands() <= chunkSamples;
         if (region == Region::interior && byRows) {
             sobelInterior<Magnitude>(images, rect);
         } else {
@@ -177,16 +180,20 @@ struct Side {
 /// Edge detection of bits. A bit is set where the magnitude reaches one half, which every gradient but a zero one does.
 class BitSobel {
 public:
-    BitSobel(const NineRegions& images, std::uint8_t** rows) noexcept : images_(images), rows_(rows) {}
+    BitSobel(const NineRegions& images, std::uint8_t** rows) noexcept
+        : images_(images),
+          rows_(rows),
+          byWords_(images.fits(sobelWindow) &&
+                   !Extent::ofBits(images.source()).overlaps(Extent::ofBits(images.destination()))) {}
 
     void rectangle(Region region, const Rect& rect) const noexcept {
-        const bool columnsInside = !isLeft(region) && !isRight(region) && images_.fits(sobelWindow);
+        const bool byWords = byWords_ && !isLeft(region) && !isRight(region);
         for (unsigned band = 0; band < images_.bands(); ++band) {
             for (long y = rect.y; y < rect.y + static_cast<long>(rect.height); ++y) {
                 findRows(y, band);
                 const BitPosition to = images_.destination().bit(rect.x, y, band);
                 const long column = rect.x + images_.source().ox;
-                if (columnsInside) {
+                if (byWords) {
                     words(to, column, rect.width);
                 } else {
                     pixels(to, column, rect.width);
@@ -236,6 +243,7 @@ private:
 
     const NineRegions& images_;
     std::uint8_t** rows_;
+    bool byWords_; ///< in place, each pixel sees what those before it have become
 };
 
 } // namespace
