@@ -14,6 +14,7 @@
 #include "memory/frame/sample_bits.h"
 #include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
+#include "memory/pixelwise/beside_bits.h"
 
 namespace {
 
@@ -37,26 +38,6 @@ bool sameTypes(Frame& frame) noexcept { return frame.image(src1)->getDataType() 
 
 #if defined(__AVX512BW__)
 
-/// The samples of an image of one band as runs beside the bits of another:
-/// `run(BitPosition bits, T* samples, std::size_t pixels)`. False where the pixels lie apart.
-template <class T, class Run>
-bool besideBits(Frame& frame, const Raster& bits, const Raster& samples, Run run) noexcept {
-    if (samples.pixel != sizeof(T)) return false;
-    for (Rect rect{}; frame.rects().next(rect);) {
-        const bool touch =
-            bitRowsTouch(rect, bits) && samples.stride == static_cast<std::ptrdiff_t>(sizeof(T)) * rect.width;
-        const std::size_t rows = touch ? 1 : rect.height;
-        const std::size_t pixels = touch ? std::size_t{rect.width} * rect.height : rect.width;
-        for (std::size_t row = 0; row < rows; ++row) {
-            const long y = rect.y + static_cast<long>(row);
-            run(bits.bit(rect.x, y, 0), samples.at<T>(rect.x, y), pixels);
-        }
-    }
-    return true;
-}
-
-constexpr std::size_t bitsOfByte = 8;
-
 /// The low bits of a vector of samples, the first one's the highest of the lowest byte.
 template <class T>
 std::uint64_t lowBits(const T* from) noexcept {
@@ -67,24 +48,84 @@ std::uint64_t lowBits(const T* from) noexcept {
 
 template <class T>
 void packLowBits(BitPosition to, const T* from, std::size_t pixels) noexcept {
-    const auto few = [&](std::size_t count) {
-        Byte bytes[lanes::count<Byte>];
-        for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<Byte>(from[i] & 1);
-        packBits(bytes, 1, to.byte, to.offset, count);
-        from += count;
-        pixels -= count;
-    };
-    if (to.offset != 0) {
-        few(std::min<std::size_t>(pixels, bitsOfByte - to.offset));
-        to = {to.byte + 1, 0};
-    }
-    constexpr std::size_t n = lanes::count<T>;
-    for (; pixels >= n; pixels -= n, from += n, to.byte += bytesOfVector<T>) {
-        const std::uint64_t bits = lowBits(from);
-        std::memcpy(to.byte, &bits, bytesOfVector<T>);
-    }
-    if (pixels > 0) few(pixels);
+    packSamples(to, from, pixels, [](const T* samples) { return lowBits(samples); });
 }
+
+/// A vector of bytes with the last first.
+lanes::Raw reversed(lanes::Raw v) noexcept {
+    constexpr long long first = 0x08090a0b0c0d0e0f;
+    constexpr long long second = 0x0001020304050607;
+    const lanes::Raw order = _mm512_set_epi64(second, first, second, first, second, first, second, first);
+    const lanes::Raw within = _mm512_shuffle_epi8(v, order);
+    return _mm512_maskz_shuffle_i64x2(0xff, within, within, 0b00011011);
+}
+
+/// The low bits of three bands, by three vectors of pixels that begin with the last: the bits of a band stand at every
+/// third place of their masks, and come together from there.
+class ThreePlanes {
+public:
+    explicit ThreePlanes(std::ptrdiff_t stride) noexcept : stride_(stride) {}
+
+    void operator()(BitPosition to, const Byte* from, std::size_t pixels) const noexcept {
+        constexpr std::size_t n = lanes::vectorBytes;
+        const auto few = [&](std::size_t count) {
+            Byte samples[bands * n] = {};
+            std::memcpy(samples, from, bands * count);
+            const Words words = wordsOf(samples);
+            for (std::size_t band = 0; band < bands; ++band) {
+                Byte bytes[sizeof words.of[band]];
+                std::memcpy(bytes, &words.of[band], sizeof bytes);
+                orv_bit_memcpy(bytes, plane(to, band).byte, static_cast<unsigned>(count), 0, to.offset);
+            }
+            from += bands * count;
+            pixels -= count;
+        };
+        if (to.offset != 0) {
+            few(std::min<std::size_t>(pixels, bitsOfByte - to.offset));
+            to = {to.byte + 1, 0};
+        }
+        for (; pixels >= n; pixels -= n, from += bands * n, to.byte += n / bitsOfByte) {
+            const Words words = wordsOf(from);
+            for (std::size_t band = 0; band < bands; ++band) {
+                std::memcpy(plane(to, band).byte, &words.of[band], n / bitsOfByte);
+            }
+        }
+        if (pixels > 0) few(pixels);
+    }
+
+private:
+    static constexpr std::size_t bands = 3;
+    struct Words {
+        std::uint64_t of[bands]; ///< the first pixel's bit the highest of the lowest byte
+    };
+
+    BitPosition plane(BitPosition first, std::size_t band) const noexcept {
+        return {first.byte + static_cast<std::ptrdiff_t>(band) * stride_, first.offset};
+    }
+
+    static Words wordsOf(const Byte* from) noexcept {
+        constexpr std::uint64_t everyThird[bands] = {0x9249249249249249, 0x2492492492492492, 0x4924924924924924};
+        constexpr int bits[bands] = {22, 21, 21};
+        std::uint64_t set[bands];
+        for (std::size_t v = 0; v < bands; ++v) {
+            const lanes::Raw samples = reversed(lanes::load<lanes::Raw>(from + (bands - 1 - v) * lanes::vectorBytes));
+            set[v] = _mm512_test_epi8_mask(samples, _mm512_set1_epi8(1));
+        }
+        Words words{};
+        for (std::size_t band = 0; band < bands; ++band) {
+            int place = 0;
+            for (std::size_t v = 0; v < bands; ++v) {
+                const std::size_t first = (2 * bands - 1 - band - v) % bands;
+                words.of[band] |= _pext_u64(set[v], everyThird[first]) << place;
+                place += bits[first];
+            }
+            words.of[band] = __builtin_bswap64(words.of[band]);
+        }
+        return words;
+    }
+
+    std::ptrdiff_t stride_;
+};
 
 /// Which byte each of a vector of shorts takes its bit from, and which bit.
 struct Spread {
@@ -191,11 +232,14 @@ template <class S, class D>
 bool convertRuns([[maybe_unused]] Frame& frame, [[maybe_unused]] unsigned bands) noexcept {
 #if defined(__AVX512BW__)
     if constexpr (std::is_same_v<S, Byte> && std::is_same_v<D, Short>) return widenedApart(frame, bands);
+    if constexpr (std::is_same_v<S, Byte> && std::is_same_v<D, Bit>) {
+        if (bands == 3) return besideBits<S>(frame, frame[dst], frame[src1], bands, ThreePlanes(frame[dst].bandStride));
+    }
     if (bands != 1) return false;
     if constexpr (std::is_same_v<D, Bit>) {
-        return besideBits<S>(frame, frame[dst], frame[src1], packLowBits<S>);
+        return besideBits<S>(frame, frame[dst], frame[src1], bands, packLowBits<S>);
     } else if constexpr (std::is_same_v<S, Bit> && std::is_same_v<D, Short>) {
-        return besideBits<D>(frame, frame[src1], frame[dst],
+        return besideBits<D>(frame, frame[src1], frame[dst], bands,
                              [](BitPosition from, Short* to, std::size_t pixels) { unpackToShorts(to, from, pixels); });
     }
 #endif

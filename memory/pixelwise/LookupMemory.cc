@@ -5,11 +5,13 @@
 
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/byte_permutation.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/orv_bit_utils.h"
 #include "memory/frame/row_moves.h"
 #include "memory/frame/sample_rows.h"
 #include "memory/frame/walk.h"
+#include "memory/pixelwise/beside_bits.h"
 #include "memory/pixelwise/lookup_utils.h"
 #include "memory/pixelwise/row_actions.h"
 
@@ -298,13 +300,54 @@ OrvStatus lookupBytes(OrvOp* op, const FrameFacts& facts, LookupCache<D, 3>& cac
     return throughTables(frame, map);
 }
 
+#if defined(__AVX512BW__)
+
+/// A bit for each byte, of a table of 256: a permutation finds the byte of eight, and a second one the bit of it.
+class BitTable {
+public:
+    explicit BitTable(const LookupBand<std::uint8_t>& band) noexcept {
+        for (int v = 0; v < byteEntries; ++v) {
+            rows_[v / 8] = static_cast<std::uint8_t>(rows_[v / 8] | (band.of(v) & 1) << v % 8);
+        }
+    }
+
+    [[gnu::flatten, gnu::target("avx512vbmi")]] void operator()(BitPosition to, const std::uint8_t* from,
+                                                                std::size_t pixels) const noexcept {
+        const lanes::Raw rows = lanes::load<lanes::Raw>(rows_);
+        const lanes::Raw bits = _mm512_set1_epi64(static_cast<long long>(0x8040201008040201));
+        const auto bitsOf = [&](const std::uint8_t* at) __attribute__((target("avx512vbmi"))) {
+            const lanes::Raw index = loadTurned(at);
+            const lanes::Raw row = _mm512_maskz_permutexvar_epi8(~0ULL, (lanes::Raw)((lanes::U8)index >> 3), rows);
+            const lanes::Raw bit = _mm512_shuffle_epi8(bits, (lanes::Raw)((lanes::U8)index & 7));
+            return std::uint64_t{_mm512_test_epi8_mask(row, bit)};
+        };
+        packSamples(to, from, pixels, bitsOf);
+    }
+
+private:
+    alignas(64) std::uint8_t rows_[lanes::vectorBytes] = {};
+};
+
+#endif
+
+/// One band of bytes that lie side by side, as bits; false where the images are not such.
+bool choseBits([[maybe_unused]] Frame& frame, [[maybe_unused]] const BandMap<std::uint8_t, Bit>& map) noexcept {
+#if defined(__AVX512BW__)
+    if (!lanes::bytePermutation || map.bands() != 1) return false;
+    return besideBits<std::uint8_t>(frame, frame[dst], frame[src1], 1, BitTable(map.band(0)));
+#else
+    return false;
+#endif
+}
+
 /// Members without a table that is kept or asked for.
 template <class S, class D>
 OrvStatus lookupPlainly(OrvOp* op, const FrameFacts& facts) noexcept {
     Frame frame(op);
     if (frame.open(facts) != ORV_SUCCESS) return ORV_FAILURE;
     const BandMap<S, D> map(frame, static_cast<OrvLookup*>(op->getObjParam(1)));
-    if constexpr (std::is_same_v<S, std::uint8_t>) return throughTables(frame, map);
+    if constexpr (std::is_same_v<S, std::uint8_t>)
+        return choseBits(frame, map) ? ORV_SUCCESS : throughTables(frame, map);
     if constexpr (std::is_same_v<S, Bit>) {
         if (map.bands() == 1 && frame[dst].pixel == sizeof(D)) return chooseSamples(frame, map);
     }
