@@ -16,7 +16,7 @@ namespace orv::host {
 template <class T>
 bool Block<T>::assign(const T* source, std::size_t count) noexcept {
     if (count > PTRDIFF_MAX / sizeof(T)) return false;
-    T* const values = new (std::nothrow) T[count]();
+    T* const values = source ? new (std::nothrow) T[count] : new (std::nothrow) T[count]();
     if (!values) return false;
     if (source) std::copy_n(source, count, values);
     delete[] values_;

@@ -41,6 +41,11 @@ public:
     }
 
     bool has(int value) const noexcept { return flags_[value - lowest_] != 0; }
+    bool hasNone(int from, int end) const noexcept {
+        std::uint8_t met = 0;
+        for (int value = from; value < end; ++value) met |= flags_[value - lowest_];
+        return met == 0;
+    }
     bool any() const noexcept { return firstOf(0, Values) != Values; }
     int smallest() const noexcept { return std::min(smallestStart_, lowest_ + static_cast<int>(firstOf(0, Values))); }
     int largest() const noexcept {
@@ -67,12 +72,22 @@ private:
     int smallestStart_;
 };
 
-/// Each value from the smallest to the largest maps to the rank of the nearest value in use at or below it.
+/// Each value from the smallest to the largest maps to the rank of the nearest value in use at or below it. Where many
+/// in a row are not in use, theirs is filled in.
 template <class T, class Values>
 void fillRanks(T* table, const Values& values, int smallest, int largest, int rank) noexcept {
-    for (int value = smallest; value <= largest; ++value) {
-        if (values.has(value)) ++rank;
-        *table++ = static_cast<T>(rank);
+    constexpr int block = 64;
+    for (int value = smallest; value <= largest;) {
+        const int end = std::min(largest + 1, value + block);
+        if (values.hasNone(value, end)) {
+            table = std::fill_n(table, end - value, static_cast<T>(rank));
+            value = end;
+            continue;
+        }
+        for (; value < end; ++value) {
+            if (values.has(value)) ++rank;
+            *table++ = static_cast<T>(rank);
+        }
     }
 }
 
