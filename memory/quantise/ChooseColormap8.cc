@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/RectCursor.h"
@@ -27,8 +26,8 @@ constexpr int cellCount = plane * side;
 /// Sums of the samples of a large picture do not fit 32 bits.
 using Moment = std::int64_t;
 
-// The arrays live on from call to call, their contents do not. After M3d a cell holds the sum over the box from the
-// origin to it.
+// The arrays live on from call to call; of their contents the cells at an index of 0 do, which are 0. After M3d a cell
+// holds the sum over the box from the origin to it.
 Moment* wtp = nullptr; // pixels
 Moment* mrp = nullptr; // sums of band 0
 Moment* mgp = nullptr; // of band 1
@@ -42,7 +41,8 @@ struct box {
 
 enum Direction { blue, green, red };
 
-constexpr int cellAt(int r, int g, int b) noexcept { return r * plane + g * side + b; }
+constexpr int lineAt(int r, int g) noexcept { return r * side + g; }
+constexpr int cellAt(int r, int g, int b) noexcept { return lineAt(r, g) * side + b; }
 
 /// A cell of the histogram while it is filled: all sums in one place. The squares are summed in single precision, pixel
 /// by pixel.
@@ -51,7 +51,8 @@ struct alignas(32) Bin {
     float squares;
     Moment r, g, b;
 };
-Bin bins[cellCount];
+Bin bins[cellCount]; // 0 between calls
+bool counted[plane]; // lines with pixels
 
 void Hist3d(const std::uint8_t* data, unsigned height, unsigned width, std::ptrdiff_t scanline_stride,
             std::ptrdiff_t pixel_stride) noexcept {
@@ -63,7 +64,9 @@ void Hist3d(const std::uint8_t* data, unsigned height, unsigned width, std::ptrd
             const int r = pixel[0];
             const int g = pixel[1];
             const int b = pixel[2];
-            Bin& bin = bins[cellAt((r >> 3) + 1, (g >> 3) + 1, (b >> 3) + 1)];
+            const int line = lineAt((r >> 3) + 1, (g >> 3) + 1);
+            counted[line] = true;
+            Bin& bin = bins[line * side + (b >> 3) + 1];
             ++bin.weight;
             bin.squares += static_cast<float>(squares[r] + squares[g] + squares[b]);
             bin.r += r;
@@ -73,39 +76,56 @@ void Hist3d(const std::uint8_t* data, unsigned height, unsigned width, std::ptrd
     }
 }
 
-void takeBins(Moment* wt, Moment* mr, Moment* mg, Moment* mb, float* m2) noexcept {
-    for (int cell = 0; cell < cellCount; ++cell) {
-        wt[cell] = bins[cell].weight;
-        mr[cell] = bins[cell].r;
-        mg[cell] = bins[cell].g;
-        mb[cell] = bins[cell].b;
-        m2[cell] = bins[cell].squares;
+/// The sums of a plane's lines up to one of them, from the line's beginning to each cell.
+struct Area {
+    Moment w[side] = {};
+    Moment r[side] = {};
+    Moment g[side] = {};
+    Moment b[side] = {};
+    float squares[side] = {};
+
+    /// Takes the counts of a line out of its bins.
+    void add(Bin* line) noexcept {
+        Moment weight = 0;
+        Bin sum{};
+        for (int i = 1; i < side; ++i) {
+            weight += line[i].weight;
+            sum.squares += line[i].squares;
+            sum.r += line[i].r;
+            sum.g += line[i].g;
+            sum.b += line[i].b;
+            w[i] += weight;
+            squares[i] += sum.squares;
+            r[i] += sum.r;
+            g[i] += sum.g;
+            b[i] += sum.b;
+        }
+        std::fill_n(line, side, Bin{});
     }
+};
+
+/// The cells of a line: what those of the plane before hold, and an area's sums.
+template <class T>
+void cumulate(T* moment, int line, const T (&area)[side]) noexcept {
+    T* const cells = moment + line * side;
+    const T* const before = cells - plane;
+    for (int i = 1; i < side; ++i) cells[i] = before[i] + area[i];
 }
 
-/// Cumulates one moment in place: each cell becomes the sum over the box from the origin to it.
-template <class T>
-void cumulate(T* moment) noexcept {
+void M3d() noexcept {
     for (int r = 1; r < side; ++r) {
-        T area[side] = {};
+        Area area;
         for (int g = 1; g < side; ++g) {
-            T line = 0;
-            for (int b = 1; b < side; ++b) {
-                const int cell = cellAt(r, g, b);
-                line += moment[cell];
-                area[b] += line;
-                moment[cell] = moment[cell - plane] + area[b];
-            }
+            const int line = lineAt(r, g);
+            if (counted[line]) area.add(bins + line * side);
+            counted[line] = false;
+            cumulate(wtp, line, area.w);
+            cumulate(mrp, line, area.r);
+            cumulate(mgp, line, area.g);
+            cumulate(mbp, line, area.b);
+            cumulate(m2p, line, area.squares);
         }
     }
-}
-
-void M3d(Moment* wt, Moment* mr, Moment* mg, Moment* mb, float* m2) noexcept {
-    cumulate(wt);
-    cumulate(mr);
-    cumulate(mg);
-    cumulate(mb);
-    cumulate(m2);
 }
 
 /// The sum over a box by its eight corners.
@@ -214,15 +234,6 @@ int Cut(box* set1, box* set2) noexcept {
     return 1;
 }
 
-void Mark(const box* cube, unsigned label, std::uint8_t* tag) noexcept {
-    for (int r = cube->r0 + 1; r <= cube->r1; ++r) {
-        for (int g = cube->g0 + 1; g <= cube->g1; ++g) {
-            std::memset(tag + cellAt(r, g, cube->b0 + 1), static_cast<int>(label & 255),
-                        static_cast<std::size_t>(cube->b1 - cube->b0));
-        }
-    }
-}
-
 void reportNoMemory(int line = 0) noexcept { fail(static_cast<OrvSystemState*>(nullptr), {"di-1", 1, 1, line}, file); }
 
 /// Cuts until there are as many boxes as colours, or none worth a cut; answers the number of boxes.
@@ -246,15 +257,14 @@ unsigned cutBoxes(box* cube, float* variance, unsigned colours) noexcept {
 
 /// Writes an entry for each box; where the cutting ends early, or a box is empty, entries stay as they are.
 void GenerateColormap8(std::uint8_t* colormap, unsigned colours) noexcept {
-    M3d(wtp, mrp, mgp, mbp, m2p);
+    M3d();
     const Array<box> cube(colours);
     const Array<float> variance(colours);
     if (!cube || !variance) return reportNoMemory();
     const unsigned count = cutBoxes(cube.get(), variance.get(), colours);
-    const Array<std::uint8_t> tag(cellCount);
+    const Array<std::uint8_t> tag(cellCount); // for the boxes' numbers, which nothing asks for
     if (!tag) return reportNoMemory(634);
     for (unsigned k = 0; k < count; ++k) {
-        Mark(&cube[k], k, tag.get());
         const Moment weight = Vol(&cube[k], wtp);
         if (weight == 0) continue;
         std::uint8_t* entry = colormap + std::size_t{k} * 3;
@@ -278,7 +288,11 @@ bool makeArrays() noexcept {
     mgp = newArray<Moment>(cellCount);
     mbp = newArray<Moment>(cellCount);
     mrp = newArray<Moment>(cellCount);
-    if (m2p != nullptr && wtp != nullptr && mgp != nullptr && mbp != nullptr && mrp != nullptr) return true;
+    if (m2p != nullptr && wtp != nullptr && mgp != nullptr && mbp != nullptr && mrp != nullptr) {
+        std::fill_n(m2p, cellCount, 0.0F);
+        for (Moment* moments : {wtp, mrp, mgp, mbp}) std::fill_n(moments, cellCount, Moment{0});
+        return true;
+    }
     drop(m2p);
     drop(wtp);
     drop(mgp);
@@ -313,12 +327,10 @@ OrvStatus OrvDeviceComputeTypeMemory::ChooseColormap8(OrvOp* op, int) noexcept {
     if (list == nullptr) return fail(source, {"di-8", 1, 1, 151}, file);
     RectCursor rects(list);
     if (!makeArrays()) return fail(source, noMemory, file);
-    std::memset(bins, 0, sizeof bins);
     // Every rectangle is counted from the image's first pixel: its size alone matters, as intended.
     for (Rect rect{}; rects.next(rect);) {
         Hist3d(storage->byte.data, rect.height, rect.width, storage->byte.scanline_stride, storage->byte.pixel_stride);
     }
-    takeBins(wtp, mrp, mgp, mbp, m2p);
     GenerateColormap8(colormap.get(), colours);
 
     OrvSystemState* state = source->getSystemState();
