@@ -3,6 +3,7 @@
 #include <array>
 #include <utility>
 
+#include "memory/frame/band_vectors.h"
 #include "memory/frame/byte_permutation.h"
 #include "memory/frame/sample_rows.h"
 
@@ -11,62 +12,6 @@ namespace orvi::lanes {
 #if defined(__AVX512BW__)
 
 namespace {
-
-/// As many vectors of pixels as these have bands, and as many of one band each. Once the samples of each pixel are
-/// turned by the number of the vector, those that stand at one place of the vectors are one of each band, and change
-/// vectors alone. Those of three bands stand so by themselves: a vector is a third of a pixel behind the one before.
-template <int Bands>
-struct VectorsOfBands {
-    U8 of[Bands];
-
-    VectorsOfBands apart() const noexcept {
-        VectorsOfBands pixels;
-        for (int i = 0; i < Bands; ++i) pixels.of[i] = turned(of[i], i);
-        return pixels.exchanged(1);
-    }
-    VectorsOfBands together() const noexcept {
-        VectorsOfBands pixels = exchanged(Bands - 1);
-        for (int i = 0; i < Bands; ++i) pixels.of[i] = turned(pixels.of[i], Bands - i);
-        return pixels;
-    }
-
-private:
-    static constexpr std::uint64_t everyPixel() noexcept {
-        std::uint64_t places = 0;
-        for (std::size_t i = 0; i < vectorBytes; i += Bands) places |= std::uint64_t{1} << i;
-        return places;
-    }
-
-    struct Turns {
-        alignas(64) std::uint8_t places[Bands][vectorBytes] = {};
-
-        constexpr Turns() noexcept {
-            for (unsigned turn = 0; turn < Bands; ++turn) {
-                for (unsigned i = 0; i < vectorBytes; ++i) {
-                    places[turn][i] = static_cast<std::uint8_t>((i - i % Bands + (i + turn) % Bands) % 16);
-                }
-            }
-        }
-    };
-    static constexpr Turns turns{};
-
-    static U8 turned(U8 v, int turn) noexcept {
-        if (Bands == 3 || turn % Bands == 0) return v;
-        return (U8)_mm512_shuffle_epi8((Raw)v, load<Raw>(turns.places[turn]));
-    }
-
-    /// Vector i takes its places behind each pixel's first from those so many vectors on, times the place.
-    VectorsOfBands exchanged(int step) const noexcept {
-        VectorsOfBands result = *this;
-        for (int place = 1; place < Bands; ++place) {
-            for (int i = 0; i < Bands; ++i) {
-                const Raw other = (Raw)of[(i + (Bands - step) * place) % Bands];
-                result.of[i] = (U8)_mm512_mask_mov_epi8((Raw)result.of[i], everyPixel() << place, other);
-            }
-        }
-        return result;
-    }
-};
 
 template <std::size_t... Band>
 std::array<PermutedBytes, sizeof...(Band)> tablesFrom(std::size_t first, const std::uint8_t* const* tables,

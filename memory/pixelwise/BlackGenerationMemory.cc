@@ -7,6 +7,7 @@
 
 #include "memory/frame/Frame.h"
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
+#include "memory/frame/band_vectors.h"
 #include "memory/frame/byte_permutation.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
@@ -99,7 +100,8 @@ public:
     void separate(Byte* d, const Byte* s, std::size_t pixels) const noexcept {
 #if defined(__AVX512BW__)
         if (SourceBands == allBands && lanes::bytePermutation && !hasLast_) {
-            const std::size_t done = gains_ ? separateWords<true>(d, s, pixels) : separateWords<false>(d, s, pixels);
+            const std::size_t done =
+                gains_ ? separateVectors<true>(d, s, pixels) : separateVectors<false>(d, s, pixels);
             d += done * allBands;
             s += done * allBands;
             pixels -= done;
@@ -116,48 +118,35 @@ public:
 
 private:
 #if defined(__AVX512BW__)
-    /// Pixels where they stand, four bytes a word: the least inks of four vectors of them meet in one, to be looked up
-    /// together. Whole such vectors; how many pixels that were.
+    /// Whole vectors of pixels; how many pixels that were.
     template <bool Gains>
-    [[gnu::target("avx512vbmi")]] std::size_t separateWords(Byte* d, const Byte* s, std::size_t pixels) const noexcept {
-        using lanes::Raw, lanes::U32, lanes::U8;
-        Raw quarters[2][4];
-        for (int i = 0; i < 4; ++i) {
-            quarters[0][i] = lanes::load<Raw>(loss_ + 64 * i);
-            quarters[1][i] = lanes::load<Raw>(black_ + 64 * i);
+    [[gnu::flatten, gnu::target("avx512vbmi")]] std::size_t separateVectors(Byte* d, const Byte* s,
+                                                                            std::size_t pixels) const noexcept {
+        using lanes::U8;
+        using Pixels = lanes::VectorsOfBands<allBands>;
+        constexpr std::size_t n = lanes::vectorBytes;
+        const lanes::PermutedBytes lossOf(loss_);
+        const lanes::PermutedBytes blackOf(black_);
+        const std::size_t whole = pixels / n * n;
+        for (std::size_t i = 0; i < allBands * whole; i += allBands * n) {
+            fetchAhead<allBands>(s + i);
+            Pixels v;
+            for (std::size_t band = 0; band < allBands; ++band) v.of[band] = lanes::load<U8>(s + i + band * n);
+            v = v.apart();
+            const auto turned = [](U8 of, unsigned places) { return Pixels::turned(of, static_cast<int>(places)); };
+            const U8 two = lanes::smaller<U8>(v.of[0], turned(v.of[1], 1));
+            const U8 least = lanes::smaller<U8>(two, turned(v.of[2], 2));
+            const U8 loss = lossOf(least);
+            for (unsigned ink = 0; ink < inks; ++ink) {
+                const U8 change = turned(loss, allBands - ink);
+                v.of[ink] =
+                    Gains ? lanes::addSaturated(v.of[ink], change) : lanes::subtractSaturated(v.of[ink], change);
+            }
+            v.of[inks] = turned(blackOf(least), allBands - inks);
+            v = v.together();
+            for (std::size_t band = 0; band < allBands; ++band) lanes::store(d + i + band * n, v.of[band]);
         }
-        constexpr int words = 4;
-        // From byte v of each word to all inks of its pixel, or to its black.
-        const Raw wordStarts =
-            _mm512_maskz_broadcast_i32x4(0xffff, _mm_set_epi32(0x0c0c0c0c, 0x08080808, 0x04040404, 0));
-        const U32 blackPlace = U32{} + 0xff000000;
-        constexpr std::uint64_t blackBytes = 0x8888888888888888;
-        std::size_t done = 0;
-        for (; done + lanes::vectorBytes <= pixels; done += lanes::vectorBytes, d += 256, s += 256) {
-            U32 in[words];
-            U32 least{};
-            for (int v = 0; v < words; ++v) {
-                in[v] = lanes::load<U32>(s + 64 * v);
-                const U8 two = lanes::smaller<U8>((U8)in[v], (U8)(in[v] >> 8));
-                least |= ((U32)lanes::smaller<U8>(two, (U8)(in[v] >> 16)) & 255) << (8 * v);
-            }
-            const __mmask64 upper = _mm512_movepi8_mask((Raw)least);
-            Raw found[2];
-            for (int i = 0; i < 2; ++i) {
-                const Raw low = _mm512_permutex2var_epi8(quarters[i][0], (Raw)least, quarters[i][1]);
-                const Raw high = _mm512_permutex2var_epi8(quarters[i][2], (Raw)least, quarters[i][3]);
-                found[i] = _mm512_mask_mov_epi8(low, upper, high);
-            }
-            for (int v = 0; v < words; ++v) {
-                const Raw places = (Raw)((U32)wordStarts + 0x01010101U * static_cast<unsigned>(v));
-                const U8 loss = (U8)_mm512_shuffle_epi8(found[0], places);
-                const U8 black = (U8)_mm512_maskz_shuffle_epi8(blackBytes, found[1], places);
-                const U8 ink = (U8)(in[v] & ~blackPlace);
-                const U8 left = Gains ? lanes::addSaturated(ink, loss) : lanes::subtractSaturated(ink, loss);
-                lanes::store(d + 64 * v, (U32)(Gains ? (U8)((U32)left & ~blackPlace) : left) | (U32)black);
-            }
-        }
-        return done;
+        return whole;
     }
 #endif
 
@@ -269,7 +258,7 @@ void separateRun(Byte* d, const Byte* s, std::size_t pixels, Shares shares) noex
 #if defined(ORV_SHORT_PIXELS)
 
 /// Shorts by vectors of pixels.
-template <unsigned SourceBands>
+template <unsigned SourceBands, Floats known>
 void separateVector(Short* d, const Short* s, Shares shares) noexcept {
     using lanes::F32;
     using lanes::I32;
@@ -285,21 +274,29 @@ void separateVector(Short* d, const Short* s, Shares shares) noexcept {
     }
     const F32 k = lanes::toFloat(lanes::smaller<I32>(lanes::smaller<I32>(ink[0], ink[1]), ink[2]));
     const F32 removed = k * shares.undercolor;
-    const auto result = [removed](I32 x) { return roundedShort(lanes::toFloat(x) - removed); };
-    lanes::storeFourShorts(d, result(ink[0]), result(ink[1]), result(ink[2]), roundedShort(k * shares.black));
+    const auto result = [removed](I32 x) { return toShort<known>(lanes::toFloat(x) - removed); };
+    lanes::storeFourShorts(d, result(ink[0]), result(ink[1]), result(ink[2]), toShort<known>(k * shares.black));
 }
 
-template <unsigned SourceBands>
-void separateRun(Short* d, const Short* s, std::size_t pixels, Shares shares) noexcept {
+template <unsigned SourceBands, Floats known>
+void separateVectors(Short* d, const Short* s, std::size_t pixels, Shares shares) noexcept {
     constexpr std::size_t n = lanes::shortPixels;
     std::size_t i = 0;
-    for (; i + n <= pixels; i += n) separateVector<SourceBands>(d + i * allBands, s + i * SourceBands, shares);
+    for (; i + n <= pixels; i += n) separateVector<SourceBands, known>(d + i * allBands, s + i * SourceBands, shares);
     if (i == pixels) return;
     Short source[n * SourceBands] = {};
     Short result[n * allBands];
     std::memcpy(source, s + i * SourceBands, (pixels - i) * SourceBands * sizeof(Short));
-    separateVector<SourceBands>(result, source, shares);
+    separateVector<SourceBands, known>(result, source, shares);
     std::memcpy(d + i * allBands, result, (pixels - i) * allBands * sizeof(Short));
+}
+
+template <unsigned SourceBands>
+void separateRun(Short* d, const Short* s, std::size_t pixels, Shares shares) noexcept {
+    constexpr float most = smallLimit / (1 - 2 * static_cast<float>(lowest<Short>));
+    const bool small = std::fabs(shares.black) < most && std::fabs(shares.undercolor) < most;
+    small ? separateVectors<SourceBands, Floats::small>(d, s, pixels, shares)
+          : separateVectors<SourceBands, Floats::any>(d, s, pixels, shares);
 }
 
 #else

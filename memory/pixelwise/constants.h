@@ -46,6 +46,14 @@ enum class Floats {
 };
 inline constexpr float smallLimit = 1 << 30;
 
+#if defined(__AVX512BW__)
+/// The same, of small ones too high or too low as they come: they saturate as they narrow.
+template <Floats known>
+inline lanes::I32 toShort(lanes::F32 x) noexcept {
+    return known == Floats::small ? lanes::truncate(withHalf(x)) : roundedShort(x);
+}
+#endif
+
 /// dst = op(src1 as a float, the values), rounded, for images of one band with a gap of a sample; false where they are
 /// not such.
 template <class Op, class... Values>
@@ -70,11 +78,9 @@ bool mappedRoundedWords([[maybe_unused]] Frame& frame, [[maybe_unused]] Op op,
 template <Floats known>
 inline void storeRounded(std::int16_t* to, lanes::F32 first, lanes::F32 second) noexcept {
 #if defined(__AVX512BW__)
-    // Small ones are clamped as they narrow, which takes turns with the quarters of its operands.
-    const auto rounded = [](lanes::F32 v) {
-        return (lanes::Raw)(known == Floats::small ? lanes::truncate(withHalf(v)) : roundedShort(v));
-    };
-    const lanes::Raw inTurns = _mm512_packs_epi32(rounded(first), rounded(second));
+    // Narrowing takes turns with the quarters of its operands.
+    const lanes::Raw inTurns =
+        _mm512_packs_epi32((lanes::Raw)toShort<known>(first), (lanes::Raw)toShort<known>(second));
     const lanes::Raw order = _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0);
     lanes::store(to, _mm512_maskz_permutexvar_epi64(0xff, order, inTurns));
 #else
