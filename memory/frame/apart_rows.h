@@ -17,7 +17,7 @@ namespace orvi {
 
 /// An image of a walk, as samples of a type.
 template <class T>
-struct Samples {
+struct ImageOf {
     const Raster& raster;
     T* at(long x, long y) const noexcept { return raster.at<T>(x, y); }
     std::ptrdiff_t step() const noexcept { return raster.pixelOf<T>(); }
@@ -25,7 +25,7 @@ struct Samples {
 
 /// The samples from pixel to pixel where all images have as many, of which lines hold a whole number; 0 elsewhere.
 template <class D, class... S>
-unsigned stepApart(unsigned bands, Samples<D> to, Samples<S>... from) noexcept {
+unsigned stepApart(unsigned bands, ImageOf<D> to, ImageOf<S>... from) noexcept {
     constexpr unsigned most = 8;
     const auto step = static_cast<unsigned>(to.step());
     const bool alike = ((from.step() == to.step()) && ...);
@@ -34,7 +34,7 @@ unsigned stepApart(unsigned bands, Samples<D> to, Samples<S>... from) noexcept {
 
 /// Runs `kernel(std::size_t pixels, D* d, const S*... s)` over all rectangles.
 template <class D, class Kernel, class... S>
-void walkPixelRows(RectCursor& rects, Kernel kernel, Samples<D> to, Samples<S>... from) noexcept {
+void walkPixelRows(RectCursor& rects, Kernel kernel, ImageOf<D> to, ImageOf<S>... from) noexcept {
     for (Rect rect{}; rects.next(rect);) {
         const auto touches = [&](const Raster& raster) {
             return raster.stride == raster.pixel * static_cast<std::ptrdiff_t>(rect.width);
@@ -49,7 +49,7 @@ void walkPixelRows(RectCursor& rects, Kernel kernel, Samples<D> to, Samples<S>..
 
 /// Runs `kernel(LinesApart<D> row, D* d, const S*... s)` over all rectangles of images that lie apart.
 template <class D, class Kernel, class... S>
-void walkApart(RectCursor& rects, unsigned bands, Kernel kernel, Samples<D> to, Samples<S>... from) noexcept {
+void walkApart(RectCursor& rects, unsigned bands, Kernel kernel, ImageOf<D> to, ImageOf<S>... from) noexcept {
     const auto step = static_cast<unsigned>(to.step());
     const auto row = [&](std::size_t pixels, D* d, const S*... s) {
         kernel(LinesApart<D>(d, (pixels - 1) * step + bands, step, bands), d, s...);
@@ -60,8 +60,8 @@ void walkApart(RectCursor& rects, unsigned bands, Kernel kernel, Samples<D> to, 
 /// mapSamples for images that lie apart; false where they do not. An operation that notes what it meets must not meet
 /// what lies between pixels.
 template <class T, class Operation, class... S>
-bool mappedApart(RectCursor& rects, unsigned bands, const Operation& operation, Samples<T> to,
-                 Samples<S>... from) noexcept {
+bool mappedApart(RectCursor& rects, unsigned bands, const Operation& operation, ImageOf<T> to,
+                 ImageOf<S>... from) noexcept {
     if constexpr (std::is_empty_v<Operation>) {
         if (stepApart(bands, to, from...) == 0) return false;
         const auto row = [&](const LinesApart<T>& lines, T* d, const S*... s) { mapLines(lines, d, operation, s...); };
@@ -98,7 +98,7 @@ void mapWords(std::size_t pixels, T* d, Make make, const S*... s) noexcept {
 
 /// mapWords for images of one band; false where their pixels do not lie so.
 template <class Word, class T, class Make, class... S>
-bool mappedWords(RectCursor& rects, Make&& make, Samples<T> to, Samples<S>... from) noexcept {
+bool mappedWords(RectCursor& rects, Make&& make, ImageOf<T> to, ImageOf<S>... from) noexcept {
     if (stepApart(1, to, from...) != 2) return false;
     const auto row = [&](std::size_t pixels, T* d, const S*... s) {
         mapWords<Word>(

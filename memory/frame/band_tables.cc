@@ -1,11 +1,11 @@
 #include "memory/frame/band_tables.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
 #include "memory/frame/band_vectors.h"
 #include "memory/frame/byte_permutation.h"
-#include "memory/frame/sample_rows.h"
 
 namespace orvi::lanes {
 
@@ -20,11 +20,10 @@ std::array<PermutedBytes, sizeof...(Band)> tablesFrom(std::size_t first, const s
 }
 
 /// A row by as many of its results' lines at a time as it has bands.
-template <int Bands>
+template <int Bands, class Lines>
 [[gnu::flatten, gnu::target("avx512vbmi")]] void
-permuteRow(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels, const std::uint8_t* const* tables) noexcept {
+permuteRow(const Lines& row, std::uint8_t* to, const std::uint8_t* from, const std::uint8_t* const* tables) noexcept {
     constexpr std::ptrdiff_t n = vectorBytes;
-    const RowLines<std::uint8_t> row(to, Bands * pixels);
     const auto entries =
         tablesFrom(static_cast<std::size_t>(row.first() + Bands * n), tables, std::make_index_sequence<Bands>{});
     const auto map = [&](std::ptrdiff_t i, auto loadLine, auto storeLine) __attribute__((target("avx512vbmi"))) {
@@ -37,7 +36,7 @@ permuteRow(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels, const
     };
     const auto own = [&](std::ptrdiff_t i) {
         if (i == row.first()) return row.firstSamples();
-        if (i + n <= row.end()) return ~std::uint64_t{0};
+        if (i + n <= row.end()) return row.lineSamples();
         return i < row.end() ? row.lastSamples(i) : 0;
     };
     const auto some = [&](std::ptrdiff_t start) __attribute__((target("avx512vbmi"))) {
@@ -54,7 +53,7 @@ permuteRow(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels, const
         fetchAhead<Bands>(from + i);
         map(
             i, [&](std::ptrdiff_t line) { return loadOnce<U8>(from + line); },
-            [&](std::ptrdiff_t line, U8 v) { store(to + line, v); });
+            [&](std::ptrdiff_t line, U8 v) { row.store(to + line, v); });
     }
     if (i < row.end()) some(i);
 }
@@ -64,10 +63,19 @@ permuteRow(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels, const
 bool permuteBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels, const std::uint8_t* const* tables,
                   unsigned bands) noexcept {
     if (!bytePermutation) return false;
-    if (bands == 2) return permuteRow<2>(to, from, pixels, tables), true;
-    if (bands == 3) return permuteRow<3>(to, from, pixels, tables), true;
-    if (bands == 4) return permuteRow<4>(to, from, pixels, tables), true;
+    const RowLines<std::uint8_t> row(to, bands * pixels);
+    if (bands == 2) return permuteRow<2>(row, to, from, tables), true;
+    if (bands == 3) return permuteRow<3>(row, to, from, tables), true;
+    if (bands == 4) return permuteRow<4>(row, to, from, tables), true;
     return false;
+}
+
+void permuteApart(const LinesApart<std::uint8_t>& row, std::uint8_t* to, const std::uint8_t* from,
+                  const std::uint8_t* const* tables, unsigned step) noexcept {
+    if (std::all_of(tables, tables + step, [&](const std::uint8_t* table) { return table == *tables; })) {
+        return permuteRow<1>(row, to, from, tables);
+    }
+    step == 2 ? permuteRow<2>(row, to, from, tables) : permuteRow<4>(row, to, from, tables);
 }
 
 #else

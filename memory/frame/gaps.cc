@@ -396,6 +396,46 @@ void copyMasked(std::byte* to, const std::byte* from, std::size_t step, std::siz
     if (pixels > 0) some(pixels);
 }
 
+/// Where the bytes of a vector come from, for as many pixels of a distance as fit, in the opposite order.
+struct Reversal {
+    alignas(lanes::vectorBytes) std::array<std::uint8_t, lanes::vectorBytes> places{};
+
+    constexpr Reversal() noexcept = default;
+    constexpr explicit Reversal(std::size_t step) noexcept {
+        const std::size_t pixels = lanes::vectorBytes / step;
+        for (std::size_t i = 0; i < pixels * step; ++i) {
+            places[i] = static_cast<std::uint8_t>((pixels - 1 - i / step) * step + i % step);
+        }
+    }
+};
+constexpr auto reversals = [] {
+    std::array<Reversal, laneBytes + 1> all;
+    for (std::size_t step = 2; step <= laneBytes; ++step) all[step] = Reversal(step);
+    return all;
+}();
+
+[[gnu::target("avx512vbmi")]] void reversePermuted(std::byte* to, const std::byte* from, std::size_t step,
+                                                   std::size_t size, std::size_t pixels) noexcept {
+    const Raw places = lanes::load<Raw>(reversals[step].places.data());
+    const std::uint64_t samples = permutations[step][size].samples;
+    const std::size_t group = permutations[step][size].pixels;
+    from -= (group - 1) * step;
+    const auto some = [&](std::size_t now) __attribute__((target("avx512vbmi"))) {
+        const Raw apart = _mm512_maskz_loadu_epi8(samples & ~lowBytes((group - now) * step), from);
+        _mm512_mask_storeu_epi8(to, samples & lowBytes(now * step),
+                                _mm512_maskz_permutexvar_epi8(everyByte, places, apart));
+        to += now * step;
+        from -= now * step;
+        pixels -= now;
+    };
+    some(pixelsBeforeLine(to, step, pixels));
+    while (pixels >= group) {
+        __builtin_prefetch(to + ahead, 1);
+        some(group);
+    }
+    if (pixels > 0) some(pixels);
+}
+
 #endif
 
 #if defined(__AVX512BW__)
@@ -449,6 +489,15 @@ void copyAcrossGaps(std::byte* to, std::ptrdiff_t toStep, const std::byte* from,
         closeGaps(together, from + static_cast<std::ptrdiff_t>(done) * fromStep, fromStep, size, now);
         openGaps(to + static_cast<std::ptrdiff_t>(done) * toStep, together, toStep, size, now);
     }
+}
+
+bool reverseAcrossGaps([[maybe_unused]] std::byte* to, [[maybe_unused]] const std::byte* from,
+                       [[maybe_unused]] std::ptrdiff_t step, [[maybe_unused]] std::size_t size,
+                       [[maybe_unused]] std::size_t pixels) noexcept {
+#if defined(__AVX512BW__)
+    if (permutes(step, size)) return reversePermuted(to, from, static_cast<std::size_t>(step), size, pixels), true;
+#endif
+    return false;
 }
 
 } // namespace orvi

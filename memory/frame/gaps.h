@@ -16,4 +16,9 @@ void openGaps(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::si
 void copyAcrossGaps(std::byte* to, std::ptrdiff_t toStep, const std::byte* from, std::ptrdiff_t fromStep,
                     std::size_t size, std::size_t pixels) noexcept;
 
+/// From pixels that go backwards to others that lie as far apart, of which none is the same memory; false, and nothing
+/// done, where pixels do not fit into vectors.
+bool reverseAcrossGaps(std::byte* to, const std::byte* from, std::ptrdiff_t step, std::size_t size,
+                       std::size_t pixels) noexcept;
+
 } // namespace orvi

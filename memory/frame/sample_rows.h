@@ -62,6 +62,8 @@ public:
     }
     std::uint64_t lastSamples(std::ptrdiff_t at) const noexcept { return firstBits(end_ - at); }
 
+    /// Those of a line that lies within the row.
+    static std::uint64_t lineSamples() noexcept { return ~std::uint64_t{0}; }
     void store(T* at, lanes::Vec<T> v) const noexcept { lanes::store(at, v); }
 
     static constexpr std::ptrdiff_t line = lanes::count<T>;
@@ -104,6 +106,7 @@ public:
     std::ptrdiff_t end() const noexcept { return row_.end(); }
     std::uint64_t firstSamples() const noexcept { return row_.firstSamples() & which_; }
     std::uint64_t lastSamples(std::ptrdiff_t at) const noexcept { return row_.lastSamples(at) & which_; }
+    std::uint64_t lineSamples() const noexcept { return which_; }
     void store(T* at, lanes::Vec<T> v) const noexcept { storeSome(at, which_, v); }
 
 private:

@@ -425,6 +425,7 @@ public:
 
     void copy(std::byte* to, const std::byte* from, std::size_t width) const noexcept {
         if (right_ > 0) return copyAcrossGaps(to, pixel_, from, right_, size_, width);
+        if (right_ == -pixel_ && reverseAcrossGaps(to, from, pixel_, size_, width)) return;
         std::byte closed[block];
         std::byte reversed[block];
         const std::size_t most = block / size_;

@@ -15,7 +15,7 @@ template <class T, class Operation>
 void eachSample(Frame& frame, Operation& operation) noexcept {
     const unsigned bands = commonBands(frame[dst], frame[src1]);
 #if defined(__AVX512BW__)
-    if (mappedApart<T>(frame.rects(), bands, operation, Samples<T>{frame[dst]}, Samples<T>{frame[src1]})) return;
+    if (mappedApart<T>(frame.rects(), bands, operation, ImageOf<T>{frame[dst]}, ImageOf<T>{frame[src1]})) return;
 #endif
     const auto kernel = [&operation, bands](T* d, const T* a, std::size_t pixels) {
         operation = mapSamples(d, pixels * bands, operation, a);
@@ -28,12 +28,12 @@ template <class T, class Operation>
 void eachPair(Frame& frame, Operation& operation) noexcept {
     const unsigned bands = commonBands(frame[dst], frame[src1], frame[src2]);
 #if defined(__AVX512BW__)
-    if (mappedApart<T>(frame.rects(), bands, operation, Samples<T>{frame[dst]}, Samples<T>{frame[src1]},
-                       Samples<T>{frame[src2]}))
+    if (mappedApart<T>(frame.rects(), bands, operation, ImageOf<T>{frame[dst]}, ImageOf<T>{frame[src1]},
+                       ImageOf<T>{frame[src2]}))
         return;
     if constexpr (!std::is_empty_v<Operation> && sizeof(T) == 1) {
-        const bool mapped = bands == 1 && mappedWords<lanes::U16>(frame.rects(), operation, Samples<T>{frame[dst]},
-                                                                  Samples<T>{frame[src1]}, Samples<T>{frame[src2]});
+        const bool mapped = bands == 1 && mappedWords<lanes::U16>(frame.rects(), operation, ImageOf<T>{frame[dst]},
+                                                                  ImageOf<T>{frame[src1]}, ImageOf<T>{frame[src2]});
         if (mapped) return;
     }
 #endif

@@ -395,8 +395,8 @@ bool blendedWords([[maybe_unused]] Frame& frame, [[maybe_unused]] unsigned bands
 #if defined(__AVX512BW__)
     const auto mix = [&](lanes::U16 alpha, lanes::U16 s1, lanes::U16 s2) { return mixer.mix(alpha, s1, s2); };
     return bands == 1 &&
-           mappedWords<lanes::U16>(frame.rects(), mix, Samples<Byte>{frame[dst]}, Samples<Byte>{frame[src3]},
-                                   Samples<Byte>{frame[src1]}, Samples<Byte>{frame[src2]});
+           mappedWords<lanes::U16>(frame.rects(), mix, ImageOf<Byte>{frame[dst]}, ImageOf<Byte>{frame[src3]},
+                                   ImageOf<Byte>{frame[src1]}, ImageOf<Byte>{frame[src2]});
 #else
     return false;
 #endif

@@ -188,8 +188,8 @@ struct WidenRow {
 
 /// The same where the pixels of both lie equally far apart; false where they do not.
 bool widenedApart(Frame& frame, unsigned bands) noexcept {
-    const Samples<Short> to{frame[dst]};
-    const Samples<Byte> from{frame[src1]};
+    const ImageOf<Short> to{frame[dst]};
+    const ImageOf<Byte> from{frame[src1]};
     if (stepApart(bands, to, from) == 0) return false;
     walkApart(frame.rects(), bands, WidenRow{}, to, from);
     return true;

@@ -259,6 +259,12 @@ OrvStatus throughTables(Frame& frame, const BandMap<std::uint8_t, D>& map) noexc
         entries[index] = tables[index];
         for (int v = 0; v < byteEntries; ++v) tables[index][v] = resultOf<D>(band.of(v));
     }
+    if constexpr (std::is_same_v<D, std::uint8_t>) {
+        for (unsigned index = own; index < bands && index < tableBands; ++index) entries[index] = entries[0];
+        const bool bandByBand = map.combined() || map.uniform();
+        if (bandByBand && bands <= tableBands && mapBandsApart(frame.rects(), frame[dst], frame[src1], entries, bands))
+            return ORV_SUCCESS;
+    }
     const unsigned sourceStep = map.sourceBands();
     walkMapped(frame, map, [&](Sample* d, const std::uint8_t* s, std::size_t pixels) {
         if (own == 1) return mapThrough(d, s, pixels * bands, entries[0]);

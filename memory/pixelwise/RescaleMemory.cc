@@ -88,6 +88,7 @@ OrvStatus OrvDeviceComputeTypeMemory::Rescale8(OrvOp* op, int) noexcept {
         fillByteTable(table, scaling.scale(band), scaling.offset(band));
     }
     const unsigned used = commonBands(frame[dst], frame[src1]);
+    if (mapBandsApart(frame.rects(), frame[dst], frame[src1], tables.get(), used)) return ORV_SUCCESS;
     const auto kernel = [&](std::uint8_t* d, const std::uint8_t* s, std::size_t pixels) {
         mapBands(d, s, pixels, tables.get(), used);
     };

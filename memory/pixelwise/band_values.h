@@ -25,12 +25,12 @@ void mapByBands(Frame& frame, Op op, Values... values) noexcept {
     };
     constexpr auto slots = std::index_sequence_for<Values...>{};
 #if defined(__AVX512BW__)
-    if (const unsigned step = stepApart(bands, Samples<T>{to}, Samples<T>{from}); step > 0) {
+    if (const unsigned step = stepApart(bands, ImageOf<T>{to}, ImageOf<T>{from}); step > 0) {
         return run(slots, step, [&](const auto&... patterns) {
             const auto kernel = [&](const LinesApart<T>& row, T* d, const T* s) {
                 mapInStep(row, d, s, PowerOfTwo{step}, op, patterns...);
             };
-            walkApart(frame.rects(), bands, kernel, Samples<T>{to}, Samples<T>{from});
+            walkApart(frame.rects(), bands, kernel, ImageOf<T>{to}, ImageOf<T>{from});
         });
     }
 #endif

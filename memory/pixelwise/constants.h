@@ -67,7 +67,7 @@ bool mappedRoundedWords([[maybe_unused]] Frame& frame, [[maybe_unused]] Op op,
                                          lanes::I32{} + lowest<T>);
     };
     return commonBands(frame[dst], frame[src1]) == 1 &&
-           mappedWords<lanes::I32>(frame.rects(), rounded, Samples<T>{frame[dst]}, Samples<T>{frame[src1]});
+           mappedWords<lanes::I32>(frame.rects(), rounded, ImageOf<T>{frame[dst]}, ImageOf<T>{frame[src1]});
 #else
     return false;
 #endif

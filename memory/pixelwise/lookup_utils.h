@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "memory/frame/Raster.h"
+#include "memory/frame/RectCursor.h"
 #include "memory/frame/orvi_new.h"
 #include "orv/device/OrvLookup.h"
 
@@ -20,6 +22,11 @@ inline constexpr int shortEntries = 65536;
 /// Samples of `bands` bands, each through its band's table of 256 bytes. `to` may be `from`.
 void mapBands(std::uint8_t* to, const std::uint8_t* from, std::size_t pixels, const std::uint8_t* const* tables,
               unsigned bands) noexcept;
+
+/// The same for the first bands of images whose pixels lie equally far apart; false where they do not, or there is no
+/// path of its own for them.
+bool mapBandsApart(RectCursor& rects, const Raster& to, const Raster& from, const std::uint8_t* const* tables,
+                   unsigned bands) noexcept;
 
 /// A table for each band, some of them shared, for the length of one call. One at a time of a type: the pointers are
 /// static, since an image may have as many bands as a pixel stride can count.
