@@ -187,8 +187,14 @@ template <class T, class Operation>
 class ColumnRunWalk {
 public:
     ColumnRunWalk(const Raster& from, const Raster& to, long bands, const ColumnRuns& runs) noexcept
-        : from_(from), to_(to), bands_(bands), runs_(runs), reach_(from), source_(from, reach_.width, reach_.height) {
-        const bool packs = source_.pixel != bands;
+        : from_(from),
+          to_(to),
+          own_(bands),
+          bands_(leavesGaps(from.pixelOf<T>(), to.pixelOf<T>(), bands) ? from.pixelOf<T>() : bands),
+          runs_(runs),
+          reach_(from),
+          source_(from, reach_.width, reach_.height) {
+        const bool packs = source_.pixel != bands_;
         packedRows_ = packs ? runs.furtherRows() + rowsTogether : 0;
         const long rows = firstRunRow + rowsTogether * runCount() + packedRows_;
         rowSamples_ = static_cast<long>(stripBytes / sizeof(T)) / rows & ~63L;
@@ -204,7 +210,7 @@ public:
     void rectangle(const Rect& rect) noexcept {
         const long width = rect.width;
         past_ =
-            to_.pixelOf<T>() == bands_ && goesPast(static_cast<std::size_t>(width * bands_) * rect.height * sizeof(T));
+            to_.pixelOf<T>() == own_ && goesPast(static_cast<std::size_t>(width * bands_) * rect.height * sizeof(T));
         for (long x = 0; x < width; x += stripPixels_) {
             strip({rect.x + x, rect.y, static_cast<unsigned>(std::min(stripPixels_, width - x)), rect.height});
         }
@@ -220,6 +226,11 @@ private:
     static constexpr long firstRunRow = 2;
     static constexpr long leastSamples = 256;
     static constexpr std::size_t cacheBytes = std::size_t{1} << 15;
+
+    /// Whether gaps count as bands: where they are small, to close and open them takes longer than to make them too.
+    static bool leavesGaps(std::ptrdiff_t from, std::ptrdiff_t to, long bands) noexcept {
+        return from == to && 3 * from <= 4 * bands;
+    }
 
     void strip(const Rect& rect) noexcept {
         const long pixels = rect.width;
@@ -240,8 +251,9 @@ private:
 
     /// The runs of two output rows, the first of which reads about the source's row `row`.
     void makeRuns(long row) noexcept {
-        const long samples = (inside_.end - inside_.first) * bands_;
-        if (samples == 0) return;
+        if (inside_.end == inside_.first) return;
+        // The last pixel has no gap.
+        const long samples = (inside_.end - inside_.first - 1) * bands_ + own_;
         if (packedRows_ > 0) pack(row + runs_.firstRow() + packedRows_ - 1);
         for (long i = 0; i < runCount(); ++i) {
             const ColumnRuns::Run& run = runs_.runs()[static_cast<std::size_t>(i)];
@@ -268,13 +280,15 @@ private:
             rows[count++] = runRow(use.run, index) + (use.column - runs_.firstColumn()) * bands_;
         }
         T* pixel = to_.at<T>(x, y);
-        const bool straight = to_.pixelOf<T>() == bands_ && !past_;
+        const bool straight = to_.pixelOf<T>() == own_ && !past_;
         T* results = straight ? pixel : memory(resultRow);
         combineRows<Operation>(rows, count, pixels * bands_, store(results));
         if (past_) {
             copyPast(pixel, results, static_cast<std::size_t>(pixels * bands_) * sizeof(T));
         } else if (!straight) {
-            unpackRow(pixel, results, to_.pixelOf<T>(), bands_, pixels);
+            constexpr auto size = static_cast<long>(sizeof(T));
+            copyAcrossGaps(reinterpret_cast<std::byte*>(pixel), to_.pixel, reinterpret_cast<const std::byte*>(results),
+                           bands_ * size, static_cast<std::size_t>(own_ * size), static_cast<std::size_t>(pixels));
         }
     }
 
@@ -304,7 +318,8 @@ private:
 
     const Raster& from_;
     const Raster& to_;
-    long bands_;
+    long own_;   ///< bands that are a pixel's
+    long bands_; ///< with those of a gap
     const ColumnRuns& runs_;
     Reach reach_;
     Samples<const T> source_;

@@ -92,6 +92,13 @@ inline Case randomImages(Dice& dice, OrvDataType type) {
     c.images.push_back(randomImage(dice, "a", type, width, height, bands));
     c.images.push_back(randomImage(dice, "d", type, same ? width : randomSize(dice, large),
                                    same ? height : randomSize(dice, false), bands));
+    // A small gap in both images counts as a band.
+    if (type != ORV_BIT && dice.chance(15)) {
+        for (Image& image : c.images) {
+            image.pixelStride = bands + 1;
+            image.stride = (bands + 1) * image.width + static_cast<unsigned>(dice.between(0, 5));
+        }
+    }
     if (same && dice.chance(50)) {
         c.images[1].originX = c.images[0].originX;
         c.images[1].originY = c.images[0].originY;
