@@ -43,9 +43,15 @@ public:
         return reinterpret_cast<T*>(bytes_.data());
     }
     std::size_t bytes() const noexcept { return bytes_.size(); }
+    /// A pixel's first sample, of BYTE images.
+    unsigned char* at(unsigned x, unsigned y) noexcept {
+        return bytes_.data() + std::size_t{y} * stride_ + std::size_t{x} * pixel_;
+    }
 
 private:
     std::vector<unsigned char> bytes_;
+    unsigned stride_;
+    unsigned pixel_;
     orv::host::Owned<orv::host::Image> image_;
 };
 

@@ -231,6 +231,8 @@ Picture::Picture(OrvDataType type, unsigned bands, const Layout& layout) {
     const unsigned sampleBytes = type == ORV_FLOAT ? 4 : type == ORV_SHORT ? 2 : 1;
     const unsigned stride =
         layout.rowGap + (type == ORV_BIT ? (layout.width + layout.offset + 7) / 8 : layout.width * pixel);
+    stride_ = stride;
+    pixel_ = pixel;
     const std::size_t planes = type == ORV_BIT ? bands : 1;
     bytes_ = pictureBytes(std::size_t{stride} * layout.height * planes * sampleBytes);
     std::mt19937 random(7);

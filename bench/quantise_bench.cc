@@ -10,20 +10,21 @@ namespace {
 using namespace orvbench;
 namespace host = orv::host;
 
-/// Waves of several lengths with a little grain, as photographs have it.
+/// Waves of several lengths with a little grain, as photographs have it: the same colours however the samples lie.
 void paint(Picture& picture) {
     const host::Shape& shape = picture.image().shape();
     if (shape.type != ORV_BYTE) return;
-    unsigned char* sample = picture.samples();
     unsigned grain = 1;
-    for (std::size_t i = 0; i < picture.bytes(); ++i) {
-        const std::size_t pixel = i / shape.bands;
-        const double u = static_cast<double>(pixel % shape.width) / shape.width;
-        const double v = static_cast<double>(pixel) / shape.width / shape.height;
-        const auto band = static_cast<double>(i % shape.bands);
-        grain = grain * 1664525U + 1013904223U;
-        const double wave = 70 * std::sin(5 * u + 3 * v + band) + 20 * std::sin((30 + 4 * band) * u * v);
-        sample[i] = static_cast<unsigned char>(128 + wave + static_cast<double>(grain >> 29) - 4);
+    for (unsigned y = 0; y < shape.height; ++y) {
+        for (unsigned x = 0; x < shape.width; ++x) {
+            const double u = static_cast<double>(x) / shape.width;
+            const double v = (static_cast<double>(y) + u) / shape.height;
+            for (unsigned band = 0; band < shape.bands; ++band) {
+                grain = grain * 1664525U + 1013904223U;
+                const double wave = 70 * std::sin(5 * u + 3 * v + band) + 20 * std::sin((30 + 4 * band) * u * v);
+                picture.at(x, y)[band] = static_cast<unsigned char>(128 + wave + static_cast<double>(grain >> 29) - 4);
+            }
+        }
     }
 }
 

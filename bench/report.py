@@ -117,6 +117,9 @@ def read_limits():
 
 
 def limit_of(limits, row):
+    """A layout is bounded by something else than the dense row whose name its own begins with."""
+    if layout_of(row.name):
+        return limits.get(row.name, "")
     return limits.get(row.name) or next((limits[name] for name in limits if row.name.startswith(name + " ")), "")
 
 
