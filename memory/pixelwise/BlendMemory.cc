@@ -10,6 +10,7 @@
 #include "memory/frame/OrvDeviceComputeTypeMemory.h"
 #include "memory/frame/apart_rows.h"
 #include "memory/frame/bit_blocks.h"
+#include "memory/frame/gaps.h"
 #include "memory/frame/lanes.h"
 #include "memory/frame/numbers.h"
 #include "memory/frame/orv_bit_utils.h"
@@ -389,14 +390,40 @@ void blendBytes(const ByteMixer& mixer, unsigned bands, Byte* d, const Byte* s1,
     }
 }
 
-/// Images of one band with a gap of a sample: false where they are not such.
-bool blendedWords([[maybe_unused]] Frame& frame, [[maybe_unused]] unsigned bands,
+/// Images whose pixels lie apart: of one band as words, of three with their gap as a fourth. False where they are not
+/// such.
+bool blendedApart([[maybe_unused]] Frame& frame, [[maybe_unused]] unsigned bands,
                   [[maybe_unused]] const ByteMixer& mixer) noexcept {
 #if defined(__AVX512BW__)
+    const ImageOf<Byte> to{frame[dst]};
+    const ImageOf<Byte> first{frame[src1]};
+    const ImageOf<Byte> second{frame[src2]};
+    const ImageOf<Byte> weight{frame[src3]};
     const auto mix = [&](lanes::U16 alpha, lanes::U16 s1, lanes::U16 s2) { return mixer.mix(alpha, s1, s2); };
-    return bands == 1 &&
-           mappedWords<lanes::U16>(frame.rects(), mix, ImageOf<Byte>{frame[dst]}, ImageOf<Byte>{frame[src3]},
-                                   ImageOf<Byte>{frame[src1]}, ImageOf<Byte>{frame[src2]});
+    if (bands == 1) return mappedWords<lanes::U16>(frame.rects(), mix, to, weight, first, second);
+    constexpr std::ptrdiff_t step = 4;
+    if (bands + 1 != step || stepApart(bands, to, first, second) != step) return false;
+    const auto row = [&](std::size_t pixels, Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha) {
+        constexpr std::size_t most = 1024;
+        Byte single[most];
+        alignas(64) Byte weights[step * most];
+        alignas(64) Byte made[step * most];
+        const auto copy = [](Byte* result, std::ptrdiff_t resultStep, const Byte* from, std::ptrdiff_t fromStep,
+                             std::size_t size, std::size_t count) {
+            copyAcrossGaps(reinterpret_cast<std::byte*>(result), resultStep, reinterpret_cast<const std::byte*>(from),
+                           fromStep, size, count);
+        };
+        for (std::size_t done = 0; done < pixels; done += most) {
+            const std::size_t now = std::min(most, pixels - done);
+            copy(single, 1, alpha + static_cast<std::ptrdiff_t>(done) * weight.step(), weight.step(), 1, now);
+            joinFour(single, single, single, single, weights, now);
+            // The last pixel has no gap.
+            mixer.mix(made, s1 + step * done, s2 + step * done, weights, step * (now - 1) + bands);
+            copy(d + step * done, step, made, step, bands, now);
+        }
+    };
+    walkPixelRows(frame.rects(), row, to, first, second, weight);
+    return true;
 #else
     return false;
 #endif
@@ -438,7 +465,7 @@ OrvStatus OrvDeviceComputeTypeMemory::Blend8a8(OrvOp* op, int) noexcept {
     if (openBlend<Byte, Byte>(frame, file) != ORV_SUCCESS) return ORV_FAILURE;
     const ByteMixer mixer(table);
     const unsigned bands = blendBands(frame);
-    if (blendedWords(frame, bands, mixer)) return ORV_SUCCESS;
+    if (blendedApart(frame, bands, mixer)) return ORV_SUCCESS;
     walkBlend<Byte, Byte>(frame, bands,
                           [&mixer, bands](Byte* d, const Byte* s1, const Byte* s2, const Byte* alpha,
                                           std::size_t pixels) { blendBytes(mixer, bands, d, s1, s2, alpha, pixels); });
