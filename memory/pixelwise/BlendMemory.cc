@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "memory/frame/Frame.h"
 #include "memory/frame/LazyTable.h"
@@ -174,10 +175,8 @@ F32 quotient(F32 value) noexcept {
 /// The range of shorts moved to 0 to 1, and a little below: a / 65535 + 0.5.
 struct MixBytes {
     static F32 alpha(I32 a) noexcept { return quotient<131070>(lanes::toFloat(2 * a + 65535)); }
-    static I32 finish(F32 x) noexcept {
-        const F32 rounded = lanes::smaller<F32>(x + 0.5F, 255.0F - F32{});
-        return lanes::truncate(x < 0.5F ? F32{} : rounded);
-    }
+    /// Half is a little less, so that what is not quite a half does not become one.
+    static I32 finish(F32 x) noexcept { return lanes::truncate(x + 0x1.fffffep-2F); }
 };
 
 /// Alpha from 0 to a divisor. A short's is not moved: a negative one weighs less than nothing, the highest one half, as
@@ -185,15 +184,40 @@ struct MixBytes {
 template <int Divisor>
 struct MixShorts {
     static F32 alpha(I32 a) noexcept { return quotient<Divisor>(lanes::toFloat(a)); }
-    static I32 finish(F32 x) noexcept { return lanes::rounded(x, lowest<Short>, highest<Short>); }
+    static I32 finish(F32 x) noexcept { return lanes::truncate(x + (x < 0 ? F32{} - 0.5F : F32{} + 0.5F)); }
 };
+
+/// A vector of samples from integers, the first samples' first, which saturate.
+template <class T>
+void storeParts(T* to, const I32 (&parts)[sizeof(float) / sizeof(T)]) noexcept {
+#if defined(__AVX512BW__)
+    // Narrowing takes turns with the quarters of its operands.
+    using lanes::Raw;
+    const auto pack = [&parts](int first) { return _mm512_packs_epi32((Raw)parts[first], (Raw)parts[first + 1]); };
+    if constexpr (sizeof(T) == 1) {
+        const Raw order = _mm512_set_epi32(15, 11, 7, 3, 14, 10, 6, 2, 13, 9, 5, 1, 12, 8, 4, 0);
+        lanes::store(to, _mm512_maskz_permutexvar_epi32(0xffff, order, _mm512_packus_epi16(pack(0), pack(2))));
+    } else {
+        const Raw order = _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0);
+        lanes::store(to, _mm512_maskz_permutexvar_epi64(0xff, order, pack(0)));
+    }
+#else
+    for (const I32& part : parts) {
+        const I32 capped = lanes::smaller<I32>(part, I32{} + highest<T>);
+        lanes::storeIntegers(to, lanes::larger<I32>(capped, I32{} + lowest<T>));
+        to += lanes::count<float>;
+    }
+#endif
+}
 
 constexpr std::size_t spreadSamples = 65536;
 template <class Alpha>
 alignas(64) Alpha spreadAlpha[spreadSamples];
 
 /// Pixels of a chunk whose alphas are spread at a time.
-std::size_t spreadChunk(unsigned bands) noexcept { return std::clamp<std::size_t>(spreadSamples / bands, 1, 256); }
+std::size_t spreadChunk(unsigned bands) noexcept {
+    return bands == 1 ? spreadSamples : std::clamp<std::size_t>(spreadSamples / bands, 1, 256);
+}
 
 /// The alpha of each pixel for each of its bands.
 template <class Alpha>
@@ -211,13 +235,22 @@ const Alpha* spread(const Alpha* alpha, std::size_t pixels, unsigned bands) noex
 /// An alpha for each sample.
 template <class Mix, class T, class Alpha>
 void mixRow(T* d, const T* s1, const T* s2, const Alpha* alpha, std::size_t samples) noexcept {
-    constexpr std::size_t n = lanes::count<float>;
+    constexpr std::size_t n = lanes::count<T>;
     const auto mixVector = [](T* to, const T* a, const T* b, const Alpha* weight) {
-        const F32 x = mixed(Mix::alpha(lanes::integersOf(weight)), lanes::integersOf(a), lanes::integersOf(b));
-        lanes::storeIntegers(to, Mix::finish(x));
+        I32 parts[sizeof(float) / sizeof(T)];
+        for (std::size_t part = 0; part < std::size(parts); ++part) {
+            const std::size_t at = part * lanes::count<float>;
+            parts[part] = Mix::finish(mixed(Mix::alpha(lanes::integersOf(weight + at)), lanes::integersOf(a + at),
+                                            lanes::integersOf(b + at)));
+        }
+        storeParts(to, parts);
     };
     std::size_t i = 0;
-    for (; i + n <= samples; i += n) mixVector(d + i, s1 + i, s2 + i, alpha + i);
+    for (; i + n <= samples; i += n) {
+        fetchAhead<1>(s1 + i);
+        fetchAhead<1>(s2 + i);
+        mixVector(d + i, s1 + i, s2 + i, alpha + i);
+    }
     if (i == samples) return;
     const std::size_t rest = samples - i;
     T a[n] = {};
