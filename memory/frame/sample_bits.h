@@ -32,6 +32,15 @@ lanes::Raw loadTurned(const T* from) noexcept {
     return _mm512_shuffle_epi8(lanes::load<lanes::Raw>(from), lanes::load<lanes::Raw>(turnedPlaces<T>.places));
 }
 
+/// The bits of eight bytes as a mask: the highest of the first for the first sample.
+inline std::uint64_t maskOf(const std::uint8_t* bits) noexcept {
+    const lanes::Raw places =
+        _mm512_set_epi64(0x0707070707070707, 0x0606060606060606, 0x0505050505050505, 0x0404040404040404,
+                         0x0303030303030303, 0x0202020202020202, 0x0101010101010101, 0);
+    const lanes::Raw eight = _mm512_set1_epi64(lanes::load<long long>(bits));
+    return _mm512_test_epi8_mask(_mm512_shuffle_epi8(eight, places), _mm512_set1_epi64(0x0102040810204080));
+}
+
 /// Bytes of the bits of a vector.
 template <class T>
 inline constexpr std::size_t bytesOfVector = lanes::count<T> / 8;

@@ -103,6 +103,76 @@ bool chooseBits(Frame& frame, unsigned bands) noexcept {
     return true;
 }
 
+#if defined(__AVX512BW__)
+/// The second samples where bits of alpha, from a byte on, are set.
+template <class T>
+void chooseRow(T* d, const T* s1, const T* s2, const Byte* alpha, std::size_t pixels) noexcept {
+    using V = lanes::Vec<T>;
+    constexpr std::size_t n = lanes::count<T>;
+    constexpr std::size_t bits = 64;
+    const auto second = [&](V first, std::size_t at, std::uint64_t which) {
+        if constexpr (sizeof(T) == 1) return (V)_mm512_mask_loadu_epi8((lanes::Raw)first, which, s2 + at);
+        if constexpr (sizeof(T) == 2) {
+            return (V)_mm512_mask_loadu_epi16((lanes::Raw)first, static_cast<__mmask32>(which), s2 + at);
+        }
+    };
+    std::size_t i = 0;
+    for (; i + bits <= pixels; i += bits) {
+        fetchAhead<sizeof(T)>(s1 + i);
+        fetchAhead<sizeof(T)>(s2 + i);
+        const std::uint64_t chosen = maskOf(alpha + i / 8);
+        for (std::size_t at = 0; at < bits; at += n) {
+            lanes::store(d + i + at, second(lanes::load<V>(s1 + i + at), i + at, chosen >> at));
+        }
+    }
+    if (i == pixels) return;
+    const std::size_t rest = pixels - i;
+    Byte last[bits / 8] = {};
+    std::memcpy(last, alpha + i / 8, (rest + 7) / 8);
+    const std::uint64_t all = (std::uint64_t{1} << rest) - 1;
+    const std::uint64_t chosen = maskOf(last) & all;
+    for (std::size_t at = 0; at < rest; at += n) {
+        storeSome(d + i + at, all >> at, second(loadSome(s1 + i + at, all >> at), i + at, chosen >> at));
+    }
+}
+#endif
+
+/// Chooses samples of one band that lie side by side by bits; false where they do not.
+template <class T>
+bool chosenByBits([[maybe_unused]] Frame& frame, [[maybe_unused]] unsigned bands) noexcept {
+#if defined(__AVX512BW__)
+    const auto dense = [&frame](Role role) { return frame[role].pixel == sizeof(T); };
+    if (bands != 1 || !dense(dst) || !dense(src1) || !dense(src2)) return false;
+    constexpr std::size_t most = 4096;
+    for (Rect rect{}; frame.rects().next(rect);) {
+        const auto touches = [&](Role role) {
+            return frame[role].stride == frame[role].pixel * static_cast<std::ptrdiff_t>(rect.width);
+        };
+        const bool one = bitRowsTouch(rect, frame[src3]) && touches(dst) && touches(src1) && touches(src2);
+        const std::size_t length = std::size_t{rect.width} * (one ? rect.height : 1);
+        for (long y = rect.y; y < rect.y + (one ? 1 : static_cast<long>(rect.height)); ++y) {
+            const BitPosition alpha = frame[src3].bit(rect.x, y, 0);
+            T* const d = frame[dst].at<T>(rect.x, y);
+            const T* const s1 = frame[src1].at<T>(rect.x, y);
+            const T* const s2 = frame[src2].at<T>(rect.x, y);
+            for (std::size_t done = 0; done < length; done += most) {
+                const std::size_t pixels = std::min(most, length - done);
+                Byte* bits = alpha.byte + done / 8;
+                Byte moved[most / 8];
+                if (alpha.offset != 0) {
+                    orv_bit_memcpy(bits, moved, static_cast<unsigned>(pixels), alpha.offset, 0);
+                    bits = moved;
+                }
+                chooseRow(d + done, s1 + done, s2 + done, bits, pixels);
+            }
+        }
+    }
+    return true;
+#else
+    return false;
+#endif
+}
+
 /// A member whose samples are `mix(alpha, s1, s2)`.
 template <class T, class Alpha, class Mix>
 OrvStatus blend(OrvOp* op, const char* file, Mix mix) noexcept {
@@ -111,6 +181,8 @@ OrvStatus blend(OrvOp* op, const char* file, Mix mix) noexcept {
     const unsigned bands = blendBands(frame);
     if constexpr (std::is_same_v<T, Bit>) {
         if (chooseBits<Mix, Alpha>(frame, bands)) return ORV_SUCCESS;
+    } else {
+        if (chosenByBits<T>(frame, bands)) return ORV_SUCCESS;
     }
     using Sample = SampleOf<T>;
     walkBlend<T, Alpha>(
