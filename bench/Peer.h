@@ -73,6 +73,7 @@ struct Measurement {
         std::function<void()> orv;
         std::function<void()> peer; ///< none: beside the copy alone
         std::size_t bytes = 0;      ///< read and written by the op
+        std::size_t written = 0;    ///< of these
         std::shared_ptr<void> holds;
     };
     std::string name;

@@ -1,6 +1,7 @@
 #include "Scene.h"
 
 #include <cstring>
+#include <utility>
 
 namespace orvbench {
 
@@ -17,7 +18,11 @@ std::size_t Scene::bytes() const {
 }
 
 Runs runsOf(const std::shared_ptr<Scene>& scene, std::function<void()> peer) {
-    return {.orv = [scene] { scene->run(); }, .peer = std::move(peer), .bytes = scene->bytes(), .holds = scene};
+    return {.orv = [scene] { scene->run(); },
+            .peer = std::move(peer),
+            .bytes = scene->bytes(),
+            .written = scene->destination().bytes(),
+            .holds = scene};
 }
 
 Runs runsBesideCopy(const std::shared_ptr<Scene>& scene) {
@@ -41,7 +46,9 @@ const char* digitsOf(OrvDataType type) noexcept { return type == ORV_BIT ? "1" :
 bool row(const std::string& name, const Subject& subject, const std::string& peerName, double goal, const Peer& peer) {
     return measure({.name = name, .peer = peerName, .goal = goal, .prepare = [=] {
                         const auto scene = subject.scene();
-                        return runsOf(scene, peer ? [scene, peer] { peer(*scene); } : std::function<void()>{});
+                        Runs runs = runsOf(scene, peer ? [scene, peer] { peer(*scene); } : std::function<void()>{});
+                        if (subject.writesNothing) runs.bytes -= std::exchange(runs.written, 0);
+                        return runs;
                     }});
 }
 

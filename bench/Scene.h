@@ -80,6 +80,7 @@ struct Subject {
     Kind to;
     std::function<void(Scene&)> parameters = [](Scene&) {};
     bool readsDestination = false;
+    bool writesNothing = false;
 
     std::shared_ptr<Scene> scene(const Layout& layout = {}) const;
 };

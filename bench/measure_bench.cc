@@ -18,7 +18,8 @@ Subject extrema(const Kind& kind) {
     return {.op = opName("extrema", kind),
             .from = {kind},
             .to = kind,
-            .parameters = floatArrays({std::vector<float>(kind.bands), std::vector<float>(kind.bands)})};
+            .parameters = floatArrays({std::vector<float>(kind.bands), std::vector<float>(kind.bands)}),
+            .writesNothing = true};
 }
 
 Subject histogram(const Kind& kind, unsigned bins) {

@@ -6,7 +6,7 @@
 //   --times N         runs of each, 30 where nothing is said
 //   --seconds S       ends the runs of a row sooner, after three
 //   --exact           texts are whole names
-//   --alone           leaves the peers out
+//   --alone           leaves the peers out, and measures what it takes to read and write as many bytes
 //   --part I/N        the I-th row of every N alone, for machines that cannot be held for long
 //   --json FILE       adds the table to the end of a file too, a line for each row
 //   --uncovered       prints the registered functions that no row measures, instead; status 1 where there are some
@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -114,6 +115,29 @@ struct Times {
     double orv = 1e30;
     double peer = 1e30;
     double copy = 1e30;
+    double stream = 1e30;
+};
+
+/// Reads some bytes and writes others, pieces of both in turn, and does nothing else.
+class Stream {
+public:
+    explicit Stream(const Measurement::Runs& runs)
+        : from_(pictureBytes(runs.bytes - runs.written)), to_(pictureBytes(runs.written)) {}
+
+    void operator()() noexcept {
+        const std::size_t pieces = std::max(from_.size(), to_.size()) / sizeof near_ + 1;
+        for (std::size_t i = 0; i < pieces; ++i) {
+            const std::size_t read = from_.size() * i / pieces;
+            std::memcpy(near_, from_.data() + read, from_.size() * (i + 1) / pieces - read);
+            const std::size_t written = to_.size() * i / pieces;
+            std::memcpy(to_.data() + written, near_, to_.size() * (i + 1) / pieces - written);
+        }
+    }
+
+private:
+    std::vector<unsigned char> from_;
+    std::vector<unsigned char> to_;
+    unsigned char near_[4096] = {}; // in the first cache
 };
 
 Times timesOf(const Measurement::Runs& runs) {
@@ -124,12 +148,16 @@ Times timesOf(const Measurement::Runs& runs) {
     const double allowed = options().seconds * 1000;
     double spent = 0;
     Times best;
+    std::optional<Stream> stream;
+    if (options().alone) stream.emplace(runs);
     for (int i = 0; i < options().times && (i < least || spent < allowed); ++i) {
         const double orv = settledMilliseconds(runs.orv);
         const double peer = runs.peer && !options().alone ? settledMilliseconds(runs.peer) : 0;
         const double copy = settledMilliseconds([&] { std::memcpy(to.data(), from.data(), from.size()); });
-        best = {std::min(best.orv, orv), std::min(best.peer, peer), std::min(best.copy, copy)};
-        spent += orv + peer + copy;
+        const double read = stream ? settledMilliseconds([&] { (*stream)(); }) : 0;
+        best = {std::min(best.orv, orv), std::min(best.peer, peer), std::min(best.copy, copy),
+                std::min(best.stream, read)};
+        spent += orv + peer + copy + read;
     }
     return best;
 }
@@ -146,12 +174,13 @@ void print(const Measurement& row, const Times& best) {
 }
 
 void write(std::FILE* file, const Measurement& row, const Times& best, std::size_t bytes) {
-    std::fprintf(file,
-                 R"({"name": "%s", "side": %u, "orv": %.6f, "copy": %.6f, "copyGoal": %.3f, "bytes": %zu, )"
-                 R"("peer": "%s", "peerTime": %.6f, "goal": %.3f})"
-                 "\n",
-                 row.name.c_str(), side, best.orv, best.copy, row.copyGoal, bytes,
-                 best.peer > 0 ? row.peer.c_str() : "", best.peer, row.goal);
+    std::fprintf(
+        file,
+        R"({"name": "%s", "side": %u, "orv": %.6f, "copy": %.6f, "stream": %.6f, "copyGoal": %.3f, "bytes": %zu, )"
+        R"("peer": "%s", "peerTime": %.6f, "goal": %.3f})"
+        "\n",
+        row.name.c_str(), side, best.orv, best.copy, best.stream, row.copyGoal, bytes,
+        best.peer > 0 ? row.peer.c_str() : "", best.peer, row.goal);
     std::fflush(file);
 }
 

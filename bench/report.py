@@ -262,7 +262,7 @@ def curves(families, sides, path):
 
 
 def own_growth(family, moved):
-    """From LARGE pictures up, what grows beside a memcpy of the bytes that are read and written."""
+    """From LARGE pictures up, what grows beside a loop that reads and writes as many bytes."""
     if not moved or LARGE not in family:
         return None
     return max(cost - (moved[side] - moved[LARGE]) for side, cost in family.items() if side >= LARGE) / family[LARGE]
@@ -274,14 +274,14 @@ def scaling(folder):
         for measured in lines_of(path):
             pixels = measured["side"] ** 2
             families.setdefault(measured["name"], {})[measured["side"]] = measured["orv"] * 1e6 / pixels
-            moved.setdefault(measured["name"], {})[measured["side"]] = measured["copy"] * 1e6 / pixels
+            moved.setdefault(measured["name"], {})[measured["side"]] = measured["stream"] * 1e6 / pixels
             if measured["name"] == "copy8":
                 copies[measured["side"]] = measured["copy"] * 1e6 / pixels
     if not families:
         return ""
     sides = sorted({side for family in families.values() for side in family})
     curves({**families, "memcpy of a byte": copies} if copies else families, sides, PICTURES / "benchmarks-scale.png")
-    lines = ["| nanoseconds a pixel | " + " | ".join(map(str, sides)) + " | most over least | from 2048 up | less memcpy |",
+    lines = ["| nanoseconds a pixel | " + " | ".join(map(str, sides)) + " | most over least | from 2048 up | less memory |",
              "|---|" + "--:|" * (len(sides) + 3)]
     for name, family in {**families, **({"memcpy of a byte": copies} if copies else {})}.items():
         costs = [family.get(side) for side in sides]
@@ -367,7 +367,9 @@ a quarter as long, and begin anywhere in a line of the caches, where dense pictu
 {grown}
 
 Functions that do little for a byte follow memcpy, whose own cost is in the last line, out of the caches. The last column takes off
-what memcpy grows by for the bytes that a function reads and writes. Of sides above 4096 the better of two runs counts.
+what a loop grows by that reads and writes as many bytes as the function, in order, and does nothing else: memory takes twice as
+long for a byte beyond the caches as in them, and the more so where a line is read before it is overwritten. Of sides above 4096
+the better of two runs counts.
 """)
     parts.append(f"""## What the module costs
 

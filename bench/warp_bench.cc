@@ -60,10 +60,12 @@ bool warped(const char* op, OrvDataType type, unsigned bands, int interpolation,
                         auto scene = makeScene(op, Picture(type, bands), Picture(type, bands));
                         auto swirl = std::make_shared<Swirl>(interpolation != cv::INTER_NEAREST);
                         scene->op().setSource(2, &swirl->table.image());
-                        return runsOf(scene, [=] {
+                        Runs runs = runsOf(scene, [=] {
                             cv::Mat to = matOf(scene->destination());
                             cv::remap(matOf(scene->source()), to, swirl->whole, swirl->fractions, interpolation);
                         });
+                        runs.bytes += swirl->table.bytes();
+                        return runs;
                     }});
 }
 
