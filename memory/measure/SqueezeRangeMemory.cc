@@ -34,7 +34,8 @@ public:
         for (std::size_t i = 0; i < pixels && !all_; i += block) { // once all are met none can be new
             const std::size_t end = std::min(pixels, i + block);
             for (std::size_t j = i; j < end; ++j) flags_[samples[j] - lowest_] = 1;
-            if ((noted_ += end - i) < block) continue;
+            noted_ += end - i;
+            if (noted_ < block) continue;
             noted_ = 0;
             all_ = std::memchr(flags_, 0, Values) == nullptr;
         }
