@@ -44,7 +44,7 @@ enum class Floats {
     any,
     small, ///< numbers up to smallLimit
 };
-inline constexpr float smallLimit = 1 << 30;
+inline constexpr float smallLimit = 0x1p30F;
 
 #if defined(__AVX512BW__)
 /// The same, of small ones too high or too low as they come: they saturate as they narrow.
