@@ -14,8 +14,9 @@ struct PixelSteps {
     const std::byte* at(std::ptrdiff_t x, std::ptrdiff_t y) const noexcept { return first + x * right + y * down; }
 };
 
-/// Copies a row of bytes that are not its own.
-void copyRow(std::byte* to, const std::byte* from, std::ptrdiff_t bytes) noexcept;
+/// Copies rows of bytes that are not their own.
+void copyRows(std::byte* to, std::ptrdiff_t stride, const std::byte* from, std::ptrdiff_t fromStride,
+              std::ptrdiff_t bytes, std::ptrdiff_t rows) noexcept;
 
 /// Copies `width` by `height` pixels of `size` bytes each to pixels `pixel` bytes apart in rows `stride` bytes apart.
 void copyPixels(std::byte* to, std::ptrdiff_t pixel, std::ptrdiff_t stride, const PixelSteps& from, std::size_t size,

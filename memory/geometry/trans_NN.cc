@@ -23,15 +23,17 @@ constexpr Failure noList{"di-8", 1, 1};
 long rounded(float v) noexcept { return toInt(std::floor(v + 0.5F), INT_MIN, INT_MAX); }
 
 /// Copies rows of pixels of `size` bytes. The rows of one image may be those of the other.
-void copyRows(const Raster& to, long x, long y, const Raster& from, long fromX, long fromY, long width, long height,
-              std::size_t size, bool apart) noexcept {
+void movePixels(const Raster& to, long x, long y, const Raster& from, long fromX, long fromY, long width, long height,
+                std::size_t size, bool apart) noexcept {
     const bool dense = to.pixel == static_cast<std::ptrdiff_t>(size) && from.pixel == static_cast<std::ptrdiff_t>(size);
+    if (apart && dense) {
+        return copyRows(to.at<std::byte>(x, y), to.stride, from.at<std::byte>(fromX, fromY), from.stride,
+                        width * static_cast<std::ptrdiff_t>(size), height);
+    }
     for (long row = 0; row < height; ++row) {
         std::byte* d = to.at<std::byte>(x, y + row);
         const std::byte* s = from.at<std::byte>(fromX, fromY + row);
-        if (apart && dense) {
-            copyRow(d, s, width * static_cast<std::ptrdiff_t>(size));
-        } else if (apart) {
+        if (apart) {
             copyAcrossGaps(d, to.pixel, s, from.pixel, size, static_cast<std::size_t>(width));
         } else if (dense) {
             std::memmove(d, s, static_cast<std::size_t>(width) * size);
@@ -66,7 +68,7 @@ OrvStatus trans_NN(OrvImage* from, OrvImage* to, const Matrix& m) noexcept {
             const long x2 = std::min(s.x + dx + static_cast<long>(s.width), d.x + static_cast<long>(d.width));
             const long y2 = std::min(s.y + dy + static_cast<long>(s.height), d.y + static_cast<long>(d.height));
             if (x1 >= x2 || y1 >= y2) continue;
-            copyRows(dst.raster, x1, y1, src.raster, x1 - dx, y1 - dy, x2 - x1, y2 - y1, size, apart);
+            movePixels(dst.raster, x1, y1, src.raster, x1 - dx, y1 - dy, x2 - x1, y2 - y1, size, apart);
         }
     }
     return ORV_SUCCESS;
