@@ -274,7 +274,7 @@ def scaling(folder):
         for measured in lines_of(path):
             pixels = measured["side"] ** 2
             families.setdefault(measured["name"], {})[measured["side"]] = measured["orv"] * 1e6 / pixels
-            moved.setdefault(measured["name"], {})[measured["side"]] = measured["stream"] * 1e6 / pixels
+            moved.setdefault(measured["name"], {})[measured["side"]] = measured.get("stream", measured["copy"]) * 1e6 / pixels
             if measured["name"] == "copy8":
                 copies[measured["side"]] = measured["copy"] * 1e6 / pixels
     if not families:

@@ -81,22 +81,29 @@ template <class Operation>
 class BitRunWalk {
 public:
     BitRunWalk(const Raster& from, const Raster& to, const ColumnRuns& runs) noexcept
-        : from_(from), to_(to), runs_(runs), reach_(from), rowBytes_(bytesFor(stripPixels) + 2 * vectorBytes) {}
+        : from_(from), to_(to), runs_(runs), reach_(from) {
+        while (stripPixels_ > leastPixels && !holds(nearBytes)) stripPixels_ /= 2;
+    }
 
     /// Whether there is room for the runs.
-    bool fits() const noexcept { return (1 + rowsTogether * runCount()) * rowBytes_ <= static_cast<long>(stripBytes); }
+    bool fits() const noexcept { return holds(static_cast<long>(stripBytes)); }
 
     void rectangle(const Rect& rect, unsigned band) noexcept {
         const long width = rect.width;
-        for (long x = 0; x < width; x += stripPixels) {
-            strip({rect.x + x, rect.y, static_cast<unsigned>(std::min(stripPixels, width - x)), rect.height}, band);
+        for (long x = 0; x < width; x += stripPixels_) {
+            strip({rect.x + x, rect.y, static_cast<unsigned>(std::min(stripPixels_, width - x)), rect.height}, band);
         }
     }
 
 private:
     static constexpr long rowsTogether = 2;
-    static constexpr long stripPixels = 2048;
+    /// Strips are as wide as lets their runs stay in the first cache: memory is slow to bring short pieces of rows.
+    static constexpr long leastPixels = 2048;
+    static constexpr long mostPixels = 16384;
+    static constexpr long nearBytes = 12288;
 
+    bool holds(long bytes) const noexcept { return (1 + rowsTogether * runCount()) * rowBytes() <= bytes; }
+    long rowBytes() const noexcept { return bytesFor(stripPixels_) + 2 * vectorBytes; }
     /// For the windows of so many pixels, with a byte more at the front and room for a start within a byte.
     long bytesFor(long pixels) const noexcept { return (pixels + runs_.furtherColumns()) / 8 + 4; }
 
@@ -108,7 +115,7 @@ private:
         firstByte_ = ((left + offset) >> 3) - 1;
         insideFirst_ = left + inside.first + offset;
         insideEnd_ = left + inside.end + offset;
-        std::fill_n(memory(0), (1 + rowsTogether * runCount()) * rowBytes_, start);
+        std::fill_n(memory(0), (1 + rowsTogether * runCount()) * rowBytes(), start);
         const long height = rect.height;
         for (long y = 0; y < height; y += rowsTogether) {
             if (insideFirst_ < insideEnd_) makeRuns(rect.y + y + from_.oy, band);
@@ -153,7 +160,7 @@ private:
     /// An output row from the runs of the element's columns.
     void useRuns(long index, long left, BitPosition to, unsigned pixels) noexcept {
         static std::array<ShiftedRow, ColumnRuns::mostUses> rows;
-        alignas(64) static std::uint8_t results[stripPixels / 8 + 1 + vectorBytes];
+        alignas(64) static std::uint8_t results[mostPixels / 8 + 1 + vectorBytes];
         // The results lie in their bytes as in the destination's.
         const long first = left + static_cast<long>(from_.offset) - 8 * firstByte_ - static_cast<long>(to.offset);
         long count = 0;
@@ -176,7 +183,7 @@ private:
 
     long runCount() const noexcept { return static_cast<long>(runs_.runs().size()); }
     std::uint8_t* memory(long row) const noexcept {
-        return reinterpret_cast<std::uint8_t*>(stripMemory) + row * rowBytes_;
+        return reinterpret_cast<std::uint8_t*>(stripMemory) + row * rowBytes();
     }
     std::uint8_t* runRow(long run, long index) const noexcept { return memory(1 + rowsTogether * run + index); }
 
@@ -186,7 +193,7 @@ private:
     const Raster& to_;
     const ColumnRuns& runs_;
     Reach reach_;
-    long rowBytes_;
+    long stripPixels_ = mostPixels;
     long usedBytes_ = 0;
     long firstByte_ = 0;   ///< of a source row: what the first byte of a run's row stands for
     long insideFirst_ = 0; ///< the bits of a source row that a strip reads

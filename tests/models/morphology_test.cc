@@ -23,9 +23,23 @@ orvcase::Sel randomElement(Dice& dice, bool smallImage) {
     return element;
 }
 
-Case randomMorphology(Dice& dice, OrvDataType type) {
+/// Few rows, as long as a strip about, be it the widest or the narrowest.
+Case longRows(Dice& dice) {
+    Case c;
+    const auto width = static_cast<unsigned>(dice.between(-40, 40) + (dice.chance(50) ? 16384 : 2048));
+    const auto height = static_cast<unsigned>(dice.between(1, 4));
+    for (const char* name : {"a", "d"}) {
+        orvcase::Image image{.name = name, .type = ORV_BIT, .width = width, .height = height};
+        image.offset = static_cast<unsigned>(dice.between(0, 7));
+        for (unsigned i = 0; i < width * height; ++i) image.data.push_back(dice.chance(50) ? 1 : 0);
+        c.images.push_back(image);
+    }
+    return c;
+}
+
+Case randomMorphology(Dice& dice, OrvDataType type, bool wide = false) {
     const bool dilate = dice.chance(50);
-    Case c = randomImages(dice, type);
+    Case c = wide ? longRows(dice) : randomImages(dice, type);
     if (type == ORV_BIT && dice.chance(50)) {
         // Sparse bits (for an erosion sparse holes) make every member of the element count.
         for (double& bit : c.images[0].data) bit = dice.chance(4) == dilate ? 1 : 0;
@@ -42,6 +56,9 @@ Case randomMorphology(Dice& dice, OrvDataType type) {
 
 TEST(Morphology, bitsAsModel) {
     repeat("dilate1, erode1", 600, [](Dice& dice) { return randomMorphology(dice, ORV_BIT); });
+}
+TEST(Morphology, longRowsOfBitsAsModel) {
+    repeat("dilate1, erode1", 12, [](Dice& dice) { return randomMorphology(dice, ORV_BIT, true); });
 }
 TEST(Morphology, bytesAsModel) {
     repeat("dilate8, erode8", 500, [](Dice& dice) { return randomMorphology(dice, ORV_BYTE); });
