@@ -369,7 +369,8 @@ a quarter as long, and begin anywhere in a line of the caches, where dense pictu
 Functions that do little for a byte follow memcpy, whose own cost is in the last line, out of the caches. The last column takes off
 what a loop grows by that reads and writes as many bytes as the function, in order, and does nothing else: memory takes twice as
 long for a byte beyond the caches as in them, and the more so where a line is read before it is overwritten. Of sides above 4096
-the better of two runs counts.
+the better of two runs counts. What turns a picture reads or writes across its rows, and is the more so bound by memory's latency:
+asking for the lines of the next tile ahead, of the source or of both, does not change it.
 """)
     parts.append(f"""## What the module costs
 
