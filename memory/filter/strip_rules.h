@@ -43,16 +43,18 @@ inline auto roundedSamples(Floats sum) noexcept {
     return __builtin_convertvector(rounded, Ints);
 }
 
-/// Sums in single precision.
-struct FloatSums {
-    using Element = float;
-    using Tap = float;
-    using Vector = Lanes<float>::Vector;
+/// Sums of products in one precision.
+template <class Float>
+struct ProductSums {
+    using Element = Float;
+    using Tap = Float;
+    using Vector = typename Lanes<Float>::Vector;
     static Vector start() noexcept { return Vector{}; }
-    static Vector add(Vector sum, Vector samples, float tap) noexcept {
+    static Vector add(Vector sum, Vector samples, Float tap) noexcept {
         return multiplyAdd(samples, Vector{} + tap, sum);
     }
 };
+using FloatSums = ProductSums<float>;
 
 /// Rounded to single precision after every weight, where the products and sums are exact enough (see SumFacts).
 template <class T>
@@ -99,14 +101,7 @@ struct NearRule : FloatRule<T> {
 
 /// Rounded to single precision once.
 template <class T>
-struct WholeRule {
-    using Element = double;
-    using Tap = double;
-    using Vector = Lanes<double>::Vector;
-    static Vector start() noexcept { return Vector{}; }
-    static Vector add(Vector sum, Vector samples, double tap) noexcept {
-        return multiplyAdd(samples, Vector{} + tap, sum);
-    }
+struct WholeRule : ProductSums<double> {
     static auto finish(Vector sum) noexcept { return roundedSamples<T>(convertLanes<Lanes<double>::Floats>(sum)); }
 };
 

@@ -8,15 +8,20 @@ namespace {
 
 using namespace orvmodel;
 
+/// A turn of "s" into "d" by any of the flips.
+void addTurn(Maker& maker, OrvDataType type) {
+    const char* op = type == ORV_BIT ? "transpose1" : type == ORV_BYTE ? "transpose8" : "transpose16";
+    maker.c.addCall(
+        {.op = op, .src = {"s"}, .dst = "d", .params = {orvcase::Param::l(static_cast<long>(maker.random.below(7)))}});
+}
+
 auto transposes(OrvDataType type) {
     return [type](Maker& maker) {
         maker.largest = 150;
         const unsigned bands = maker.bands();
-        const std::string d = maker.image("d", type, bands);
-        const std::string s = maker.image("s", type, bands);
-        const char* op = type == ORV_BIT ? "transpose1" : type == ORV_BYTE ? "transpose8" : "transpose16";
-        maker.c.addCall(
-            {.op = op, .src = {s}, .dst = d, .params = {orvcase::Param::l(static_cast<long>(maker.random.below(7)))}});
+        maker.image("d", type, bands);
+        maker.image("s", type, bands);
+        addTurn(maker, type);
     };
 }
 
@@ -42,10 +47,7 @@ TEST(Transpose, RowsAPowerOfTwoApart) {
             image.data = maker.samples(type, image.sampleCount());
             maker.c.images.push_back(image);
         }
-        maker.c.addCall({.op = type == ORV_BYTE ? "transpose8" : "transpose16",
-                         .src = {"s"},
-                         .dst = "d",
-                         .params = {orvcase::Param::l(static_cast<long>(random.below(7)))}});
+        addTurn(maker, type);
     };
     model.expect = answerTranspose;
     model.cases = 150;
@@ -69,10 +71,7 @@ TEST(Transpose, RowsOfWholeLines) {
         if (random.chance(30)) image.roi = maker.region(image.width, image.height);
         image.data = maker.samples(type, image.sampleCount());
         maker.c.images.push_back(image);
-        maker.c.addCall({.op = type == ORV_BYTE ? "transpose8" : "transpose16",
-                         .src = {"s"},
-                         .dst = "d",
-                         .params = {orvcase::Param::l(static_cast<long>(random.below(7)))}});
+        addTurn(maker, type);
     };
     model.expect = answerTranspose;
     model.cases = 200;
